@@ -1,0 +1,241 @@
+#include "base/tcp/src/CoIoDescriptor.h"
+
+#include "base/loggerBase/src/CoAssert.h"
+#include "base/loggerBase/src/CoText.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+const char* const source = "base/tcp/src/CoIoDescriptor";
+constexpr int waitMilliseconds = 1000;
+
+// A peer that has gone is an error text, never a signal: where a send flag does not exist, the
+// socket carries an option instead.
+#ifdef MSG_NOSIGNAL
+constexpr int noSignal = MSG_NOSIGNAL;
+#else
+constexpr int noSignal = 0;
+#endif
+
+#ifdef MSG_MORE
+constexpr int moreFollows = MSG_MORE;
+#else
+constexpr int moreFollows = 0;
+#endif
+
+// Reads and writes count in ints, and some systems refuse more in one call.
+std::size_t boundedLength(unsigned len) {
+    return std::min<std::size_t>(len, INT_MAX);
+}
+
+ssize_t writeOnce(int fd, const void* buf, std::size_t len, int flags) {
+    const ssize_t written = ::send(fd, buf, len, flags);
+    if (written < 0 && errno == ENOTSOCK)
+        return ::write(fd, buf, len);
+    return written;
+}
+
+bool wouldBlock(int error) {
+    return error == EAGAIN || error == EWOULDBLOCK;
+}
+
+} // namespace
+
+const int CoIoDescriptor::IO_WAIT_RESOLUTION = waitMilliseconds / 1000;
+
+CoIoDescriptor::CoIoDescriptor()
+    : id_(-1), ownStopFlag_(false), stopFlag_(&ownStopFlag_), moreToCome_(false) {}
+
+CoIoDescriptor::~CoIoDescriptor() {
+    if (id_ >= 0)
+        ::close(id_);
+    id_ = -1;
+}
+
+int CoIoDescriptor::failWithErrno() {
+    const int error = errno;
+    char text[256] = "";
+    coAssignText(lastError_, coErrorText(error, text, sizeof text));
+    errno = error;
+    return -1;
+}
+
+int CoIoDescriptor::fail(const char* text) {
+    coAssignText(lastError_, text);
+    return -1;
+}
+
+CoIoDescriptor::Wait CoIoDescriptor::wait(Direction direction, int milliseconds) const {
+    // poll ignores a negative number, and would wait for nothing.
+    if (id_ < 0) {
+        errno = EBADF;
+        return Wait::Failed;
+    }
+    const short events = direction == Direction::Read ? POLLIN : POLLOUT;
+    pollfd descriptor = {id_, events, 0};
+    const int ready = ::poll(&descriptor, 1, milliseconds);
+    if (ready == 0)
+        return Wait::TimedOut;
+    if (ready < 0)
+        return errno == EINTR ? Wait::Interrupted : Wait::Failed;
+    if ((descriptor.revents & POLLNVAL) == 0)
+        return Wait::Ready; // with an error or a hang-up too: the transfer itself then says which
+    errno = EBADF;
+    return Wait::Failed;
+}
+
+int CoIoDescriptor::nonBlockingWrite(const void* buf, unsigned len) {
+    if (id_ < 0)
+        return fail("Not connected.");
+    const int flags = noSignal | (moreToCome_ ? moreFollows : 0);
+    ssize_t written;
+    do
+        written = writeOnce(id_, buf, boundedLength(len), flags);
+    while (written < 0 && errno == EINTR);
+    return written < 0 ? failWithErrno() : static_cast<int>(written);
+}
+
+int CoIoDescriptor::nonBlockingRead(void* buf, unsigned len) {
+    if (id_ < 0) {
+        fail("Not connected.");
+        return 0; // not -1: callers take a missing descriptor for the end of its stream
+    }
+    ssize_t count;
+    do
+        count = ::read(id_, buf, boundedLength(len));
+    while (count < 0 && errno == EINTR);
+    return count < 0 ? failWithErrno() : static_cast<int>(count);
+}
+
+int CoIoDescriptor::nonBlockingReadSelect(void* buf, unsigned len) {
+    switch (wait(Direction::Read, waitMilliseconds)) {
+    case Wait::TimedOut:
+    case Wait::Interrupted:
+        return 0;
+    case Wait::Failed:
+        return failWithErrno();
+    case Wait::Ready:
+        break;
+    }
+    const int count = nonBlockingRead(buf, len);
+    return count != 0 ? count : fail("Connection closed");
+}
+
+// Results are ints, so a longer transfer could not be told from a failure.
+bool CoIoDescriptor::beginTransfer(unsigned len) {
+    stopFlag_->store(false);
+    if (len <= INT_MAX)
+        return true;
+    fail("Transfer too long");
+    return false;
+}
+
+// After a signal the write is tried all the same; that there is no room then is no failure.
+int CoIoDescriptor::writeWaited(Wait waited, const char* from, unsigned left) {
+    if (waited == Wait::Ready) {
+        const int written = nonBlockingWrite(from, left);
+        return written != 0 ? written : fail("Connection closed");
+    }
+    std::string keptError;
+    keptError.swap(lastError_);
+    const int written = nonBlockingWrite(from, left);
+    if (written < 0 && !wouldBlock(errno))
+        return written;
+    keptError.swap(lastError_);
+    if (written == 0)
+        return fail("Connection closed");
+    return written < 0 ? 0 : written;
+}
+
+int CoIoDescriptor::blockingWrite(const void* buf, unsigned len) {
+    if (id_ < 0)
+        return fail("Not connected.");
+    if (!beginTransfer(len))
+        return -1;
+    const char* const bytes = static_cast<const char*>(buf);
+    unsigned done = 0;
+    while (done < len) {
+        if (isStopped())
+            return fail("Connection stopped");
+        const Wait waited = wait(Direction::Write, waitMilliseconds);
+        if (waited == Wait::Failed)
+            return failWithErrno();
+        if (isStopped() || waited == Wait::TimedOut)
+            continue;
+        const int written = writeWaited(waited, bytes + done, len - done);
+        if (written < 0)
+            return -1;
+        done += static_cast<unsigned>(written);
+    }
+    return static_cast<int>(done);
+}
+
+int CoIoDescriptor::blockingRead(void* buf, unsigned len) {
+    if (!beginTransfer(len))
+        return -1;
+    char* const bytes = static_cast<char*>(buf);
+    unsigned done = 0;
+    while (done < len) {
+        if (isStopped())
+            return fail("Connection stopped");
+        const Wait waited = wait(Direction::Read, waitMilliseconds);
+        if (waited == Wait::Failed)
+            return failWithErrno();
+        // Seen again here: the next transfer, of a status byte perhaps, would clear the flag.
+        if (isStopped() || waited != Wait::Ready)
+            continue;
+        const int count = nonBlockingRead(bytes + done, len - done);
+        if (count <= 0)
+            return count; // at the end of the stream what had arrived is dropped, without a text
+        done += static_cast<unsigned>(count);
+    }
+    return static_cast<int>(done);
+}
+
+int CoIoDescriptor::close() {
+    if (id_ < 0)
+        return id_;
+    const int result = ::close(id_);
+    id_ = -1;
+    return result;
+}
+
+bool CoIoDescriptor::writeStr(const char* str) {
+    coAssert(str != nullptr, "str != 0", source, 210);
+    const std::size_t length = std::strlen(str);
+    if (length > INT_MAX) {
+        fail("Transfer too long");
+        return false;
+    }
+    return blockingWrite(str, static_cast<unsigned>(length)) == static_cast<int>(length);
+}
+
+int CoIoDescriptor::readLine(char* buff, int maxLen) {
+    coAssert(buff != nullptr, "buff != 0", source, 318);
+    if (maxLen < 1) {
+        fail("No room for a line.");
+        return 0;
+    }
+    char* p = buff;
+    for (;;) {
+        if (blockingRead(p, 1) != 1) {
+            fail("Unexpected end of data stream.");
+            return 0;
+        }
+        if (*p == '\n') {
+            *p = '\0';
+            return static_cast<int>(p - buff);
+        }
+        // In a full buffer the last slot takes the rest of the line, byte by byte.
+        if (p - buff < maxLen - 1)
+            ++p;
+    }
+}

@@ -1,0 +1,163 @@
+// Opening a connection: the calls of CoIoTcpDescriptor that differ between systems.
+#include "base/tcp/src/CoIoTcpDescriptor.h"
+
+#include "base/loggerBase/src/CoAssert.h"
+#include "base/loggerBase/src/CoMsg.h"
+#include "base/loggerBase/src/CoText.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <climits>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+
+#include <fcntl.h>
+#include <netdb.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+
+namespace {
+
+const char* const source = "base/tcp/src/CoIoTcpDescriptor_MACOSX";
+
+using Clock = std::chrono::steady_clock;
+
+void postConnected(int line, const std::string& hostName) {
+    CoMsg::mod_ = source;
+    CoMsg::lineNo_ = line;
+    CoMsg::postDebug("Connected to host : %s", hostName.c_str());
+}
+
+// A child of the application does not inherit the connection, and, where no send flag says so,
+// the socket itself says that a vanished peer raises no signal.
+void keepToThisProcess(int fd) {
+    ::fcntl(fd, F_SETFD, FD_CLOEXEC);
+#ifdef SO_NOSIGPIPE
+    const int on = 1;
+    ::setsockopt(fd, SOL_SOCKET, SO_NOSIGPIPE, &on, sizeof on);
+#endif
+}
+
+int millisecondsUntil(Clock::time_point deadline) {
+    using std::chrono::milliseconds;
+    const auto left = std::chrono::ceil<milliseconds>(deadline - Clock::now()).count();
+    return static_cast<int>(std::clamp<std::int64_t>(left, 0, INT_MAX));
+}
+
+int pendingError(int fd) {
+    int error = 0;
+    socklen_t size = sizeof error;
+    return ::getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &size) == 0 ? error : errno;
+}
+
+std::string quoted(const std::string& text) {
+    return "'" + text + "'";
+}
+
+} // namespace
+
+CoIoTcpDescriptor::CoIoTcpDescriptor(const char* hostName, int port, int sendBufferSize,
+                                     int receiveBufferSize, int timeoutSeconds)
+    : hostName_(coTextOrEmpty(hostName)) {
+    coAssert(hostName != nullptr, "hostName", source, 63);
+    open(port, sendBufferSize, receiveBufferSize, timeoutSeconds);
+}
+
+void CoIoTcpDescriptor::open(int port, int sendBufferSize, int receiveBufferSize,
+                             int timeoutSeconds) {
+    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+    if (fd < 0) {
+        const std::string reason = quoted(getLastSocketError());
+        fail(("Can't open socket for host " + quoted(hostName_) + ": " + reason).c_str());
+        return;
+    }
+    setId(fd); // owned from here on, so that no failure below leaks it
+    keepToThisProcess(fd);
+    setNoDelaySocketOption(fd, true);
+    if (sendBufferSize > 0)
+        setSendBufferSizeSocketOption(fd, sendBufferSize);
+    if (receiveBufferSize > 0)
+        setReceiveBufferSizeSocketOption(fd, receiveBufferSize);
+    sockaddr_in address{};
+    if (!resolve(port, address)) {
+        fail(("Unknown host " + quoted(hostName_)).c_str());
+        return;
+    }
+    if (setNonBlocking(fd, true))
+        connectTo(address, timeoutSeconds);
+}
+
+// The classic resolver call keeps its answer in storage that all threads share.
+bool CoIoTcpDescriptor::resolve(int port, sockaddr_in& address) {
+    addrinfo hints{};
+    hints.ai_family = AF_INET;
+    hints.ai_socktype = SOCK_STREAM;
+    addrinfo* found = nullptr;
+    if (hostName_.empty() || ::getaddrinfo(hostName_.c_str(), nullptr, &hints, &found) != 0)
+        return false;
+    const std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> release(found, &::freeaddrinfo);
+    if (found == nullptr || found->ai_addrlen < sizeof address)
+        return false;
+    std::memcpy(&address, found->ai_addr, sizeof address);
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    return true;
+}
+
+void CoIoTcpDescriptor::failToConnect(const char* reason) {
+    fail(("Can't open connection to host " + quoted(hostName_) + ": " + reason).c_str());
+}
+
+void CoIoTcpDescriptor::connectTo(const sockaddr_in& address, int timeoutSeconds) {
+    if (::connect(id(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
+        postConnected(180, hostName_);
+        return;
+    }
+    // An interrupted connect goes on by itself, like one in progress.
+    if (errno == EINPROGRESS || errno == EINTR)
+        awaitConnection(timeoutSeconds);
+    else
+        failToConnect(quoted(getLastSocketError()).c_str());
+}
+
+// A wait that fails counts as answered, like one that succeeds: the socket's pending error tells.
+void CoIoTcpDescriptor::awaitConnection(int timeoutSeconds) {
+    const auto deadline = Clock::now() + std::chrono::seconds(timeoutSeconds);
+    Wait waited;
+    do
+        waited = wait(Direction::Write, millisecondsUntil(deadline));
+    while (waited == Wait::Interrupted);
+    if (waited == Wait::TimedOut) {
+        failToConnect("Timed out");
+        return;
+    }
+    errno = pendingError(id());
+    if (errno != 0)
+        failToConnect(quoted(getLastSocketError()).c_str());
+    else
+        postConnected(154, hostName_);
+}
+
+bool CoIoTcpDescriptor::setNonBlocking(int fd, bool on) {
+    const int flags = ::fcntl(fd, F_GETFL);
+    const int wanted = on ? flags | O_NONBLOCK : flags & ~O_NONBLOCK;
+    if (flags >= 0 && ::fcntl(fd, F_SETFL, wanted) >= 0)
+        return true;
+    const std::string text =
+        std::string("Couldn't set socket as nonblocking: ") + getLastSocketError();
+    CoMsg::mod_ = source;
+    CoMsg::lineNo_ = 255;
+    CoMsg::postError("%s", text.c_str());
+    fail(text.c_str());
+    return false;
+}
+
+void CoIoTcpDescriptor::setNoDelaySocketOption(int fd, bool on) {
+    const int value = on ? 1 : 0;
+    if (::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &value, sizeof value) == 0)
+        return;
+    CoMsg::mod_ = source;
+    CoMsg::lineNo_ = 190;
+    CoMsg::postError("Cannot set socket option: %s", getLastSocketError());
+}

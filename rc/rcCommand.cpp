@@ -1,0 +1,72 @@
+#include "rc/rcCommand.h"
+
+#include "base/loggerBase/src/CoText.h"
+
+#include <cstdlib>
+
+namespace {
+
+enum ParseState : unsigned char { InType, InId, InMethod, InValue };
+
+} // namespace
+
+rcCommand::rcCommand() : parseState_(InType) {}
+
+rcCommand::~rcCommand() = default;
+
+const char* rcCommand::typeToStr(Type type) {
+    switch (type) {
+    case Sync:
+        return "sync";
+    case Async:
+        return "async";
+    }
+    return "unknown";
+}
+
+rcCommand::Type rcCommand::type() const {
+    return type_ == typeToStr(Sync) ? Sync : Async;
+}
+
+void rcCommand::setType(Type type) {
+    type_ = typeToStr(type);
+}
+
+int rcCommand::id() const {
+    return std::atoi(id_.c_str());
+}
+
+void rcCommand::setId(int id) {
+    id_ = std::to_string(id);
+}
+
+void rcCommand::setMethod(const char* method) {
+    method_ = coTextOrEmpty(method);
+}
+
+void rcCommand::reset() {
+    type_.clear();
+    id_.clear();
+    method_.clear();
+    value_.clearText();
+    parseState_ = InType;
+}
+
+std::string rcCommand::escapedCommand() const {
+    return type_ + " " + id_ + " " + method_ + " " + value_.escapedValue() + "\n";
+}
+
+bool rcCommand::appendChar(char c) {
+    if (c == '\n')
+        return true;
+    if (parseState_ == InValue) {
+        value_.appendEscapedChar(c);
+    } else if (c == ' ') {
+        // Every blank ends a field, so that two in a row leave an empty one.
+        ++parseState_;
+    } else {
+        std::string* const fields[] = {&type_, &id_, &method_};
+        fields[parseState_]->push_back(c);
+    }
+    return false;
+}

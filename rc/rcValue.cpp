@@ -1,0 +1,103 @@
+#include "rc/rcValue.h"
+
+#include "base/loggerBase/src/CoText.h"
+
+#include <cstring>
+
+namespace {
+
+char unescaped(char c) {
+    switch (c) {
+    case 'n':
+        return '\n';
+    case 't':
+        return '\t';
+    default:
+        return c;
+    }
+}
+
+// The letter that follows the backslash of an escaped byte, or 0 for a byte that needs none.
+char escapeLetter(char c) {
+    switch (c) {
+    case '\t':
+        return 't';
+    case '\n':
+        return 'n';
+    case '\\':
+        return '\\';
+    default:
+        return '\0';
+    }
+}
+
+} // namespace
+
+rcValue::rcValue() : escapePending_(false) {}
+
+rcValue::~rcValue() = default;
+
+void rcValue::clear() {
+    clearText();
+    escapePending_ = false;
+}
+
+void rcValue::appendEscapedChar(char c) {
+    if (escapePending_) {
+        escapePending_ = false;
+        value_.push_back(unescaped(c));
+    } else if (c == '\\') {
+        escapePending_ = true;
+    } else {
+        value_.push_back(c);
+    }
+}
+
+// Grows by powers of two: a reply at the line's bound then never takes more than that bound.
+void rcValue::appendPlain(const char* data, std::size_t size) {
+    constexpr std::size_t leastCapacity = 64;
+    const std::size_t needed = value_.size() + size;
+    if (needed > value_.capacity()) {
+        std::size_t capacity = leastCapacity;
+        while (capacity < needed)
+            capacity *= 2;
+        value_.reserve(capacity);
+    }
+    value_.append(data, size);
+}
+
+void rcValue::appendEscaped(const char* data, std::size_t size) {
+    const char* const end = data + size;
+    while (data != end) {
+        if (escapePending_ || *data == '\\') {
+            appendEscapedChar(*data++);
+            continue;
+        }
+        const void* const found = std::memchr(data, '\\', static_cast<std::size_t>(end - data));
+        const char* const runEnd = found != nullptr ? static_cast<const char*>(found) : end;
+        appendPlain(data, static_cast<std::size_t>(runEnd - data));
+        data = runEnd;
+    }
+}
+
+std::string rcValue::escapedValue() const {
+    std::string escaped;
+    escaped.reserve(value_.size());
+    for (const char* p = value_.c_str(); *p != '\0'; ++p) {
+        const char letter = escapeLetter(*p);
+        if (letter != '\0')
+            escaped.push_back('\\');
+        escaped.push_back(letter != '\0' ? letter : *p);
+    }
+    return escaped;
+}
+
+void rcValue::setValue(const char* value) {
+    value_ = coTextOrEmpty(value);
+}
+
+std::string rcValue::takeValue() {
+    std::string taken;
+    taken.swap(value_);
+    return taken;
+}

@@ -1,0 +1,50 @@
+// The value of a command or result: a plain text and its escaped form on the wire, in which a tab
+// is "\t", a line feed "\n" and a backslash doubled.
+// Owns its text; knows no socket. One thread at a time. Any byte sequence is accepted; only
+// std::bad_alloc is thrown.
+#ifndef RC_RCVALUE_H
+#define RC_RCVALUE_H
+
+#include "base/CoExport.h"
+
+#include <cstddef>
+#include <string>
+
+class CO_EXPORT rcValue {
+public:
+    rcValue();
+    virtual ~rcValue();
+    rcValue(const rcValue&) = default;
+    rcValue(rcValue&&) = default;
+    rcValue& operator=(const rcValue&) = default;
+    rcValue& operator=(rcValue&&) = default;
+
+    /// Empties the text and forgets a pending escape.
+    void clear();
+    /// Empties the text only: an escape that a line left open still applies to the next byte.
+    void clearText() { value_.clear(); }
+
+    /// Feeds one byte of an escaped value.
+    void appendEscapedChar(char c);
+    /// Feeds \p size bytes of an escaped value; the same result as byte by byte, but plain bytes
+    /// are appended in runs.
+    void appendEscaped(const char* data, std::size_t size);
+
+    /// The escaped form of the text up to its first NUL.
+    std::string escapedValue() const;
+
+    /// The plain text.
+    const std::string& value() const { return value_; }
+    /// Replaces the plain text; null is the empty text.
+    void setValue(const char* value);
+    /// Moves the plain text out and leaves it empty.
+    std::string takeValue();
+
+private:
+    void appendPlain(const char* data, std::size_t size);
+
+    std::string value_;
+    bool escapePending_; // a backslash was fed and its partner is awaited
+};
+
+#endif
