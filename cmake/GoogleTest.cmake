@@ -1,0 +1,12 @@
+# GoogleTest: the installed one, or built here for targets that it is not installed for.
+if(LANTRIX_GTEST_SOURCE)
+    set(INSTALL_GTEST OFF)
+    add_subdirectory(${LANTRIX_GTEST_SOURCE} ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+    add_library(GTest::gmock_main ALIAS gmock_main)
+    add_library(GTest::gmock ALIAS gmock)
+    add_library(GTest::gtest_main ALIAS gtest_main)
+    add_library(GTest::gtest ALIAS gtest)
+else()
+    find_package(GTest REQUIRED)
+endif()
+include(GoogleTest)
