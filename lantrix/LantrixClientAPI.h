@@ -190,8 +190,12 @@ public:
     static void LantrixNodeHandle_delete(LantrixNodeHandle* node);
 
 private:
+    friend LANTRIX_EXPORT bool LantrixFindChild(const LantrixNodeHandle& parent, const char* name,
+                                                LantrixNodeHandle& result);
+
     LantrixNodeImp& imp() const;
     LantrixServerImp& serverImp() const;
+    bool create(const char* name, bool isClip, const char* type, LantrixNodeHandle& child);
 
     LantrixNodeImp* imp_; // owned; never null
 };

@@ -1,0 +1,179 @@
+#include "base/fileUtil/src/CoFilePath.h"
+
+#include "base/loggerBase/src/CoException.h"
+#include "base/loggerBase/src/CoText.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+
+#include <libgen.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+const char* const source = "base/fileUtil/src/CoFilePath";
+
+// basename(3) and dirname(3) change the text that they are given and may point into it.
+const char* componentOf(const std::string& path, std::string& buffer, char* (*component)(char*)) {
+    buffer = path;
+    return component(&buffer[0]);
+}
+
+} // namespace
+
+CoFilePath::CoFilePath(const char* path, const char* part2, const char* part3)
+    : path_(coTextOrEmpty(path)) {
+    concatenate(part2);
+    concatenate(part3);
+}
+
+CoFilePath::~CoFilePath() = default;
+
+void CoFilePath::failWithErrno(int line, const char* file) {
+    throw CoException(errnoString().c_str(), line, file);
+}
+
+void CoFilePath::concatenate(const char* part) {
+    if (part == nullptr)
+        return;
+    if (!path_.empty() && !isPathSeparator(path_.back()))
+        path_ += pathSeparator();
+    path_ += isPathSeparator(*part) ? part + 1 : part;
+}
+
+const char* CoFilePath::baseName() const {
+    thread_local std::string buffer;
+    return componentOf(path_, buffer, ::basename);
+}
+
+const char* CoFilePath::directoryName() const {
+    thread_local std::string buffer;
+    return componentOf(path_, buffer, ::dirname);
+}
+
+std::string CoFilePath::extension() const {
+    const std::string base = baseName();
+    const auto dot = base.rfind('.');
+    return dot == std::string::npos || dot == 0 ? std::string() : base.substr(dot + 1);
+}
+
+void CoFilePath::pruneExtension() {
+    const auto dot = path_.rfind('.');
+    if (dot != std::string::npos && dot > 0)
+        path_.resize(dot);
+}
+
+bool CoFilePath::isAbsolute() const {
+    return !path_.empty() && isPathSeparator(path_[0]);
+}
+
+bool CoFilePath::pathContainsInvalidChars() const {
+    return path_.find_first_of(invalidChars()) != std::string::npos;
+}
+
+void CoFilePath::genericPath(std::string& out) const {
+    out = path_;
+    std::replace(out.begin(), out.end(), '\\', pathSeparator());
+}
+
+void CoFilePath::setGenericPath(const CoFilePath& other) {
+    std::string generic;
+    other.genericPath(generic);
+    path_ = std::move(generic);
+}
+
+void CoFilePath::clean() {
+    std::string cleaned;
+    for (std::size_t i = 0; i < path_.size(); ++i) {
+        if (path_.compare(i, 2, "//") == 0)
+            continue;
+        if (path_.compare(i, 3, "/./") == 0)
+            ++i; // drops the slash and the dot; the second slash is looked at next
+        else
+            cleaned += path_[i];
+    }
+    path_ = std::move(cleaned);
+}
+
+// The name that begins at a position and ends at the next slash.
+std::string CoFilePath::nameAt(std::string::size_type position) const {
+    return path_.substr(position, path_.find(pathSeparator(), position) - position);
+}
+
+void CoFilePath::expand() {
+    CoFilePath expanded;
+    for (std::size_t i = 0; i < path_.size(); ++i) {
+        const bool isHome = path_[i] == '~';
+        if (!isHome && path_[i] != '$') {
+            expanded.path_ += path_[i];
+            continue;
+        }
+        const std::string name = nameAt(i + 1);
+        expanded.path_ += isHome ? homeOf(name) : valueOf(name);
+        i += name.size();
+    }
+    expanded.clean();
+    path_ = std::move(expanded.path_);
+}
+
+std::string CoFilePath::freePath(const std::string& directory, const std::string& name) const {
+    const auto dot = name.rfind('.');
+    const bool hasExtension = dot != std::string::npos && dot > 0;
+    const std::string stem = directory + "/" + (hasExtension ? name.substr(0, dot) : name);
+    const std::string ending = hasExtension ? name.substr(dot) : std::string();
+    for (int n = 1;; ++n) {
+        const std::string candidate = stem + "_" + std::to_string(n) + ending;
+        if (!CoFilePath(candidate.c_str()).exists())
+            return candidate;
+    }
+}
+
+void CoFilePath::uniquePath() {
+    expand();
+    if (exists())
+        path_ = freePath(directoryName(), baseName());
+}
+
+bool CoFilePath::exists() const {
+    return ::access(path(), F_OK) == 0;
+}
+
+CoFilePath::Type CoFilePath::type() const {
+    struct stat status {};
+    if (::stat(path(), &status) != 0)
+        return OtherType;
+    if (S_ISREG(status.st_mode))
+        return RegularFile;
+    return S_ISDIR(status.st_mode) ? Directory : OtherType;
+}
+
+bool CoFilePath::isSymLink() const {
+    struct stat status {};
+    return ::lstat(path(), &status) == 0 && S_ISLNK(status.st_mode);
+}
+
+std::int64_t CoFilePath::size() const {
+    struct stat status {};
+    if (::stat(path(), &status) != 0)
+        failWithErrno(190, source);
+    return status.st_size;
+}
+
+void CoFilePath::renameTo(const CoFilePath& target) {
+    if (::rename(path(), target.path()) != 0)
+        failWithErrno(227, source);
+    path_ = target.path_;
+}
+
+std::string CoFilePath::homeDir() {
+    const char* const home = std::getenv("HOME");
+    return home != nullptr ? home : tempDir();
+}
+
+std::string CoFilePath::errnoString() {
+    char text[256] = "";
+    return coErrorText(errno, text, sizeof text);
+}

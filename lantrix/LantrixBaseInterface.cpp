@@ -1,0 +1,100 @@
+#include "lantrix/LantrixBaseInterface.h"
+
+#include "base/loggerBase/src/CoException.h"
+#include "base/loggerBase/src/CoText.h"
+#include "lantrix/LantrixGuard.h"
+#include "lantrix/LantrixReplyText.h"
+
+namespace {
+
+const char* const source = "lantrix/LantrixBaseInterface";
+
+bool isEmpty(const char* text) {
+    return *coTextOrEmpty(text) == '\0';
+}
+
+// Paths are not escaped: one that holds a double quote or a comma would not survive the way.
+std::string quotedList(const LantrixStr* paths, int count) {
+    std::string list;
+    for (int i = 0; paths != nullptr && i < count; ++i) {
+        list += i > 0 ? ",\"" : "\"";
+        list += paths[i].c_str();
+        list += '"';
+    }
+    return list;
+}
+
+} // namespace
+
+LantrixClientConnection::LantrixClientConnection(const char* host, int port)
+    : host_(coTextOrEmpty(host)), port_(port) {}
+
+LantrixClientConnection::~LantrixClientConnection() = default;
+
+bool LantrixClientConnection::callMethod(const char* method, const std::string& args, bool sync,
+                                         std::string& result) {
+    if (!isConnected() && !connect(host_.c_str(), port_))
+        throw CoException(lastError(), 46, source);
+    if (!call(0, method, args.c_str(), sync, result))
+        throw CoException(result.c_str(), 52, source);
+    return true;
+}
+
+std::string LantrixClientConnection::request(const char* method, const std::string& args) {
+    std::string reply;
+    callMethod(method, args, true, reply);
+    return reply;
+}
+
+LantrixBaseInterface::~LantrixBaseInterface() = default;
+
+LantrixBaseClientAPI::LantrixBaseClientAPI(LantrixClientConnection& connection)
+    : connection_(connection) {}
+
+LantrixBaseClientAPI::~LantrixBaseClientAPI() = default;
+
+bool LantrixBaseClientAPI::ping() {
+    return lantrixGuarded(error_, [&] {
+        connection_.request("Ping", "");
+        return true;
+    });
+}
+
+bool LantrixBaseClientAPI::queryVersion(int& major, int& minor) {
+    return lantrixGuarded(error_, [&] {
+        const std::string reply = connection_.request("QueryVersion", "");
+        LantrixReplyReader reader(reply);
+        reader.readInt(major);
+        reader.readInt(minor);
+        return true;
+    });
+}
+
+bool LantrixBaseClientAPI::shutdown() {
+    return lantrixGuarded(error_, [&] {
+        connection_.request("Shutdown", "");
+        return true;
+    });
+}
+
+bool LantrixBaseClientAPI::translatePaths(const LantrixStr* srcPaths, LantrixStr* dstPaths,
+                                          int count, const char* srcHost, const char* dstHost,
+                                          LantrixOS::OsType srcOs, LantrixOS::OsType dstOs) {
+    if (isEmpty(srcHost) || isEmpty(dstHost)) {
+        coAssignText(error_, isEmpty(srcHost) ? "Invalid source host name given"
+                                              : "Invalid destination host name given");
+        return false;
+    }
+    return lantrixGuarded(error_, [&] {
+        const std::string head =
+            coFormatCut(1024, "\"%s\" %d \"%s\" %d ", srcHost, srcOs, dstHost, dstOs);
+        std::string reply =
+            connection_.request("TranslatePaths", head + quotedList(srcPaths, count));
+        int next = 0;
+        lantrixForEachItem(reply, [&](const char* path) {
+            if (dstPaths != nullptr && next < count)
+                dstPaths[next++] = path;
+        });
+        return true;
+    });
+}

@@ -1,0 +1,187 @@
+// The server handle and the search for nodes by their display names.
+#include "lantrix/LantrixClientAPI.h"
+
+#include "base/fileUtil/src/CoFilePath.h"
+#include "base/loggerBase/src/CoAssert.h"
+#include "lantrix/LantrixNodeImp.h"
+#include "lantrix/LantrixServerImp.h"
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+
+namespace {
+
+using TextQuery = bool (LantrixNodeClientAPI::*)(std::string&);
+
+bool queryText(LantrixServerImp& server, TextQuery query, LantrixStr& text) {
+    return server.attempt([&] {
+        std::string answer;
+        if (!server.transfer((server.nodeService_.*query)(answer), server.nodeService_))
+            return false;
+        text = answer.c_str();
+        return true;
+    });
+}
+
+// From protocol 2.6 on the server names its storage; until then the host name stands for it,
+// also when the version can't be asked, which is then not tried again.
+bool settleStorageId(LantrixServerImp& server) {
+    if (server.askVersion() && server.speaks(6) &&
+        !server.transfer(server.nodeService_.getStorageId(server.storageId_), server.nodeService_))
+        return false;
+    server.storageIdPending_ = false;
+    return true;
+}
+
+} // namespace
+
+bool LantrixClientInit() {
+    return true;
+}
+
+void LantrixClientUninit() {}
+
+LantrixServerHandle::LantrixServerHandle(const char* host)
+    : imp_(std::make_unique<LantrixServerImp>(host).release()) {}
+
+LantrixServerHandle::LantrixServerHandle(const LantrixServerHandle& other)
+    : LantrixServerHandle(other.getHostName()) {}
+
+LantrixServerHandle::~LantrixServerHandle() {
+    const std::unique_ptr<LantrixServerImp> owned(imp_);
+}
+
+LantrixServerImp& LantrixServerHandle::imp() const {
+    coAssert(imp_ != nullptr, "imp_ != 0", "lantrix/LantrixClientAPI", 1117);
+    return *imp_;
+}
+
+bool LantrixServerHandle::getRootNode(LantrixNodeHandle& node) const {
+    LantrixServerImp& server = imp();
+    return server.attempt([&] {
+        LantrixNodeId root;
+        if (!server.transfer(server.nodeService_.getRootNode(root), server.nodeService_))
+            return false;
+        node.setNodeId(root);
+        node.setServer(*this);
+        return true;
+    });
+}
+
+bool LantrixServerHandle::getVendor(LantrixStr& vendor) const {
+    return queryText(imp(), &LantrixNodeClientAPI::queryNodePlugInVendor, vendor);
+}
+
+bool LantrixServerHandle::getProduct(LantrixStr& product) const {
+    return queryText(imp(), &LantrixNodeClientAPI::queryNodePlugInProduct, product);
+}
+
+bool LantrixServerHandle::getVersion(int& major, int& minor) const {
+    LantrixServerImp& server = imp();
+    return server.transfer(server.nodeService_.queryNodePlugInVersion(major, minor),
+                           server.nodeService_);
+}
+
+bool LantrixServerHandle::getProtocolVersion(int& major, int& minor) const {
+    LantrixServerImp& server = imp();
+    if (!server.askVersion())
+        return false;
+    major = server.protocolMajor_;
+    minor = server.protocolMinor_;
+    return true;
+}
+
+bool LantrixServerHandle::getStorageId(LantrixStr& id) const {
+    LantrixServerImp& server = imp();
+    return server.attempt([&] {
+        if (server.storageIdPending_ && !settleStorageId(server))
+            return false;
+        id = server.storageId_.c_str();
+        return true;
+    });
+}
+
+bool LantrixServerHandle::ping() const {
+    LantrixServerImp& server = imp();
+    return server.transfer(server.baseService_.ping(), server.baseService_);
+}
+
+bool LantrixServerHandle::translatePaths(const LantrixStr* srcPaths, LantrixStr* dstPaths,
+                                         int count, const char* srcHost, const char* dstHost,
+                                         LantrixOS::OsType srcOs, LantrixOS::OsType dstOs) const {
+    LantrixServerImp& server = imp();
+    const bool translated = server.baseService_.translatePaths(
+        srcPaths, dstPaths, count, srcHost != nullptr ? srcHost : getHostName(),
+        dstHost != nullptr ? dstHost : getHostName(), srcOs, dstOs);
+    return server.transfer(translated, server.baseService_);
+}
+
+bool LantrixServerHandle::readFrame(const char* frameId, void* buffer, int bufferSize) {
+    LantrixServerImp& server = imp();
+    return server.attempt([&] {
+        server.frameService_.readFrame(frameId, static_cast<char*>(buffer), bufferSize);
+        return true;
+    });
+}
+
+bool LantrixServerHandle::writeFrame(const char* frameId, const void* buffer, int bufferSize) {
+    LantrixServerImp& server = imp();
+    return server.attempt([&] {
+        server.frameService_.writeFrame(frameId, static_cast<const char*>(buffer), bufferSize);
+        return true;
+    });
+}
+
+const char* LantrixServerHandle::getHostName() const {
+    return imp().commandConnection_.host();
+}
+
+const char* LantrixServerHandle::lastError() const {
+    return imp().lastError_.c_str();
+}
+
+void LantrixServerHandle::stop() {
+    imp().commandConnection_.stop();
+    imp().dataConnection_.stop();
+}
+
+bool LantrixFindChild(const LantrixNodeHandle& parent, const char* name,
+                      LantrixNodeHandle& result) {
+    if (name == nullptr)
+        return false;
+    return parent.serverImp().attempt([&] {
+        const LantrixNodeHandle node(parent); // so that result may be the parent
+        int count = 0;
+        if (!node.getNumChildren(count))
+            return false;
+        for (int i = 0; i < count; ++i) {
+            if (!node.getChild(i, result))
+                return false;
+            if (std::strcmp(result.imp().displayName_.c_str(), name) == 0)
+                return true;
+        }
+        return false;
+    });
+}
+
+bool LantrixResolveDisplayPath(const LantrixServerHandle& server, const char* path,
+                               LantrixNodeHandle& result) {
+    return server.imp().attempt([&] {
+        CoFilePath cleaned(path);
+        cleaned.clean();
+        std::string names;
+        cleaned.genericPath(names);
+        if (!server.getRootNode(result))
+            return true; // callers look at the last error, or at the node id
+        std::size_t begin = 0;
+        while (begin <= names.size()) {
+            const std::size_t end = std::min(names.find('/', begin), names.size());
+            const std::string name = names.substr(begin, end - begin);
+            if (!name.empty() && !LantrixFindChild(result, name.c_str(), result))
+                return false;
+            begin = end + 1;
+        }
+        return true;
+    });
+}

@@ -1,0 +1,79 @@
+#include "lantrix/LantrixFrameClientAPI.h"
+
+#include "base/loggerBase/src/CoException.h"
+#include "lantrix/LantrixFrameInterface.h"
+
+#include <climits>
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+const char* const source = "lantrix/LantrixFrameClientAPI";
+
+// The longest statuses that are read: the two differ, and both are limits of this client.
+constexpr std::size_t longestWriteStatus = 1023;
+constexpr std::size_t longestReadStatus = 2048;
+
+} // namespace
+
+LantrixFrameClientAPI::LantrixFrameClientAPI(LantrixRawDataClientConnection& connection)
+    : connection_(&connection) {}
+
+LantrixFrameClientAPI::~LantrixFrameClientAPI() = default;
+
+int LantrixFrameClientAPI::sendText(const char* text, bool moreFollows) {
+    const int length = static_cast<int>(std::strlen(text) + 1);
+    return moreFollows ? connection_->writePart(text, length) : connection_->write(text, length);
+}
+
+// Three texts, each with a write of its own. What goes last is never held back, so that no
+// request waits for a write that does not come.
+int LantrixFrameClientAPI::sendRequest(const char* name, const LantrixFrameId& frameId, int number,
+                                       bool payloadFollows) {
+    if (std::strlen(frameId.id()) >= INT_MAX)
+        throw CoException("Frame id too long", 73, source);
+    char digits[16];
+    std::snprintf(digits, sizeof digits, "%d", number);
+    sendText(name, true);
+    sendText(frameId.id(), true);
+    return sendText(digits, payloadFollows);
+}
+
+// Returns after an empty status and throws any other. Of a status beyond the limit the rest may
+// still be on the way: the connection is dropped, lest it be read as the next answer.
+void LantrixFrameClientAPI::readStatus(char* status, std::size_t limit, int line) {
+    std::size_t length = 0;
+    bool terminated = false;
+    while (!terminated && length < limit) {
+        connection_->read(status + length, 1);
+        terminated = status[length] == '\0';
+        length += terminated ? 0 : 1;
+    }
+    status[length] = '\0';
+    if (length == 0)
+        return;
+    const CoException failure(status, line, source);
+    if (!terminated)
+        connection_->disconnect();
+    throw failure;
+}
+
+int LantrixFrameClientAPI::writeFrame(const LantrixFrameId& frameId, const char* buffer, int size) {
+    sendRequest("WriteFrame", frameId, size, size > 0);
+    connection_->write(buffer, size);
+    char status[longestWriteStatus + 1];
+    readStatus(status, longestWriteStatus, 141);
+    return 1;
+}
+
+int LantrixFrameClientAPI::readFrame(const LantrixFrameId& frameId, char* buffer, int size) {
+    sendRequest("ReadFrame", frameId, size, false);
+    char status[longestReadStatus + 1];
+    readStatus(status, longestReadStatus, 73);
+    return connection_->read(buffer, size);
+}
+
+int LantrixFrameClientAPI::readAhead(const LantrixFrameId& frameId, int count) {
+    return sendRequest("ReadAhead", frameId, count, false);
+}

@@ -1,0 +1,282 @@
+#include "lantrix/LantrixNodeClientAPI.h"
+
+#include "base/loggerBase/src/CoException.h"
+#include "base/loggerBase/src/CoText.h"
+#include "lantrix/LantrixBaseInterface.h"
+#include "lantrix/LantrixGuard.h"
+#include "lantrix/LantrixReplyText.h"
+#include "rc/rcParam.h"
+
+#include <iterator>
+#include <utility>
+
+namespace {
+
+const char* const source = "lantrix/LantrixNodeClientAPI";
+constexpr std::size_t longestTag = 255;
+constexpr std::size_t longestMetaData = 4095;
+
+void checkNodeId(const LantrixNodeId& node) {
+    if (!node.isValid())
+        throw CoException(coFormatCut(128, "Invalid node id: '%s'.", node.id()).c_str(), 35,
+                          source);
+}
+
+// The fields of a clip format as they stand in a request, but for the metadata: each followed by
+// a blank. The pixel ratio comes before the frame rate.
+std::string clipFormatText(const LantrixClipFormat& format) {
+    return coFormatCut(256, "%d %d %d %d %d %g %g ", format.width(), format.height(),
+                       format.bitsPerPixel(), format.numChannels(), format.frameBufferSize(),
+                       static_cast<double>(format.pixelRatio()),
+                       static_cast<double>(format.frameRate())) +
+           format.formatTag() + " " + std::to_string(format.scanFormat()) + " " +
+           format.metaDataTag() + " ";
+}
+
+// A reply that stops early leaves the remaining fields zero or empty.
+LantrixClipFormat parseClipFormat(const std::string& reply) {
+    int width = 0, height = 0, bitsPerPixel = 0, numChannels = 0, frameBufferSize = 0, scan = 0;
+    float pixelRatio = 0.0F, frameRate = 0.0F;
+    std::string formatTag, metaDataTag, metaData;
+    LantrixReplyReader reader(reply);
+    reader.readInt(width);
+    reader.readInt(height);
+    reader.readInt(bitsPerPixel);
+    reader.readInt(numChannels);
+    reader.readInt(frameBufferSize);
+    reader.readFloat(pixelRatio);
+    reader.readFloat(frameRate);
+    reader.readWord(formatTag, longestTag);
+    reader.readInt(scan);
+    reader.readWord(metaDataTag, longestTag);
+    reader.readRest(metaData, longestMetaData); // sent escaped, but answered as it stands
+    return LantrixClipFormat(
+        width, height, bitsPerPixel, numChannels, frameBufferSize, frameRate, pixelRatio,
+        static_cast<LantrixClipFormat::ScanFormat>(static_cast<unsigned char>(scan)),
+        formatTag.c_str(), metaDataTag.c_str(), metaData.c_str());
+}
+
+template <class Item>
+std::vector<Item> itemsOf(std::string reply) {
+    std::vector<Item> items;
+    lantrixForEachItem(reply, [&items](const char* item) { items.emplace_back(item); });
+    return items;
+}
+
+// Ids and display texts alternate; empty ones count.
+std::vector<LantrixNodeInterface::NodeInfo> childrenOf(std::string reply) {
+    std::vector<LantrixNodeInterface::NodeInfo> children;
+    const char* pendingId = nullptr;
+    lantrixForEachPiece(reply, [&](const char* piece) {
+        if (pendingId != nullptr)
+            children.push_back({piece, pendingId});
+        pendingId = pendingId != nullptr ? nullptr : piece;
+    });
+    return children;
+}
+
+std::string joined(const std::vector<std::string>& paths) {
+    std::string list;
+    for (const std::string& path : paths) {
+        if (&path != &paths.front())
+            list += ',';
+        list += path;
+    }
+    return list;
+}
+
+} // namespace
+
+LantrixNodeInterface::~LantrixNodeInterface() = default;
+
+LantrixNodeClientAPI::LantrixNodeClientAPI(LantrixClientConnection& connection)
+    : connection_(connection) {}
+
+LantrixNodeClientAPI::~LantrixNodeClientAPI() = default;
+
+// Every operation on a node comes through here, with its arguments built.
+std::string LantrixNodeClientAPI::ask(const char* method, const LantrixNodeId& node,
+                                      const std::string& args) {
+    checkNodeId(node);
+    return connection_.request(method, args);
+}
+
+bool LantrixNodeClientAPI::askText(const char* method, std::string& text) {
+    return lantrixGuarded(error_, [&] {
+        text = connection_.request(method, "");
+        return true;
+    });
+}
+
+bool LantrixNodeClientAPI::askNodeText(const char* method, const LantrixNodeId& node,
+                                       std::string& text) {
+    return lantrixGuarded(error_, [&] {
+        text = ask(method, node, node.id());
+        return true;
+    });
+}
+
+bool LantrixNodeClientAPI::getRootNode(LantrixNodeId& root) {
+    return lantrixGuarded(error_, [&] {
+        root.setId(connection_.request("GetRootNode", "").c_str());
+        return true;
+    });
+}
+
+bool LantrixNodeClientAPI::createNode(const LantrixNodeId& parent, const char* name, NodeType type,
+                                      int typeNum, LantrixNodeId& newNode) {
+    return lantrixGuarded(error_, [&] {
+        LantrixNodeInterface& service = *this;
+        return service.createNode(parent, name, type, coFormatCut(32, "%d", typeNum).c_str(),
+                                  newNode);
+    });
+}
+
+bool LantrixNodeClientAPI::createNode(const LantrixNodeId& parent, const char* name, NodeType type,
+                                      const char* typeStr, LantrixNodeId& newNode) {
+    return lantrixGuarded(error_, [&] {
+        const std::string args = coFormatCut(512, "%s \"%s\" %d %s", parent.id(),
+                                             coTextOrEmpty(name), type, coTextOrEmpty(typeStr));
+        newNode.setId(ask("CreateNode", parent, args).c_str());
+        return true;
+    });
+}
+
+bool LantrixNodeClientAPI::destroyNode(const LantrixNodeId& node) {
+    return lantrixGuarded(error_, [&] {
+        ask("DestroyNode", node, node.id());
+        return true;
+    });
+}
+
+bool LantrixNodeClientAPI::getChildren(const LantrixNodeId& node, std::vector<NodeInfo>& children) {
+    return lantrixGuarded(error_, [&] {
+        children = childrenOf(ask("GetChildren", node, node.id()));
+        return true;
+    });
+}
+
+bool LantrixNodeClientAPI::getNodeType(const LantrixNodeId& node, NodeType& type, int& subType) {
+    return lantrixGuarded(error_, [&] {
+        const std::string reply = ask("GetNodeType", node, node.id());
+        LantrixReplyReader reader(reply);
+        int number = 0;
+        reader.readInt(number);
+        reader.readInt(subType);
+        type = static_cast<NodeType>(static_cast<unsigned char>(number));
+        return true;
+    });
+}
+
+bool LantrixNodeClientAPI::getNodeTypeStr(const LantrixNodeId& node, std::string& typeStr) {
+    return askNodeText("GetNodeTypeStr", node, typeStr);
+}
+
+bool LantrixNodeClientAPI::getDisplayName(const LantrixNodeId& node, std::string& name) {
+    return askNodeText("GetDisplayName", node, name);
+}
+
+bool LantrixNodeClientAPI::allocateFrames(const LantrixNodeId& node, int numFrames,
+                                          const LantrixClipFormat& format,
+                                          std::vector<LantrixFrameId>& frames) {
+    return lantrixGuarded(error_, [&] {
+        const std::string args =
+            coFormatCut(2048, "%s %d %s", node.id(), numFrames, clipFormatText(format).c_str()) +
+            rcParamStringToEscapedString(format.metaData());
+        const auto added = itemsOf<LantrixFrameId>(ask("AllocateFrames", node, args));
+        frames.insert(frames.end(), added.begin(), added.end());
+        return true;
+    });
+}
+
+bool LantrixNodeClientAPI::getFrames(const LantrixNodeId& node,
+                                     std::vector<LantrixFrameId>& frames) {
+    return lantrixGuarded(error_, [&] {
+        frames = itemsOf<LantrixFrameId>(ask("GetFrames", node, node.id()));
+        return true;
+    });
+}
+
+bool LantrixNodeClientAPI::getFramePaths(const LantrixNodeId& node,
+                                         std::vector<std::string>& paths) {
+    return lantrixGuarded(error_, [&] {
+        const std::string args =
+            coFormatCut(512, "%s %s %d %s", node.id(), LantrixOS::getHostName().c_str(),
+                        LantrixOS::getOSType(), LantrixOS::getOSVersion().c_str());
+        paths = itemsOf<std::string>(ask("GetFramePaths", node, args));
+        return true;
+    });
+}
+
+bool LantrixNodeClientAPI::setFramePaths(const LantrixNodeId& node,
+                                         const std::vector<std::string>& paths,
+                                         const LantrixClipFormat& format) {
+    return lantrixGuarded(error_, [&] {
+        const std::string args =
+            node.id() + (" " + joined(paths)) +
+            coFormatCut(2048, " %s %d %s %s", LantrixOS::getHostName().c_str(),
+                        LantrixOS::getOSType(), LantrixOS::getOSVersion().c_str(),
+                        clipFormatText(format).c_str()) +
+            rcParamStringToEscapedString(format.metaData());
+        ask("SetFramePaths", node, args);
+        return true;
+    });
+}
+
+bool LantrixNodeClientAPI::getClipFormat(const LantrixNodeId& node, LantrixClipFormat& format) {
+    return lantrixGuarded(error_, [&] {
+        format = parseClipFormat(ask("GetClipFormat", node, node.id()));
+        return true;
+    });
+}
+
+bool LantrixNodeClientAPI::queryNodePlugInVendor(std::string& vendor) {
+    return askText("QueryNodePlugInVendor", vendor);
+}
+
+bool LantrixNodeClientAPI::queryNodePlugInProduct(std::string& product) {
+    return askText("QueryNodePlugInProduct", product);
+}
+
+bool LantrixNodeClientAPI::queryNodePlugInVersion(int& major, int& minor) {
+    return lantrixGuarded(error_, [&] {
+        const std::string reply = connection_.request("QueryNodePlugInVersion", "");
+        LantrixReplyReader reader(reply);
+        reader.readInt(major);
+        reader.readInt(minor);
+        return true;
+    });
+}
+
+bool LantrixNodeClientAPI::getStorageId(std::string& storageId) {
+    return askText("GetStorageId", storageId);
+}
+
+bool LantrixNodeClientAPI::getMetaData(const LantrixNodeId& node, const char* streamName,
+                                       const char* filter, int depth, std::string& data) {
+    return lantrixGuarded(error_, [&] {
+        const std::string args =
+            coFormatCut(1024, "%s %s %s %d", node.id(), coTextOrEmpty(streamName),
+                        coTextOrEmpty(filter), depth);
+        data = ask("GetMetaData", node, args);
+        return true;
+    });
+}
+
+bool LantrixNodeClientAPI::setMetaData(const LantrixNodeId& node, const char* streamName,
+                                       const char* data) {
+    return lantrixGuarded(error_, [&] {
+        const std::string args = std::string(node.id()) + " " + coTextOrEmpty(streamName) + " " +
+                                 rcParamStringToEscapedString(coTextOrEmpty(data));
+        ask("SetMetaData", node, args);
+        return true;
+    });
+}
+
+bool LantrixNodeClientAPI::queryMetaDataSupport(const LantrixNodeId& node,
+                                                std::vector<std::string>& streams) {
+    return lantrixGuarded(error_, [&] {
+        streams = itemsOf<std::string>(ask("QueryMetaDataSupport", node, node.id()));
+        return true;
+    });
+}

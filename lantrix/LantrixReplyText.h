@@ -1,0 +1,57 @@
+// Reading of reply values: numbers and words separated by white space, and comma-separated lists.
+// Stateless; knows no socket. Numbers are those of the "C" locale. Any text is accepted: what
+// does not parse is reported and leaves its output as it was.
+#ifndef LANTRIX_LANTRIXREPLYTEXT_H
+#define LANTRIX_LANTRIXREPLYTEXT_H
+
+#include "base/loggerBase/src/CoText.h"
+
+#include <cstddef>
+#include <cstring>
+#include <string>
+
+/// Walks over the fields of one reply. After the first field that does not parse nothing more is
+/// read.
+class LantrixReplyReader {
+public:
+    /// \p text must outlive the reader.
+    explicit LantrixReplyReader(const std::string& text) : rest_(text.c_str()) {}
+
+    /// A decimal number within int; false, and \p value as it was, for anything else.
+    bool readInt(int& value);
+    bool readFloat(float& value);
+    /// A word without blanks; more than \p longest characters of it are dropped.
+    bool readWord(std::string& word, std::size_t longest);
+    /// What follows the white space, cut to \p longest characters.
+    bool readRest(std::string& rest, std::size_t longest);
+
+private:
+    bool skipBlanks();
+
+    CoCLocale neutral_;
+    const char* rest_; // null after a field that did not parse
+};
+
+/// Calls take(const char*) for each piece between the commas of \p list, empty ones included, in
+/// order; one piece for an empty list. Overwrites the commas, so that no piece is copied.
+template <class Take>
+void lantrixForEachPiece(std::string& list, Take&& take) {
+    char* piece = &list[0];
+    while (char* const comma = std::strchr(piece, ',')) {
+        *comma = '\0';
+        take(static_cast<const char*>(piece));
+        piece = comma + 1;
+    }
+    take(static_cast<const char*>(piece));
+}
+
+/// As lantrixForEachPiece, without the empty pieces: the items of a list reply.
+template <class Take>
+void lantrixForEachItem(std::string& list, Take&& take) {
+    lantrixForEachPiece(list, [&take](const char* piece) {
+        if (*piece != '\0')
+            take(piece);
+    });
+}
+
+#endif

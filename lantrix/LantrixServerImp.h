@@ -1,0 +1,50 @@
+// The state behind a LantrixServerHandle: connections, services, and what is remembered of the
+// server. Owns all of it; handles never share one. Threads as LantrixServerHandle.
+#ifndef LANTRIX_LANTRIXSERVERIMP_H
+#define LANTRIX_LANTRIXSERVERIMP_H
+
+#include "lantrix/LantrixBaseInterface.h"
+#include "lantrix/LantrixFrameClientAPI.h"
+#include "lantrix/LantrixFrameInterface.h"
+#include "lantrix/LantrixGuard.h"
+#include "lantrix/LantrixNodeClientAPI.h"
+
+#include <string>
+#include <utility>
+
+class LantrixServerImp {
+public:
+    explicit LantrixServerImp(const char* host);
+
+    /// Runs the body of a public operation: whatever it throws becomes the last error and false.
+    template <class Body>
+    bool attempt(Body&& body) {
+        return lantrixGuarded(lastError_, std::forward<Body>(body));
+    }
+
+    /// Sets the last error and returns false.
+    bool fail(const char* text);
+    /// Passes a service's result on, and on failure its error text to the last error.
+    template <class Service>
+    bool transfer(bool succeeded, const Service& service) {
+        return succeeded || fail(service.lastError());
+    }
+
+    /// Asks for the protocol version unless it is known.
+    bool askVersion();
+    /// True when the known protocol is 2.\p minor or later; false while it is unknown.
+    bool speaks(int minor) const;
+
+    LantrixClientConnection commandConnection_;
+    LantrixRawDataClientConnection dataConnection_;
+    LantrixBaseClientAPI baseService_;
+    LantrixFrameClientAPI frameService_;
+    LantrixNodeClientAPI nodeService_;
+    std::string lastError_;
+    int protocolMajor_; // 0: not yet asked
+    int protocolMinor_;
+    std::string storageId_; // the host name until the server has told another
+    bool storageIdPending_;
+};
+
+#endif

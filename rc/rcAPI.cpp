@@ -1,0 +1,169 @@
+#include "rc/rcAPI.h"
+
+#include "base/loggerBase/src/CoText.h"
+#include "base/tcp/src/CoIoTcpDescriptor.h"
+#include "rc/rcCommand.h"
+#include "rc/rcResult.h"
+
+#include <algorithm>
+#include <climits>
+#include <new>
+
+namespace {
+
+constexpr unsigned receiveBufferSize = 32768;
+constexpr int connectTimeoutSeconds = 10;
+constexpr std::size_t longestReplyLine = std::size_t{256} * 1024 * 1024;
+const char* const replyTooLong = "Reply line longer than 256 MiB.";
+
+std::string requestLine(int id, const char* method, const char* args, bool sync) {
+    rcCommand command;
+    command.setType(sync ? rcCommand::Sync : rcCommand::Async);
+    command.setId(id);
+    command.setMethod(method);
+    command.setValue(args);
+    return command.escapedCommand();
+}
+
+} // namespace
+
+rcAPI::rcAPI() : result_(std::make_unique<rcResult>()), stopFlag_(false), repliesOwed_(0) {}
+
+rcAPI::~rcAPI() {
+    disconnect();
+}
+
+bool rcAPI::isConnected() const {
+    return connection_ != nullptr;
+}
+
+void rcAPI::disconnect() {
+    connection_.reset();
+    buffer_.reset();
+    repliesOwed_ = 0;
+}
+
+bool rcAPI::fail(const char* text) {
+    coAssignText(lastError_, text);
+    return false;
+}
+
+bool rcAPI::connect(const char* host, int port) {
+    disconnect();
+    try {
+        buffer_ = std::make_unique<char[]>(receiveBufferSize);
+        connection_ = std::make_unique<CoIoTcpDescriptor>(host, port, 0, 0, connectTimeoutSeconds);
+        connection_->setStopFlag(stopFlag_);
+    } catch (const std::bad_alloc&) {
+        disconnect();
+        return fail("Cannot allocate result buffer.");
+    }
+    if (*connection_->lastError() == '\0')
+        return true;
+    fail(connection_->lastError());
+    disconnect();
+    return false;
+}
+
+bool rcAPI::call(int id, const char* method, const char* args, bool sync, std::string& result) {
+    try {
+        return exchange(id, method, args, sync, result);
+    } catch (const std::bad_alloc&) {
+        // Where the line was lost in the middle, the next reply could not be told from its rest.
+        disconnect();
+        fail("Cannot allocate memory for the call.");
+        coAssignText(result, lastError());
+        return false;
+    }
+}
+
+bool rcAPI::exchange(int id, const char* method, const char* args, bool sync, std::string& result) {
+    const bool sent = isConnected()
+                          ? dropLateReplies() && sendRequest(requestLine(id, method, args, sync))
+                          : fail("Connection not established.");
+    if (!sent) {
+        coAssignText(result, lastError());
+        return false;
+    }
+    if (!sync) {
+        result.clear();
+        return true;
+    }
+    bool complete = false;
+    if (!readReply(complete)) {
+        if (!isConnected())
+            coAssignText(result, lastError());
+        return false; // after a failed read the caller keeps its own, usually empty, result
+    }
+    if (!connection_->isStopped())
+        return takeResult(result);
+    if (!complete)
+        ++repliesOwed_;
+    fail(coFormatCut(128, "%s command stopped.", coTextOrEmpty(method)).c_str());
+    coAssignText(result, lastError());
+    return false;
+}
+
+bool rcAPI::sendRequest(const std::string& line) {
+    const bool fits = line.size() <= INT_MAX;
+    const int length = fits ? static_cast<int>(line.size()) : 0;
+    if (fits && connection_->blockingWrite(line.data(), static_cast<unsigned>(length)) == length)
+        return true;
+    fail(fits ? connection_->lastError() : "Request too long");
+    disconnect();
+    return false;
+}
+
+// Reads until the line is complete or the call is stopped. The bytes behind the line feed are
+// dropped: a server sends one reply for each request.
+bool rcAPI::readReply(bool& complete) {
+    result_->reset();
+    std::size_t lineLength = 0;
+    while (!complete && !connection_->isStopped()) {
+        const int count = connection_->nonBlockingReadSelect(buffer_.get(), receiveBufferSize);
+        if (count < 0) {
+            // The connection is kept; if it lives after all, the reply is still on its way.
+            ++repliesOwed_;
+            return fail(connection_->lastError());
+        }
+        const std::size_t size = static_cast<std::size_t>(count);
+        const std::size_t taken = result_->append(buffer_.get(), size, complete);
+        countReplies(buffer_.get() + taken, size - taken);
+        lineLength += taken;
+        if (lineLength > longestReplyLine) {
+            *result_ = rcResult();
+            disconnect();
+            return fail(replyTooLong);
+        }
+    }
+    return true;
+}
+
+bool rcAPI::takeResult(std::string& result) {
+    result = result_->takeValue();
+    result.resize(std::min(result.find('\0'), result.size())); // a NUL ends a value
+    return result_->code() == rcResult::Ok || fail(result.c_str());
+}
+
+// What has arrived for a call that was given up is no answer to the next one. Nothing is waited
+// for, and nothing is read when no reply is owed.
+bool rcAPI::dropLateReplies() {
+    std::size_t dropped = 0;
+    while (repliesOwed_ > 0) {
+        const int count = connection_->nonBlockingRead(buffer_.get(), receiveBufferSize);
+        if (count <= 0)
+            return true;
+        dropped += static_cast<std::size_t>(count);
+        countReplies(buffer_.get(), static_cast<std::size_t>(count));
+        if (dropped > longestReplyLine) {
+            disconnect();
+            return fail(replyTooLong);
+        }
+    }
+    return true;
+}
+
+void rcAPI::countReplies(const char* data, std::size_t size) {
+    const auto lines = std::count(data, data + size, '\n');
+    repliesOwed_ -= std::min(repliesOwed_, static_cast<std::size_t>(lines));
+}
