@@ -1,0 +1,34 @@
+# Sourced by the other scripts: which Debian packages they need, and how missing ones get here.
+
+build_packages="g++ cmake ninja-build libgtest-dev libasio-dev nlohmann-json3-dev libcli11-dev
+    libpng-dev libopenexr-dev pkg-config dpkg-dev file"
+x86_packages="g++-multilib googletest"
+clang_packages="clang libclang-rt-14-dev llvm"
+lint_packages="clang-format clang-tidy"
+docs_packages="doxygen"
+
+# Installs those of the named packages that are not there; apt is not asked for anything else, so
+# that a machine without network or rights can work once it has them.
+need_packages() {
+    missing=
+    for package in "$@"; do
+        state=$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null) || state=absent
+        [ "$state" = installed ] || missing="$missing $package"
+    done
+    [ -n "$missing" ] || return 0
+
+    as_root=
+    if [ "$(id -u)" -ne 0 ]; then
+        as_root=sudo
+        if ! command -v sudo >/dev/null; then
+            echo "Missing packages:$missing" >&2
+            echo "Install them as root (apt-get install$missing), then run this again." >&2
+            return 1
+        fi
+    fi
+    echo "Installing$missing"
+    $as_root apt-get update -qq
+    # shellcheck disable=SC2086 # a list of words
+    $as_root env DEBIAN_FRONTEND=noninteractive \
+        apt-get install -qq -y --no-install-recommends $missing </dev/null
+}
