@@ -40,6 +40,7 @@ bool rcAPI::isConnected() const {
 void rcAPI::disconnect() {
     connection_.reset();
     buffer_.reset();
+    *result_ = rcResult(); // with what an incomplete line has left in it, its memory included
     repliesOwed_ = 0;
 }
 
@@ -69,7 +70,7 @@ bool rcAPI::call(int id, const char* method, const char* args, bool sync, std::s
     try {
         return exchange(id, method, args, sync, result);
     } catch (const std::bad_alloc&) {
-        // Where the line was lost in the middle, the next reply could not be told from its rest.
+        // Without the rest of this reply, the next one could not be told from it.
         disconnect();
         fail("Cannot allocate memory for the call.");
         coAssignText(result, lastError());
@@ -98,7 +99,7 @@ bool rcAPI::exchange(int id, const char* method, const char* args, bool sync, st
     if (!connection_->isStopped())
         return takeResult(result);
     if (!complete)
-        ++repliesOwed_;
+        abandonReply();
     fail(coFormatCut(128, "%s command stopped.", coTextOrEmpty(method)).c_str());
     coAssignText(result, lastError());
     return false;
@@ -122,8 +123,7 @@ bool rcAPI::readReply(bool& complete) {
     while (!complete && !connection_->isStopped()) {
         const int count = connection_->nonBlockingReadSelect(buffer_.get(), receiveBufferSize);
         if (count < 0) {
-            // The connection is kept; if it lives after all, the reply is still on its way.
-            ++repliesOwed_;
+            abandonReply(); // the connection is kept, and may live after all
             return fail(connection_->lastError());
         }
         const std::size_t size = static_cast<std::size_t>(count);
@@ -131,12 +131,17 @@ bool rcAPI::readReply(bool& complete) {
         countReplies(buffer_.get() + taken, size - taken);
         lineLength += taken;
         if (lineLength > longestReplyLine) {
-            *result_ = rcResult();
             disconnect();
             return fail(replyTooLong);
         }
     }
     return true;
+}
+
+// The rest of the line may still arrive; an escape that its beginning left open ends with it.
+void rcAPI::abandonReply() {
+    *result_ = rcResult();
+    ++repliesOwed_;
 }
 
 bool rcAPI::takeResult(std::string& result) {
