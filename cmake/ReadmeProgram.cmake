@@ -1,0 +1,18 @@
+# The README's first program, compiled as it is printed: the text of its first C++ block becomes a
+# source file, anew whenever the README changes.
+function(lantrix_readme_program target)
+    set(readme ${PROJECT_SOURCE_DIR}/README.md)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${readme})
+    file(READ ${readme} text)
+    string(FIND "${text}" "```cpp\n" begin)
+    if(begin EQUAL -1)
+        message(FATAL_ERROR "README.md has no C++ block.")
+    endif()
+    math(EXPR begin "${begin} + 7")
+    string(SUBSTRING "${text}" ${begin} -1 text)
+    string(FIND "${text}" "```" end)
+    string(SUBSTRING "${text}" 0 ${end} text)
+    file(CONFIGURE OUTPUT ${target}.cpp CONTENT "${text}" @ONLY)
+    add_executable(${target} ${CMAKE_CURRENT_BINARY_DIR}/${target}.cpp)
+    target_link_libraries(${target} PRIVATE lantrixClientAPI::lantrixClientAPI)
+endfunction()
