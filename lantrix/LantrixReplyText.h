@@ -36,7 +36,7 @@ private:
 /// order; one piece for an empty list. Overwrites the commas, so that no piece is copied.
 template <class Take>
 void lantrixForEachPiece(std::string& list, Take&& take) {
-    char* piece = &list[0];
+    char* piece = list.data();
     while (char* const comma = std::strchr(piece, ',')) {
         *comma = '\0';
         take(static_cast<const char*>(piece));

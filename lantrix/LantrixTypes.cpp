@@ -50,14 +50,14 @@ LantrixStr::~LantrixStr() {
 // Makes room for a text of \p length bytes. Without memory the string becomes empty: nothing may
 // be written into the shared buffer, which holds only its terminator.
 bool LantrixStr::resizeBuff(unsigned long length) {
+    const bool isNew = !ownsBuff();
     void* const block = length < SIZE_MAX
-                            ? std::realloc(ownsBuff() ? buff_ : nullptr, std::size_t{length} + 1)
+                            ? std::realloc(isNew ? nullptr : buff_, std::size_t{length} + 1)
                             : nullptr;
     if (block == nullptr) {
         reset();
         return false;
     }
-    const bool isNew = !ownsBuff();
     buff_ = static_cast<char*>(block);
     if (isNew)
         buff_[0] = '\0';

@@ -19,7 +19,7 @@ const char* const source = "base/fileUtil/src/CoFilePath";
 // basename(3) and dirname(3) change the text that they are given and may point into it.
 const char* componentOf(const std::string& path, std::string& buffer, char* (*component)(char*)) {
     buffer = path;
-    return component(&buffer[0]);
+    return component(buffer.data());
 }
 
 } // namespace
@@ -125,7 +125,7 @@ std::string CoFilePath::freePath(const std::string& directory, const std::string
     const std::string stem = directory + "/" + (hasExtension ? name.substr(0, dot) : name);
     const std::string ending = hasExtension ? name.substr(dot) : std::string();
     for (int n = 1;; ++n) {
-        const std::string candidate = stem + "_" + std::to_string(n) + ending;
+        std::string candidate = stem + "_" + std::to_string(n) + ending;
         if (!CoFilePath(candidate.c_str()).exists())
             return candidate;
     }

@@ -32,7 +32,7 @@ CoCLocale::~CoCLocale() {
 std::string coFormatCutV(std::size_t bufferSize, const char* format, std::va_list arguments) {
     const CoCLocale neutral;
     std::string text(bufferSize, '\0');
-    std::vsnprintf(&text[0], bufferSize, format, arguments);
+    std::vsnprintf(text.data(), bufferSize, format, arguments);
     // Counted rather than taken from the result, which is negative for a text beyond INT_MAX.
     text.resize(strnlen(text.c_str(), bufferSize - 1));
     return text;
