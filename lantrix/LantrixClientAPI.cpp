@@ -151,7 +151,8 @@ bool LantrixFindChild(const LantrixNodeHandle& parent, const char* name,
     if (name == nullptr)
         return false;
     return parent.serverImp().attempt([&] {
-        const LantrixNodeHandle node(parent); // so that result may be the parent
+        // A copy, so that result may be the parent.
+        const LantrixNodeHandle node(parent); // NOLINT(performance-unnecessary-copy-initialization)
         int count = 0;
         if (!node.getNumChildren(count))
             return false;

@@ -81,7 +81,9 @@ LantrixStr& LantrixStr::operator=(const char* s) {
 
 LantrixStr& LantrixStr::operator=(const LantrixStr& other) {
     assertBuffer(other.buff_, 192);
-    return *this = other.buff_;
+    if (this != &other)
+        *this = other.buff_;
+    return *this;
 }
 
 unsigned LantrixStr::length() const {
