@@ -1,3 +1,4 @@
+# shellcheck shell=sh disable=SC2034 # the lists are for the scripts that source this
 # Sourced by the other scripts: which Debian packages they need, and how missing ones get here.
 
 build_packages="g++ cmake ninja-build libgtest-dev libasio-dev nlohmann-json3-dev libcli11-dev

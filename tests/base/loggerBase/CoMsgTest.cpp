@@ -1,0 +1,107 @@
+#include "base/loggerBase/src/CoMsg.h"
+#include "tests/support/LogCapture.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+#include <unistd.h>
+
+namespace {
+
+using testing::Eq;
+using testing::ExitedWithCode;
+
+// What the router writes to standard output, made visible to the death test.
+[[noreturn]] void postAndExit(void (*post)()) {
+    std::fflush(stdout);
+    ::dup2(STDERR_FILENO, STDOUT_FILENO);
+    post();
+    std::exit(0);
+}
+
+void postEveryLevel() {
+    CoMsg::postUser("U");
+    CoMsg::postError("E");
+    CoMsg::postWarning("W");
+    CoMsg::postNotice("N");
+    CoMsg::postDebug("D");
+}
+
+// The settings are read while the library is loaded: each statement runs in a process of its own,
+// which is loaded with the environment of this one.
+class CoMsgEnvironment : public testing::Test {
+protected:
+    CoMsgEnvironment() { testing::FLAGS_gtest_death_test_style = "threadsafe"; }
+    ~CoMsgEnvironment() override {
+        ::unsetenv("MZ_MSG_LEVEL");
+        ::unsetenv("MZ_MSG_VERBOSE");
+    }
+};
+
+TEST_F(CoMsgEnvironment, LevelFiltersWhatIsLessImportant) {
+    EXPECT_EXIT(postAndExit(postEveryLevel), ExitedWithCode(0), Eq("U\nE\nW\nN\n"));
+    const struct {
+        const char *level, *printed;
+    } cases[] = {{"user", "U\n"},
+                 {"error", "U\nE\n"},
+                 {"warn", "U\nE\nW\n"},
+                 {"notice", "U\nE\nW\nN\n"},
+                 {"debug", "U\nE\nW\nN\nD\n"},
+                 {"Debug", "U\nE\nW\nN\nD\n"},
+                 {"", "U\nE\nW\nN\nD\n"}};
+    for (const auto& each : cases) {
+        ::setenv("MZ_MSG_LEVEL", each.level, 1);
+        EXPECT_EXIT(postAndExit(postEveryLevel), ExitedWithCode(0), Eq(each.printed));
+    }
+}
+
+TEST_F(CoMsgEnvironment, EmptyVerboseVariableGivesFullLines) {
+    ::setenv("MZ_MSG_VERBOSE", "", 1);
+    const auto post = [] {
+        CoMsg::mod_ = "some/folder/Module.x";
+        CoMsg::lineNo_ = 7;
+        CoMsg::postError("100%%%% of %s \n\t", "it"); // the line is a format once more
+    };
+    EXPECT_EXIT(postAndExit(post), ExitedWithCode(0),
+                "^\\[error\\] 0 Module.x:7 ../../..:..:..:..\\.[0-9][0-9][0-9] 100% of it\n$");
+}
+
+TEST_F(CoMsgEnvironment, PlainTextLosesTrailingBlanksOnly) {
+    const auto post = [] {
+        CoMsg::postError(" x  \n\t");
+        CoMsg::postError(" \n");
+        CoMsg::postConsole("%d ", 1);
+        CoMsg::postShell("%s", "2");
+    };
+    EXPECT_EXIT(postAndExit(post), ExitedWithCode(0), Eq(" x\n\n1 \n2\n"));
+}
+
+TEST(CoMsg, RecordNamesItsPlaceAndKeepsAtMost2047Characters) {
+    const LogCapture log;
+    CoMsg::mod_ = "a/b/Source.cpp";
+    CoMsg::lineNo_ = 12;
+    CoMsg::postWarning("%s", std::string(2047, 'w').c_str());
+    CoMsg::postUser("%s", std::string(2048, 'u').c_str());
+    EXPECT_EQ("warn Source.cpp:12 " + std::string(2047, 'w') + "\nuser Source.cpp:12 " +
+                  std::string(2047, 'u') + "\n",
+              log.lines);
+}
+
+TEST(CoMsg, FormatCutsToTheBufferAndTellsThePid) {
+    CoMsg::setCurrentPIDCallback([] { return 4711; });
+    const CoMsg message(nullptr, "x", 1, CoMsg::Level(5));
+    CoMsg::setCurrentPIDCallback(getDudPID);
+    char line[17];
+    EXPECT_STREQ("[unknown] 4711 x", message.format(line, sizeof line));
+}
+
+TEST(CoMsg, NullFormatAbortsOnlyWhenItPassesTheFilter) {
+    const char* volatile none = nullptr;
+    CoMsg::postDebug(none, 0);
+    EXPECT_DEATH(CoMsg::postError(none, 0),
+                 Eq("base/loggerBase/src/CoMsg:91: failed assertion `fmt != 0'\n"));
+}
+
+} // namespace

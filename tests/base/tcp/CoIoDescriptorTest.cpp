@@ -1,0 +1,149 @@
+#include "base/tcp/src/CoIoDescriptor.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <future>
+#include <thread>
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+using testing::Eq;
+
+// A descriptor and its peer, the two ends of one stream.
+class CoIoDescriptorTest : public testing::Test {
+protected:
+    CoIoDescriptorTest() {
+        int ends[2] = {-1, -1};
+        EXPECT_EQ(0, ::socketpair(AF_UNIX, SOCK_STREAM, 0, ends));
+        ::fcntl(ends[0], F_SETFL, O_NONBLOCK);
+        descriptor.setId(ends[0]);
+        peer.setId(ends[1]);
+    }
+
+    std::string received(unsigned length) {
+        std::string bytes(length, '\0');
+        bytes.resize(static_cast<std::size_t>(peer.blockingRead(&bytes[0], length)));
+        return bytes;
+    }
+
+    CoIoDescriptor descriptor;
+    CoIoDescriptor peer;
+    char buffer[16] = "unchanged";
+};
+
+TEST_F(CoIoDescriptorTest, TransferOfNothingReturnsAtOnceAndForgetsAStop) {
+    descriptor.stop();
+    EXPECT_EQ(0, descriptor.blockingRead(buffer, 0));
+    EXPECT_FALSE(descriptor.isStopped());
+    descriptor.stop();
+    EXPECT_EQ(0, descriptor.blockingWrite(buffer, 0));
+    EXPECT_FALSE(descriptor.isStopped());
+}
+
+TEST_F(CoIoDescriptorTest, ClosedPeerEndsEveryReadAsItsCallersExpect) {
+    peer.writeStr("ab");
+    peer.close();
+    EXPECT_EQ(0, descriptor.blockingRead(buffer, 4));
+    EXPECT_STREQ("", descriptor.lastError());
+    EXPECT_EQ(0, descriptor.nonBlockingRead(buffer, 4));
+    EXPECT_STREQ("", descriptor.lastError());
+    EXPECT_EQ(-1, descriptor.nonBlockingReadSelect(buffer, 4));
+    EXPECT_STREQ("Connection closed", descriptor.lastError());
+}
+
+TEST_F(CoIoDescriptorTest, WriteToAClosedPeerIsATextAndNoSignal) {
+    std::signal(SIGPIPE, SIG_DFL);
+    peer.close();
+    EXPECT_EQ(-1, descriptor.blockingWrite("data", 4));
+    EXPECT_STREQ(std::strerror(EPIPE), descriptor.lastError());
+}
+
+TEST_F(CoIoDescriptorTest, ClosedDescriptorRefusesAndNeverWaits) {
+    EXPECT_EQ(0, descriptor.close());
+    EXPECT_EQ(-1, descriptor.close());
+    EXPECT_EQ(-1, descriptor.nonBlockingReadSelect(buffer, 4));
+    EXPECT_STREQ(std::strerror(EBADF), descriptor.lastError());
+    EXPECT_EQ(-1, descriptor.blockingRead(buffer, 4));
+    EXPECT_EQ(-1, descriptor.blockingWrite("data", 4));
+    EXPECT_STREQ("Not connected.", descriptor.lastError());
+    EXPECT_EQ(-1, descriptor.nonBlockingWrite("data", 4));
+    EXPECT_EQ(0, descriptor.nonBlockingRead(buffer, 4));
+}
+
+TEST_F(CoIoDescriptorTest, ReadLineCutsALongLineAndConsumesItWhole) {
+    const struct {
+        const char* sent;
+        int room, length;
+        const char* line;
+    } cases[] = {{"abcdefghij\n", 8, 7, "abcdefg"},
+                 {"abcdefg\n", 8, 7, "abcdefg"},
+                 {"ab\r\n", 8, 3, "ab\r"},
+                 {"\n", 8, 0, ""},
+                 {"abc\n", 1, 0, ""},
+                 {"end\n", 16, 3, "end"}};
+    for (const auto& each : cases) {
+        peer.writeStr(each.sent);
+        EXPECT_EQ(each.length, descriptor.readLine(buffer, each.room));
+        EXPECT_STREQ(each.line, buffer);
+        EXPECT_STREQ("", descriptor.lastError());
+    }
+    peer.writeStr("no line feed");
+    peer.close();
+    EXPECT_EQ(0, descriptor.readLine(buffer, sizeof buffer));
+    EXPECT_STREQ("Unexpected end of data stream.", descriptor.lastError());
+}
+
+TEST_F(CoIoDescriptorTest, StopEndsAWriteThatFindsNoRoom) {
+    const std::string bytes(8 << 20, 'x');
+    auto writing = std::async(std::launch::async, [&] {
+        return descriptor.blockingWrite(bytes.data(), static_cast<unsigned>(bytes.size()));
+    });
+    EXPECT_EQ("x", received(1)); // the write is under way and has cleared the flag
+    descriptor.stop();
+    EXPECT_EQ(-1, writing.get());
+    EXPECT_STREQ("Connection stopped", descriptor.lastError());
+}
+
+TEST_F(CoIoDescriptorTest, SignalWhileThereIsNoRoomDoesNotBreakAWrite) {
+    struct sigaction action {};
+    action.sa_handler = [](int) {};
+    ::sigaction(SIGALRM, &action, nullptr); // without SA_RESTART
+    const std::string bytes(8 << 20, 'x');
+    const unsigned length = static_cast<unsigned>(bytes.size());
+    const pthread_t writer = ::pthread_self();
+    std::thread reading([&] {
+        EXPECT_EQ("x", received(1)); // the write is under way
+        for (int i = 0; i < 50; ++i, std::this_thread::sleep_for(std::chrono::milliseconds(1)))
+            ::pthread_kill(writer, SIGALRM);
+        EXPECT_TRUE(bytes.substr(1) == received(length - 1));
+    });
+    EXPECT_EQ(8 << 20, descriptor.blockingWrite(bytes.data(), length)) << descriptor.lastError();
+    reading.join();
+}
+
+TEST_F(CoIoDescriptorTest, WritesToWhatIsNoSocket) {
+    int ends[2] = {-1, -1};
+    ASSERT_EQ(0, ::pipe(ends));
+    CoIoDescriptor in, out;
+    in.setId(ends[0]);
+    out.setId(ends[1]);
+    EXPECT_TRUE(out.writeStr("text"));
+    EXPECT_EQ(4, in.blockingRead(buffer, 4));
+    EXPECT_EQ(0, std::memcmp("text", buffer, 4));
+}
+
+TEST_F(CoIoDescriptorTest, NullBuffersAbort) {
+    EXPECT_DEATH(descriptor.writeStr(nullptr),
+                 Eq("base/tcp/src/CoIoDescriptor:210: failed assertion `str != 0'\n"));
+    EXPECT_DEATH(descriptor.readLine(nullptr, 8),
+                 Eq("base/tcp/src/CoIoDescriptor:318: failed assertion `buff != 0'\n"));
+}
+
+} // namespace

@@ -1,0 +1,201 @@
+#include "lantrix/LantrixClientAPI.h"
+#include "tests/support/ScriptedServer.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+namespace {
+
+using testing::Eq;
+
+const std::string nul(1, '\0');
+
+class LantrixServerHandleTest : public testing::Test {
+protected:
+    ScriptedServer remote;
+    LantrixServerHandle server{remote.host()};
+    LantrixStr text = "unchanged";
+    int major = -1, minor = -1;
+};
+
+TEST_F(LantrixServerHandleTest, PlugInIsAskedAnewEveryTime) {
+    remote.commands({call("QueryNodePlugInVendor ", "ok A"), call("QueryNodePlugInVendor ", "ok B"),
+                     call("QueryNodePlugInProduct ", "ok P"),
+                     call("QueryNodePlugInVersion ", "ok 4 2"), call("Ping ", "ok ")});
+    EXPECT_TRUE(LantrixClientInit());
+    EXPECT_TRUE(server.getVendor(text) && server.getVendor(text));
+    EXPECT_STREQ("B", text);
+    EXPECT_TRUE(server.getProduct(text));
+    EXPECT_STREQ("P", text);
+    EXPECT_TRUE(server.getVersion(major, minor));
+    EXPECT_EQ(42, major * 10 + minor);
+    EXPECT_TRUE(server.ping());
+    LantrixClientUninit();
+}
+
+TEST_F(LantrixServerHandleTest, ProtocolVersionIsAskedOnceUnlessItsMajorIsZero) {
+    remote.commands({call("QueryVersion ", "ok 0 9"), call("QueryVersion ", "error Not yet"),
+                     call("QueryVersion ", "ok 2 5")});
+    EXPECT_TRUE(server.getProtocolVersion(major, minor));
+    EXPECT_EQ(9, major * 10 + minor);
+    EXPECT_FALSE(server.getProtocolVersion(major, minor));
+    EXPECT_EQ(9, major * 10 + minor);
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_TRUE(server.getProtocolVersion(major, minor));
+        EXPECT_EQ(25, major * 10 + minor);
+    }
+    EXPECT_STREQ("Not yet", server.lastError());
+}
+
+TEST_F(LantrixServerHandleTest, StorageIdThatCouldNotBeToldIsAskedAgain) {
+    remote.commands({call("QueryVersion ", "ok 2 6"), call("GetStorageId ", "error Busy"),
+                     call("GetStorageId ", "ok store")});
+    EXPECT_FALSE(server.getStorageId(text));
+    EXPECT_STREQ("Busy", server.lastError());
+    EXPECT_STREQ("unchanged", text);
+    for (int i = 0; i < 2; ++i, text = "asked once") {
+        EXPECT_TRUE(server.getStorageId(text));
+        EXPECT_STREQ("store", text);
+    }
+}
+
+TEST_F(LantrixServerHandleTest, PathsAreTranslatedFromAndToThisServerUnlessToldOtherwise) {
+    const std::string quoted = std::string("\"") + remote.host() + "\"";
+    remote.commands({call("TranslatePaths " + quoted + " 1 " + quoted + " 3 \"/a\"", "ok /b"),
+                     call("TranslatePaths \"h\" 0 \"i\" 0 ", "ok ")});
+    const LantrixStr path("/a");
+    EXPECT_TRUE(server.translatePaths(&path, &text, 1, nullptr, nullptr, LantrixOS::Irix,
+                                      LantrixOS::WindowsNT));
+    EXPECT_STREQ("/b", text);
+    EXPECT_TRUE(server.translatePaths(nullptr, nullptr, -1, "h", "i", LantrixOS::Unknown,
+                                      LantrixOS::Unknown));
+    EXPECT_FALSE(server.translatePaths(&path, &text, 1, "h", "", LantrixOS::Irix, LantrixOS::Irix));
+    EXPECT_STREQ("Invalid destination host name given", server.lastError());
+}
+
+TEST_F(LantrixServerHandleTest, CopyStartsAnewOnTheSameHost) {
+    remote.commands({call("QueryVersion ", "ok 2 4"), call("Ping ", "error Busy"), awaitClose,
+                     call("QueryVersion ", "ok 2 6")});
+    auto first = std::make_unique<LantrixServerHandle>(remote.host());
+    EXPECT_TRUE(first->getProtocolVersion(major, minor));
+    EXPECT_FALSE(first->ping());
+    const LantrixServerHandle copy(*first);
+    EXPECT_STREQ("", copy.lastError());
+    first.reset();
+    EXPECT_STREQ(remote.host(), copy.getHostName());
+    EXPECT_TRUE(copy.getProtocolVersion(major, minor));
+    EXPECT_EQ(6, minor);
+}
+
+TEST_F(LantrixServerHandleTest, FramesAreReadAndWrittenByIdWithoutAnyCheck) {
+    const auto request = [](const std::string& name, const std::string& rest) {
+        return expect(name + nul + "f1" + nul + "4" + nul + rest);
+    };
+    remote.frames({request("WriteFrame", "abcd"), reply(nul), request("ReadFrame", ""),
+                   reply(nul + "efgh"), request("ReadFrame", ""), reply("No such frame" + nul)});
+    char buffer[] = "abcd";
+    EXPECT_TRUE(server.writeFrame("f1", buffer, 4));
+    EXPECT_TRUE(server.readFrame("f1", buffer, 4));
+    EXPECT_STREQ("efgh", buffer);
+    EXPECT_FALSE(server.readFrame("f1", buffer, 4));
+    EXPECT_STREQ("No such frame", server.lastError());
+    EXPECT_STREQ("efgh", buffer);
+}
+
+TEST_F(LantrixServerHandleTest, LastErrorOutlivesSuccessAndIsSharedWithNodes) {
+    remote.commands({call("GetRootNode ", "error No root"), call("GetRootNode ", "ok r")});
+    LantrixNodeHandle node(server, "before");
+    EXPECT_FALSE(server.getRootNode(node));
+    EXPECT_STREQ("before", node.getNodeId().id());
+    EXPECT_TRUE(server.getRootNode(node));
+    EXPECT_STREQ("r", node.getNodeId().id());
+    EXPECT_EQ(&server, &node.getServer());
+    EXPECT_STREQ("No root", node.lastError());
+}
+
+TEST(LantrixServerHandle, NullHostIsTheEmptyHost) {
+    LantrixServerHandle server(nullptr);
+    char byte = 0;
+    EXPECT_STREQ("", server.getHostName());
+    EXPECT_FALSE(server.ping());
+    EXPECT_FALSE(server.readFrame(nullptr, &byte, 1));
+    EXPECT_STREQ("Unknown host ''", server.lastError());
+}
+
+// Overwrites the state's pointer, the last thing that a handle holds; in a death test's process
+// only.
+template <class Handle>
+void loseState(Handle& handle) {
+    std::memset(reinterpret_cast<char*>(&handle + 1) - sizeof(void*), 0, sizeof(void*));
+}
+
+TEST(LantrixHandles, NullStateAborts) {
+    const auto text = "lantrix/LantrixClientAPI:1117: failed assertion `imp_ != 0'\n";
+    LantrixServerHandle server("");
+    LantrixNodeHandle node(server, "n1");
+    int count = 0;
+    EXPECT_DEATH((loseState(server), server.ping()), Eq(text));
+    EXPECT_DEATH((loseState(server), server.stop()), Eq(text));
+    EXPECT_DEATH((loseState(server), node.getNumChildren(count)), Eq(text));
+    EXPECT_DEATH((loseState(node), node.getNumChildren(count)), Eq(text));
+    EXPECT_DEATH((loseState(node), node.getNodeId()), Eq(text));
+}
+
+// A handle of the application that lives from before main() until after it, and is used there.
+struct EarlyAndLate {
+    EarlyAndLate() : failed(!server.ping()) {}
+    ~EarlyAndLate() {
+        if (std::getenv("TELL_AT_EXIT") != nullptr)
+            std::fprintf(stderr, "%d %s, %s\n", server.ping(), server.lastError(),
+                         node.lastError());
+    }
+    LantrixServerHandle server{""};
+    LantrixNodeHandle node;
+    bool failed;
+};
+EarlyAndLate earlyAndLate;
+
+TEST(LantrixHandles, WorkDuringStaticConstructionAndDestruction) {
+    EXPECT_TRUE(earlyAndLate.failed);
+    EXPECT_STREQ("Unknown host ''", earlyAndLate.server.lastError());
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    ::setenv("TELL_AT_EXIT", "", 1);
+    EXPECT_EXIT(std::exit(0), testing::ExitedWithCode(0), Eq("0 Unknown host '', \n"));
+    ::unsetenv("TELL_AT_EXIT");
+}
+
+TEST_F(LantrixServerHandleTest, FlatFunctionsBuildAndDestroyObjects) {
+    remote.commands({call("GetRootNode ", "ok r")});
+    LantrixServerHandle* const flat = LantrixServerHandle::LantrixServerHandle_new(remote.host());
+    LantrixStr* const str = LantrixStr::LantrixStr_new("text");
+    LantrixNodeId* const id = LantrixNodeId::LantrixNodeId_new("n1");
+    LantrixClipFormat* const format = LantrixClipFormat::LantrixClipFormat_new();
+    LantrixNodeHandle* const nodes[] = {LantrixNodeHandle::LantrixNodeHandle_new(),
+                                        LantrixNodeHandle::LantrixNodeHandle_new(*flat, "n2"),
+                                        LantrixNodeHandle::LantrixNodeHandle_new(*flat, *id),
+                                        nullptr};
+    EXPECT_STREQ("text", *str);
+    EXPECT_EQ(24, format->bitsPerPixel());
+    EXPECT_STREQ("n1", nodes[2]->getNodeId().id());
+    EXPECT_EQ(flat, &nodes[1]->getServer());
+    EXPECT_TRUE(getRootNode__(flat, nodes[0]));
+    EXPECT_STREQ("r", nodes[0]->getNodeId().id());
+    ::raise(SIGPIPE);
+    ::raise(SIGPIPE); // the handler is still installed
+    for (LantrixNodeHandle* const node : nodes)
+        LantrixNodeHandle::LantrixNodeHandle_delete(node);
+    LantrixStr::LantrixStr_delete(str);
+    LantrixStr::LantrixStr_delete(nullptr);
+    LantrixNodeId::LantrixNodeId_delete(id);
+    LantrixNodeId::LantrixNodeId_delete(nullptr);
+    LantrixClipFormat::LantrixClipFormat_delete(format);
+    LantrixClipFormat::LantrixClipFormat_delete(nullptr);
+    LantrixServerHandle::LantrixServerHandle_delete(flat);
+    LantrixServerHandle::LantrixServerHandle_delete(nullptr);
+}
+
+} // namespace

@@ -1,0 +1,247 @@
+#include "base/loggerBase/src/CoException.h"
+#include "tests/support/WireOperations.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <functional>
+#include <future>
+
+namespace {
+
+const std::string nul(1, '\0');
+
+TEST(LantrixServices, OddRepliesGiveWhatTheyHold) {
+    const struct {
+        const char *operation, *reply, *outputs;
+    } cases[] = {
+        {"queryVersion", "ok 3 1", "numbers=3,1;"},
+        {"queryVersion", "ok 7", "numbers=7,-1;"},
+        {"queryVersion", "ok x 4", ""},
+        {"queryVersion", "ok 99999999999 4", ""},
+        {"queryNodePlugInVersion", "ok 2", "numbers=2,-1;"},
+        {"translatePaths", "ok /u", "paths=/u,kept;"},
+        {"translatePaths", "ok ,,/u,,/v,/w,/x", "paths=/u,/v;"},
+        {"translatePaths", "ok", ""},
+        {"getRootNode", "ok", "id=;"},
+        {"getChildren", "ok a,b,c", "children=a:b;"},
+        {"getChildren", "ok a,,c,d", "children=a:,c:d;"},
+        {"getChildren", "ok ,", "children=:;"},
+        {"getChildren", "ok ", "children=;"},
+        {"getNodeType", "ok 3", "type=3;"},
+        {"getNodeType", "ok 257 -5", "type=1;numbers=-5,-1;"},
+        {"getNodeType", "ok", "type=0;"},
+        {"getFrames", "ok ,", "frames=;"},
+        {"allocateFrames", "ok ", ""},
+        {"queryMetaDataSupport", "ok ", "list=;"},
+        {"getClipFormat", "ok 720", "format=720 0 0 0 0 0 0  0  ;"},
+        {"getClipFormat", "ok 1 2 3 4 5 1,5 25 t 4 u v", "format=1 2 3 4 5 1 0  0  ;"},
+        {"getClipFormat", "ok 1 2 3 4 5 6 7 t 260 u  v  w ", "format=1 2 3 4 5 6 7 t 4 u v  w ;"},
+        {"getDisplayName", "ok a,\\tb", "text=a,\tb;"}};
+    for (const auto& each : cases) {
+        SCOPED_TRACE(std::string(each.operation) + " " + each.reply);
+        const WireOperation& operation = wireOperation(each.operation);
+        ScriptedServer server;
+        Services services(server.host());
+        server.commands({expect(operation.request), reply(std::string(each.reply) + "\n")});
+        EXPECT_TRUE(operation.run(services)) << services.error;
+        EXPECT_EQ(each.outputs, services.outputs());
+    }
+}
+
+TEST(LantrixServices, ClipFormatTextsAreBounded) {
+    const std::string tag(256, 't'), metaData(4096, 'm');
+    ScriptedServer server;
+    Services services(server.host());
+    server.commands(
+        {call("GetClipFormat n1", "ok 1 2 3 4 5 6 7 " + tag + " 4 " + tag + " " + metaData)});
+    EXPECT_TRUE(services.nodes.getClipFormat("n1", services.format));
+    EXPECT_EQ(tag.substr(1), services.format.metaDataTag());
+    EXPECT_EQ(metaData.substr(1), services.format.metaData());
+    EXPECT_EQ(4, services.format.scanFormat());
+}
+
+TEST(LantrixServices, RequestsAreCutAtTheirBounds) {
+    const std::string host = LantrixOS::getHostName().c_str();
+    const std::string fields = " 1 1 24 3 1 1 30 tag 0 ";
+    const std::string many(3000, 'x');
+    const auto cut = [](const std::string& text, std::size_t length) {
+        return text.substr(0, length);
+    };
+    LantrixClipFormat format;
+    format.setFormatTag("tag");
+    format.setMetaDataTag(many.c_str());
+    ScriptedServer server;
+    Services services(server.host());
+    LantrixNodeClientAPI& nodes = services.nodes;
+    server.commands({call("CreateNode " + cut("n1 \"" + many, 511), "ok n2"),
+                     call("GetFramePaths " + cut(many + " " + host, 511), "ok "),
+                     call("GetMetaData " + cut("n1 xml " + many, 1023), "ok "),
+                     call("AllocateFrames " + cut("n1 2" + fields + many, 2047) + "\"\"", "ok "),
+                     call("SetFramePaths n1 " + many + "," +
+                              cut(" " + host + " 0 unknown" + fields + many, 2047) + "\"\"",
+                          "ok "),
+                     call("TranslatePaths " + cut("\"" + many, 1023) + "\"kept\"", "ok "),
+                     call("SetMetaData n1 xml \"" + many + "\"", "ok ")});
+    EXPECT_TRUE(
+        nodes.createNode("n1", many.c_str(), LantrixNodeInterface::PlainNode, "R8", services.id));
+    EXPECT_TRUE(nodes.getFramePaths(many.c_str(), services.list));
+    EXPECT_TRUE(nodes.getMetaData("n1", "xml", many.c_str(), 1, services.text));
+    EXPECT_TRUE(nodes.allocateFrames("n1", 2, format, services.frameIds));
+    EXPECT_TRUE(nodes.setFramePaths("n1", {many, ""}, format));
+    EXPECT_TRUE(services.base.translatePaths(&services.paths[0], services.paths, 1, many.c_str(),
+                                             "b", LantrixOS::Irix, LantrixOS::Irix));
+    EXPECT_TRUE(nodes.setMetaData("n1", "xml", many.c_str()));
+}
+
+TEST(LantrixServices, NullTextsTravelAsEmptyOnes) {
+    ScriptedServer server;
+    Services services(server.host());
+    server.commands({call("CreateNode  \"\" 7 ", "ok n2"), call("GetMetaData n1   -1", "ok "),
+                     call("SetMetaData n1  \"\"", "ok ")});
+    const char* const null = nullptr;
+    const auto type = LantrixNodeInterface::NodeType(7);
+    EXPECT_TRUE(services.nodes.createNode(null, null, type, null, services.id));
+    EXPECT_TRUE(services.nodes.getMetaData("n1", null, null, -1, services.text));
+    EXPECT_TRUE(services.nodes.setMetaData("n1", null, null));
+}
+
+TEST(LantrixServices, IdWithACommaIsRefusedBeforeAnythingIsSent) {
+    const std::string longId = "," + std::string(200, 'x');
+    const ScriptedServer closed; // a request would fail for want of a connection
+    int refused = 0;
+    for (const WireOperation& operation : wireOperations()) {
+        Services services(closed.host());
+        services.node = LantrixNodeId("a,b");
+        EXPECT_FALSE(operation.run(services));
+        refused += services.error == "Invalid node id: 'a,b'." ? 1 : 0;
+        EXPECT_EQ("", services.outputs());
+    }
+    EXPECT_EQ(14, refused);
+    Services services(closed.host());
+    EXPECT_FALSE(services.nodes.destroyNode(longId.c_str()));
+    EXPECT_EQ(("Invalid node id: '" + longId).substr(0, 127), services.nodes.lastError());
+}
+
+// Runs what must throw and tells the exception as "LINE FILE: TEXT".
+std::string thrownBy(const std::function<void()>& operation) {
+    try {
+        operation();
+        return "nothing";
+    } catch (const CoException& failure) {
+        return std::to_string(failure.line()) + " " + failure.file() + ": " + failure.what();
+    }
+}
+
+TEST(LantrixConnections, ThrowWithTheirPlaceAndConnectAgain) {
+    ScriptedServer server;
+    const ScriptedServer closed;
+    const std::string refused =
+        std::string("Can't open connection to host '") + closed.host() + "': 'Connection refused'";
+    Services services(server.host()), dead(closed.host());
+    std::string result;
+    server.commands({call("Ping x", "error Busy"), call("Ping x", "ok y")});
+    const auto ping = [&](Services& on) {
+        return thrownBy([&] { on.commands.callMethod("Ping", "x", true, result); });
+    };
+    EXPECT_EQ("52 lantrix/LantrixBaseInterface: Busy", ping(services));
+    EXPECT_EQ("nothing y", ping(services) + " " + result);
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        EXPECT_EQ("46 lantrix/LantrixBaseInterface: " + refused, ping(dead));
+        EXPECT_EQ("62 lantrix/LantrixFrameInterface: " + refused,
+                  thrownBy([&] { dead.frames.write("x", 1); }));
+    }
+}
+
+TEST(LantrixConnections, FrameFailuresNameTheirPlaceAndDropTheConnection) {
+    const std::string place = " lantrix/LantrixFrameInterface: ";
+    ScriptedServer server;
+    LantrixRawDataClientConnection frames(server.host(), 7550, 0, 0);
+    char buffer[4];
+    server.frames({reply("abc"), halfClose, awaitClose, awaitClose, reset, awaitClose, awaitClose});
+    const auto read = [&](int size) { return thrownBy([&] { frames.read(buffer, size); }); };
+    EXPECT_EQ("124" + place + "Connection closed", read(4));
+    EXPECT_FALSE(frames.isConnected());
+    EXPECT_EQ("124" + place + "Connection closed", read(0));
+    EXPECT_EQ("135" + place + "Cannot read data on socket: Connection reset by peer", read(1));
+    EXPECT_EQ("135" + place + "Cannot read a negative number of bytes", read(-1));
+    EXPECT_EQ("104" + place + "Cannot write a negative number of bytes",
+              thrownBy([&] { frames.write(buffer, INT_MIN); }));
+    EXPECT_FALSE(frames.isConnected());
+}
+
+// A refusal of this length, then an answer to a second request: the rest of a status that was cut
+// must not be taken for it.
+void expectStatus(const char* name, std::size_t length, bool dropped, int line) {
+    SCOPED_TRACE(std::string(name) + " " + std::to_string(length));
+    const WireOperation& operation = wireOperation(name);
+    const std::string status(length, 's');
+    ScriptedServer server;
+    Services services(server.host());
+    Script script = {expect(operation.request), reply(status + nul), expect(operation.request),
+                     reply(operation.reply)};
+    if (dropped)
+        script.insert(script.begin() + 2, awaitClose);
+    server.frames(script);
+    EXPECT_EQ(std::to_string(line) + " lantrix/LantrixFrameClientAPI: " + status.substr(0, 511),
+              thrownBy([&] { operation.call(services); }));
+    EXPECT_TRUE(operation.run(services)) << services.error;
+}
+
+TEST(LantrixFrameService, StatusBeyondItsBufferIsCutAndDropsTheConnection) {
+    for (const std::size_t length : {1U, 510U, 511U, 512U, 1022U, 1023U, 1024U, 10000U})
+        expectStatus("writeFrame", length, length >= 1023, 141);
+    for (const std::size_t length : {1U, 511U, 1024U, 2047U, 2048U, 2049U, 10000U})
+        expectStatus("readFrame", length, length >= 2048, 73);
+}
+
+TEST(LantrixFrameService, OddSizesAreSentAsTheyAreAndThenFail) {
+    const auto tokens = [](const std::string& name, const char* size) {
+        return expect(name + nul + "f1" + nul + size + nul);
+    };
+    ScriptedServer server;
+    Services services(server.host());
+    LantrixFrameClientAPI& service = services.frameService;
+    char canary[4] = "abc";
+    server.frames({tokens("WriteFrame", "-1"), awaitClose, tokens("ReadFrame", "-1"), reply(nul),
+                   awaitClose, tokens("ReadFrame", "0"), reply(nul), awaitClose,
+                   tokens("WriteFrame", "0"), reply(nul), tokens("ReadAhead", "-2147483648")});
+    EXPECT_NE("nothing", thrownBy([&] { service.writeFrame("f1", canary, -1); }));
+    EXPECT_NE("nothing", thrownBy([&] { service.readFrame("f1", canary, -1); }));
+    EXPECT_EQ("124 lantrix/LantrixFrameInterface: Connection closed",
+              thrownBy([&] { service.readFrame("f1", canary, 0); }));
+    EXPECT_STREQ("abc", canary);
+    EXPECT_EQ(1, service.writeFrame("f1", canary, 0));
+    EXPECT_EQ(12, service.readAhead("f1", INT_MIN));
+}
+
+TEST(LantrixFrameService, StopEndsAPayloadThatStallsInEitherDirection) {
+    const std::string bytes(16 << 20, 'x');
+    const std::string size = std::to_string(bytes.size());
+    const int length = static_cast<int>(bytes.size());
+    for (const bool reading : {false, true}) {
+        ScriptedServer server;
+        Services services(server.host());
+        std::string buffer = bytes;
+        const std::string request =
+            (reading ? "ReadFrame" : "WriteFrame") + nul + "f1" + nul + size;
+        server.frames({expect(request + nul + (reading ? "" : "xxx")),
+                       reply(reading ? nul + "partial" : ""), gate, reset});
+        auto transfer = std::async(std::launch::async, [&] {
+            return thrownBy([&] {
+                reading ? services.frameService.readFrame("f1", &buffer[0], length)
+                        : services.frameService.writeFrame("f1", bytes.data(), length);
+            });
+        });
+        server.awaitGate();
+        while (transfer.wait_for(std::chrono::milliseconds(5)) != std::future_status::ready)
+            services.stop();
+        EXPECT_EQ(reading ? "135 lantrix/LantrixFrameInterface: "
+                            "Cannot read data on socket: Connection stopped"
+                          : "104 lantrix/LantrixFrameInterface: Connection stopped",
+                  transfer.get());
+        EXPECT_FALSE(services.frames.isConnected());
+    }
+}
+
+} // namespace
