@@ -145,6 +145,7 @@ public:
     const char* metaDataTag() const { return metaDataTag_.c_str(); }
     const char* metaData() const { return metaData_.c_str(); }
 
+    /// Each sets what the getter of its name returns; a null text is the empty text.
     void setWidth(int width) { width_ = width; }
     void setHeight(int height) { height_ = height; }
     void setBitsPerPixel(int bitsPerPixel) { bitsPerPixel_ = bitsPerPixel; }
@@ -185,6 +186,7 @@ private:
 /// Operating systems, as servers name them when they translate paths, and this machine's name.
 class LANTRIX_EXPORT LantrixOS {
 public:
+    /// The numbers are those of the wire.
     enum OsType { Unknown = 0, Irix = 1, Linux = 2, WindowsNT = 3, MacOSX = 4 };
 
     /// Unknown on every platform: servers are not told what a client runs on.
