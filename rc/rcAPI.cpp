@@ -6,6 +6,7 @@
 #include "rc/rcResult.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <new>
 
@@ -49,6 +50,12 @@ bool rcAPI::fail(const char* text) {
     return false;
 }
 
+bool rcAPI::failAndDrop(const char* text) {
+    fail(text); // which may be the connection's
+    disconnect();
+    return false;
+}
+
 bool rcAPI::connect(const char* host, int port) {
     disconnect();
     try {
@@ -61,9 +68,7 @@ bool rcAPI::connect(const char* host, int port) {
     }
     if (*connection_->lastError() == '\0')
         return true;
-    fail(connection_->lastError());
-    disconnect();
-    return false;
+    return failAndDrop(connection_->lastError());
 }
 
 bool rcAPI::call(int id, const char* method, const char* args, bool sync, std::string& result) {
@@ -110,9 +115,7 @@ bool rcAPI::sendRequest(const std::string& line) {
     const int length = fits ? static_cast<int>(line.size()) : 0;
     if (fits && connection_->blockingWrite(line.data(), static_cast<unsigned>(length)) == length)
         return true;
-    fail(fits ? connection_->lastError() : "Request too long");
-    disconnect();
-    return false;
+    return failAndDrop(fits ? connection_->lastError() : "Request too long");
 }
 
 // Reads until the line is complete or the call is stopped. The bytes behind the line feed are
@@ -130,10 +133,8 @@ bool rcAPI::readReply(bool& complete) {
         const std::size_t taken = result_->append(buffer_.get(), size, complete);
         countReplies(buffer_.get() + taken, size - taken);
         lineLength += taken;
-        if (lineLength > longestReplyLine) {
-            disconnect();
-            return fail(replyTooLong);
-        }
+        if (lineLength > longestReplyLine)
+            return failAndDrop(replyTooLong);
     }
     return true;
 }
@@ -151,19 +152,20 @@ bool rcAPI::takeResult(std::string& result) {
 }
 
 // What has arrived for a call that was given up is no answer to the next one. Nothing is waited
-// for, and nothing is read when no reply is owed.
+// for, and nothing is read when no reply is owed. A connection that has ended can't be told by
+// writing to it where the peer closed its own side only.
 bool rcAPI::dropLateReplies() {
     std::size_t dropped = 0;
     while (repliesOwed_ > 0) {
         const int count = connection_->nonBlockingRead(buffer_.get(), receiveBufferSize);
-        if (count <= 0)
+        if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
             return true;
+        if (count <= 0)
+            return failAndDrop(count < 0 ? connection_->lastError() : "Connection closed");
         dropped += static_cast<std::size_t>(count);
         countReplies(buffer_.get(), static_cast<std::size_t>(count));
-        if (dropped > longestReplyLine) {
-            disconnect();
-            return fail(replyTooLong);
-        }
+        if (dropped > longestReplyLine)
+            return failAndDrop(replyTooLong);
     }
     return true;
 }

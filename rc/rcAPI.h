@@ -37,7 +37,8 @@ public:
     /// \p sync, waits for the reply as long as it takes, and \p result becomes its value; else
     /// \p result becomes empty at once. False on failure, with the text in \p result too, except
     /// that a failed read leaves \p result as it was. A failed write and a reply line beyond
-    /// 256 MiB drop the connection; an error reply, a failed read and a stop keep it.
+    /// 256 MiB drop the connection; an error reply, a failed read and a stop keep it, and when it
+    /// then turns out to be closed, the next call drops it.
     bool call(int id, const char* method, const char* args, bool sync, std::string& result);
 
     /// Ends the call that is running now, within about a second; its text is then "METHOD command
@@ -57,6 +58,7 @@ private:
     void abandonReply();
     void countReplies(const char* data, std::size_t size);
     bool fail(const char* text);
+    bool failAndDrop(const char* text);
 
     std::unique_ptr<CoIoTcpDescriptor> connection_; // null: not connected
     std::unique_ptr<rcResult> result_;              // never null
