@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -63,7 +64,8 @@ public:
 
 private:
     class Impl;
-    std::unique_ptr<Impl> impl_; // never null
+    std::mutex stopMutex_;       // lets a second stop() wait for the first
+    std::unique_ptr<Impl> impl_; // null once stopped
 };
 
 #endif

@@ -1,0 +1,20 @@
+// The text form in which a clip is asked for on the command line.
+// Stateless; any thread. Failures are DevError, which says what is wrong with the text.
+#ifndef DEVSERVER_DEVCLIPOPTION_H
+#define DEVSERVER_DEVCLIPOPTION_H
+
+#include "lantrix/LantrixTypes.h"
+
+#include <string>
+#include <vector>
+
+struct DevClipOption {
+    std::vector<std::string> path; ///< Display names from below the root; never empty.
+    LantrixClipFormat format;
+};
+
+/// Reads "PATH=WxHxBITS[xCHANNELS][@RATE]": pixels, bits of one pixel, frames per second. Channels
+/// default to those that the bits suggest, the rate to 30; clips are progressive.
+[[nodiscard]] DevClipOption devClipOption(const std::string& text);
+
+#endif

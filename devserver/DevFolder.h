@@ -1,0 +1,118 @@
+// Folders and files of the server's directory, reached by descriptor and single names only: no
+// symbolic link inside the directory is followed, so that nothing outside is ever touched.
+// Each object owns its descriptor. Const functions may be called from any thread.
+// Failures are DevError with the system's text.
+#ifndef DEVSERVER_DEVFOLDER_H
+#define DEVSERVER_DEVFOLDER_H
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+/// An open file descriptor, closed by the destructor.
+class DevDescriptor {
+public:
+    DevDescriptor() = default;
+    explicit DevDescriptor(int descriptor) : descriptor_(descriptor) {}
+    DevDescriptor(DevDescriptor&& other) noexcept;
+    DevDescriptor& operator=(DevDescriptor&& other) noexcept;
+    ~DevDescriptor();
+
+    [[nodiscard]] bool isOpen() const { return descriptor_ >= 0; }
+    [[nodiscard]] int get() const { return descriptor_; }
+
+private:
+    int descriptor_ = -1;
+};
+
+/// The size of an open regular file; DevError for anything else.
+[[nodiscard]] std::size_t devFileSize(const DevDescriptor& file, const std::string& name);
+
+/// Writes all of \p data.
+void devWrite(const DevDescriptor& file, const char* data, std::size_t size);
+
+/// Opens a regular file at any path for reading, links followed; DevError when there is none.
+[[nodiscard]] DevDescriptor devOpenFile(const std::string& path);
+
+/// Reads \p size bytes at \p offset of a file that holds them; DevError when it turns out shorter.
+void devReadAt(const DevDescriptor& file, char* data, std::size_t size, std::size_t offset);
+
+class DevFolder {
+public:
+    /// Not open; only to be assigned to.
+    DevFolder() = default;
+    /// Opens the folder at \p path, links in the path followed.
+    static DevFolder open(const std::string& path);
+
+    /// Opens a folder inside this one.
+    [[nodiscard]] DevFolder folder(const std::string& name) const;
+    /// Makes a folder inside this one; one that is there is fine.
+    void makeFolder(const std::string& name) const;
+
+    /// Opens a regular file for reading; not open when there is none of that name.
+    [[nodiscard]] DevDescriptor openFile(const std::string& name) const;
+    /// Makes a file that is not there yet.
+    [[nodiscard]] DevDescriptor createFile(const std::string& name) const;
+    /// The whole contents of a file; nothing when there is none of that name.
+    [[nodiscard]] std::optional<std::string> read(const std::string& name) const;
+
+    /// Renames a file or folder of this folder, in one step, over what \p target has of that name.
+    void move(const std::string& name, const DevFolder& target,
+              const std::string& targetName) const;
+    /// Removes a file, a link, or a folder with the files in it; what is not there is fine.
+    void remove(const std::string& name) const;
+    /// All entries but "." and "..", in no order.
+    [[nodiscard]] std::vector<std::string> names() const;
+
+    /// Locks the file \p name for the life of the result; not open when another holds the lock.
+    [[nodiscard]] DevDescriptor lock(const std::string& name) const;
+
+private:
+    void removeFolder(const std::string& name) const;
+
+    explicit DevFolder(DevDescriptor descriptor) : descriptor_(std::move(descriptor)) {}
+
+    DevDescriptor descriptor_;
+};
+
+/// A file or folder that is made aside and takes its final name when it is whole. One that never
+/// does is removed by the destructor.
+class DevAside {
+public:
+    DevAside(const DevAside&) = delete;
+    DevAside& operator=(const DevAside&) = delete;
+
+    /// Moves it to its place, for a file over what was there.
+    void moveTo(const DevFolder& target, const std::string& targetName);
+
+protected:
+    /// \p parent must outlive this.
+    DevAside(const DevFolder& parent, std::string name) : parent_(parent), name_(std::move(name)) {}
+    ~DevAside();
+
+    const DevFolder& parent_;
+    std::string name_; // empty once moved
+};
+
+class DevAsideFile : public DevAside {
+public:
+    /// Makes the file \p name in \p parent, which must outlive this.
+    DevAsideFile(const DevFolder& parent, std::string name);
+
+    void write(const char* data, std::size_t size);
+
+private:
+    DevDescriptor file_;
+};
+
+class DevAsideFolder : public DevAside {
+public:
+    /// Makes the folder \p name in \p parent, which must outlive this.
+    DevAsideFolder(const DevFolder& parent, std::string name);
+
+    void addFile(const std::string& name, const std::string& contents) const;
+};
+
+#endif

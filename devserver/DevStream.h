@@ -1,0 +1,35 @@
+// One accepted connection, read and written by blocking calls.
+// Owns the socket. Used by its own thread, but for interrupt(). A peer that is gone, or an
+// interrupted stream, is a result and no exception: there is nobody to tell.
+#ifndef DEVSERVER_DEVSTREAM_H
+#define DEVSERVER_DEVSTREAM_H
+
+#include <asio/ip/tcp.hpp>
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+class DevStream {
+public:
+    /// \p socket is connected and blocking. Small writes leave at once.
+    explicit DevStream(asio::ip::tcp::socket socket);
+
+    /// Waits for bytes; 0 when there will be none.
+    [[nodiscard]] std::size_t read(char* data, std::size_t size);
+    /// Sends both pieces, in as few calls as the system allows; false when the peer is gone.
+    [[nodiscard]] bool write(std::string_view head, std::string_view body = {});
+    /// Ends the sending side, so that what was written arrives although the peer is still sending,
+    /// and waits for the peer to close.
+    void finish();
+    /// Ends all waiting, now and later. May be called from another thread.
+    void interrupt();
+    /// "ADDRESS:PORT" of the peer.
+    [[nodiscard]] const std::string& peer() const { return peer_; }
+
+private:
+    asio::ip::tcp::socket socket_;
+    std::string peer_;
+};
+
+#endif
