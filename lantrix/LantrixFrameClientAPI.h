@@ -2,8 +2,8 @@
 // of NUL-terminated texts, for a write followed by the frame's bytes; the answer is a
 // NUL-terminated status, empty on success, for a read followed by the frame's bytes.
 // Borrows the connection, which must outlive it. One thread at a time.
-// Every failure is a CoException. After a transport failure the connection is dropped; after a
-// status it stays open, unless the status was too long to be read whole.
+// Every failure is a CoException, or std::bad_alloc from connecting. After a transport failure the
+// connection is dropped; after a status it stays open, unless that was too long to be read whole.
 #ifndef LANTRIX_LANTRIXFRAMECLIENTAPI_H
 #define LANTRIX_LANTRIXFRAMECLIENTAPI_H
 

@@ -1,7 +1,8 @@
 // The raw data connection, over which frames travel as plain bytes: connects on demand, transfers
 // exactly what it is asked to, and is dropped by any failure, so that the next call starts anew.
 // Owns its socket. One transfer at a time, by one thread; stop() is for any other thread.
-// Every failure is a CoException, thrown with the connection already dropped.
+// Every failure is a CoException, thrown with the connection already dropped; connecting without
+// memory throws std::bad_alloc.
 #ifndef LANTRIX_LANTRIXFRAMEINTERFACE_H
 #define LANTRIX_LANTRIXFRAMEINTERFACE_H
 

@@ -16,6 +16,7 @@ namespace {
 
 const char* const source = "base/tcp/src/CoIoDescriptor";
 constexpr int waitMilliseconds = 1000;
+constexpr int notReady = -2; // beside the results of a transfer
 
 // A peer that has gone is an error text, never a signal: where a send flag does not exist, the
 // socket carries an option instead.
@@ -52,7 +53,8 @@ bool wouldBlock(int error) {
 const int CoIoDescriptor::IO_WAIT_RESOLUTION = waitMilliseconds / 1000;
 
 CoIoDescriptor::CoIoDescriptor()
-    : id_(-1), ownStopFlag_(false), stopFlag_(&ownStopFlag_), moreToCome_(false) {}
+    : id_(-1), ownStopFlag_(false), stopFlag_(&ownStopFlag_), moreToCome_(false),
+      neverBlocks_(false), readyUnknown_(false), moreExpected_(false) {}
 
 CoIoDescriptor::~CoIoDescriptor() {
     if (id_ >= 0)
@@ -100,7 +102,7 @@ int CoIoDescriptor::nonBlockingWrite(const void* buf, unsigned len) {
     do
         written = writeOnce(id_, buf, boundedLength(len), flags);
     while (written < 0 && errno == EINTR);
-    return written < 0 ? failWithErrno() : static_cast<int>(written);
+    return written < 0 ? failTransfer() : static_cast<int>(written);
 }
 
 int CoIoDescriptor::nonBlockingRead(void* buf, unsigned len) {
@@ -112,7 +114,7 @@ int CoIoDescriptor::nonBlockingRead(void* buf, unsigned len) {
     do
         count = ::read(id_, buf, boundedLength(len));
     while (count < 0 && errno == EINTR);
-    return count < 0 ? failWithErrno() : static_cast<int>(count);
+    return count < 0 ? failTransfer() : static_cast<int>(count);
 }
 
 int CoIoDescriptor::nonBlockingReadSelect(void* buf, unsigned len) {
@@ -122,7 +124,7 @@ int CoIoDescriptor::nonBlockingReadSelect(void* buf, unsigned len) {
         return 0;
     case Wait::Failed:
         return failWithErrno();
-    case Wait::Ready:
+    default:
         break;
     }
     const int count = nonBlockingRead(buf, len);
@@ -138,41 +140,50 @@ bool CoIoDescriptor::beginTransfer(unsigned len) {
     return false;
 }
 
-// After a signal the write is tried all the same; that there is no room then is no failure.
-int CoIoDescriptor::writeWaited(Wait waited, const char* from, unsigned left) {
-    if (waited == Wait::Ready) {
-        const int written = nonBlockingWrite(from, left);
-        return written != 0 ? written : fail("Connection closed");
-    }
-    std::string keptError;
-    keptError.swap(lastError_);
-    const int written = nonBlockingWrite(from, left);
-    if (written < 0 && !wouldBlock(errno))
-        return written;
-    keptError.swap(lastError_);
-    if (written == 0)
-        return fail("Connection closed");
-    return written < 0 ? 0 : written;
+// Where nothing told that the descriptor is ready, that it is not is no failure: no text is kept.
+int CoIoDescriptor::failTransfer() {
+    return readyUnknown_ && wouldBlock(errno) ? -1 : failWithErrno();
 }
 
+// Runs one write or read behind the wait that ended so, if there was one. Returns its result, or
+// notReady when there turned out to be no room or no data.
+template <class Transfer>
+int CoIoDescriptor::transferOnce(Wait waited, Transfer&& transfer) {
+    readyUnknown_ = waited != Wait::Ready;
+    const int count = transfer();
+    const bool nothingMoved = count < 0 && readyUnknown_ && wouldBlock(errno);
+    readyUnknown_ = false;
+    return nothingMoved ? notReady : count;
+}
+
+// System calls are what a small frame costs. Where the descriptor never blocks, what is nearly
+// always possible is therefore tried before it is waited for: the first piece of a write, and a
+// read behind another, as of a frame's bytes behind their status.
+// After a signal the write is tried all the same; that there is no room then is no failure.
 int CoIoDescriptor::blockingWrite(const void* buf, unsigned len) {
     if (id_ < 0)
         return fail("Not connected.");
     if (!beginTransfer(len))
         return -1;
     const char* const bytes = static_cast<const char*>(buf);
+    moreExpected_ = false;
+    bool tryFirst = neverBlocks_;
     unsigned done = 0;
     while (done < len) {
         if (isStopped())
             return fail("Connection stopped");
-        const Wait waited = wait(Direction::Write, waitMilliseconds);
+        const Wait waited = tryFirst ? Wait::Skipped : wait(Direction::Write, waitMilliseconds);
+        tryFirst = false;
         if (waited == Wait::Failed)
             return failWithErrno();
         if (isStopped() || waited == Wait::TimedOut)
             continue;
-        const int written = writeWaited(waited, bytes + done, len - done);
-        if (written < 0)
-            return -1;
+        const int written =
+            transferOnce(waited, [&] { return nonBlockingWrite(bytes + done, len - done); });
+        if (written == notReady)
+            continue;
+        if (written <= 0)
+            return written < 0 ? written : fail("Connection closed");
         done += static_cast<unsigned>(written);
     }
     return static_cast<int>(done);
@@ -182,21 +193,28 @@ int CoIoDescriptor::blockingRead(void* buf, unsigned len) {
     if (!beginTransfer(len))
         return -1;
     char* const bytes = static_cast<char*>(buf);
+    bool tryFirst = neverBlocks_ && moreExpected_;
+    moreExpected_ = false;
     unsigned done = 0;
     while (done < len) {
         if (isStopped())
             return fail("Connection stopped");
-        const Wait waited = wait(Direction::Read, waitMilliseconds);
+        const Wait waited = tryFirst ? Wait::Skipped : wait(Direction::Read, waitMilliseconds);
+        tryFirst = false;
         if (waited == Wait::Failed)
             return failWithErrno();
         // Seen again here: the next transfer, of a status byte perhaps, would clear the flag.
-        if (isStopped() || waited != Wait::Ready)
+        if (isStopped() || waited == Wait::TimedOut || waited == Wait::Interrupted)
             continue;
-        const int count = nonBlockingRead(bytes + done, len - done);
+        const int count =
+            transferOnce(waited, [&] { return nonBlockingRead(bytes + done, len - done); });
+        if (count == notReady)
+            continue;
         if (count <= 0)
             return count; // at the end of the stream what had arrived is dropped, without a text
         done += static_cast<unsigned>(count);
     }
+    moreExpected_ = true;
     return static_cast<int>(done);
 }
 

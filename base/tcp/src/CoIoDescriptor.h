@@ -44,7 +44,10 @@ public:
     virtual int close();
 
     /// Takes over \p fd, which this object closes from now on. What it held before is not closed.
-    void setId(int fd) { id_ = fd; }
+    void setId(int fd) {
+        id_ = fd;
+        neverBlocks_ = false;
+    }
     /// The descriptor number, -1 without one.
     int id() const { return id_; }
 
@@ -72,7 +75,11 @@ public:
     void setMoreToCome(bool more) { moreToCome_ = more; }
 
 protected:
-    enum class Wait { Ready, TimedOut, Interrupted, Failed };
+    /// Tells whether the descriptor is in non-blocking mode, so that a transfer may be tried
+    /// before it is waited for.
+    void setNeverBlocks(bool never) { neverBlocks_ = never; }
+
+    enum class Wait { Ready, TimedOut, Interrupted, Failed, Skipped };
     enum class Direction { Read, Write };
 
     /// Waits until the descriptor can be read or written, for at most \p milliseconds. Works for
@@ -83,7 +90,9 @@ protected:
     int fail(const char* text);
 
 private:
-    int writeWaited(Wait waited, const char* from, unsigned left);
+    int failTransfer();
+    template <class Transfer>
+    int transferOnce(Wait waited, Transfer&& transfer);
     bool beginTransfer(unsigned len);
 
     int id_;
@@ -91,6 +100,9 @@ private:
     std::atomic<bool> ownStopFlag_;
     std::atomic<bool>* stopFlag_; // never null; ownStopFlag_ or a longer-living one
     bool moreToCome_;
+    bool neverBlocks_;  // in non-blocking mode: a transfer may be tried without a wait
+    bool readyUnknown_; // the transfer that runs is such a try, or follows a signal
+    bool moreExpected_; // the last transfer was a read that got all it asked for
 };
 
 #endif

@@ -142,8 +142,11 @@ void CoIoTcpDescriptor::awaitConnection(int timeoutSeconds) {
 bool CoIoTcpDescriptor::setNonBlocking(int fd, bool on) {
     const int flags = ::fcntl(fd, F_GETFL);
     const int wanted = on ? flags | O_NONBLOCK : flags & ~O_NONBLOCK;
-    if (flags >= 0 && ::fcntl(fd, F_SETFL, wanted) >= 0)
+    if (flags >= 0 && ::fcntl(fd, F_SETFL, wanted) >= 0) {
+        if (fd == id())
+            setNeverBlocks(on);
         return true;
+    }
     const std::string text =
         std::string("Couldn't set socket as nonblocking: ") + getLastSocketError();
     CoMsg::mod_ = source;
