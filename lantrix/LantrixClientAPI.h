@@ -4,8 +4,9 @@
 // handle, which must outlive it.
 // Threads: one server handle and the node handles on it are used by one thread at a time; stop()
 // is for any other thread. Different server handles are independent.
-// Failures: operations return false and lastError() tells why; none throws. Outputs are written
-// only on success. A text in lastError() stays until the next failure; success keeps it.
+// Failures: operations return false and lastError() tells why (with an empty text when the server
+// closed the command connection in the middle of a call); none throws. Outputs are written only on
+// success. A text in lastError() stays until the next failure; success keeps it.
 // Connections open with the first call that needs them (commands on TCP port 7549, frames on
 // 7550), at most 10 seconds long, and a broken one is opened anew by a later call.
 #ifndef LANTRIX_LANTRIXCLIENTAPI_H
@@ -45,8 +46,9 @@ public:
     /// The protocol that the server speaks. Sends "QueryVersion" once; a server that says major 0
     /// is asked again at every call.
     bool getProtocolVersion(int& major, int& minor) const;
-    /// Names the server's storage. Sends "GetStorageId" once, from protocol 2.6 on; for an older
-    /// server, and when the protocol version could not be asked, it is the host name.
+    /// Names the server's storage. Sends "GetStorageId" once, from protocol 2.6 on, and before it
+    /// "QueryVersion" unless the version is known; for an older server, and when the version could
+    /// not be asked, the storage id is the host name.
     bool getStorageId(LantrixStr& id) const;
     /// True when the server answers. Sends "Ping".
     bool ping() const;
@@ -71,9 +73,11 @@ public:
     /// any. Valid until the next failure.
     const char* lastError() const;
 
-    /// Ends the call that is running on this handle in another thread: it returns false within a
-    /// second or so, except while it resolves the host name or connects. A call that begins later
-    /// is not affected. Takes no lock, may be called at any moment and from a signal handler.
+    /// Ends the request or transfer that another thread waits for on this handle: its call returns
+    /// false within a second or so, except while it resolves the host name or connects. A call that
+    /// begins later is not affected, nor is one that is just between two of its transfers: who must
+    /// be certain repeats it until the call has returned. Takes no lock; may be called at any
+    /// moment, and from a signal handler.
     void stop();
 
     /// As constructor and destructor, on the heap. Deleting null does nothing.
@@ -158,7 +162,8 @@ public:
     /// The id of frame \p frameIndex, from 0.
     bool getFrameId(int frameIndex, LantrixStr& frameId) const;
     /// The file path of frame \p frameIndex; "" beyond the last, and from a server older than
-    /// protocol 2.5. Sends "GetFramePaths" once.
+    /// protocol 2.5. Sends "GetFramePaths" once, and before it "QueryVersion" unless the version is
+    /// known.
     bool getFrameIdPath(int frameIndex, LantrixStr& path) const;
     /// Reads frame \p frameIndex: \p bufferSize bytes, at least the format's frame buffer size,
     /// into \p buffer, the caller's. After a failure its contents are undefined. From protocol
@@ -178,7 +183,8 @@ public:
     /// The text of a metadata stream, asked anew every time. \p filter and \p depth are the
     /// server's; names and filter hold no blank. Sends "GetMetaData".
     bool getMetaData(const char* streamName, const char* filter, int depth, LantrixStr& data) const;
-    /// Replaces a metadata stream. Needs protocol 2.5. Sends "SetMetaData".
+    /// Replaces a metadata stream. Needs protocol 2.5. Sends "SetMetaData", and before it
+    /// "QueryVersion" unless the version is known.
     bool setMetaData(const char* streamName, const LantrixStr& data) const;
 
     /// As constructors and destructor, on the heap. Deleting null does nothing.
@@ -202,14 +208,15 @@ private:
 
 /// Makes \p result the first child of \p parent whose display name is \p name, byte for byte.
 /// \p result may be \p parent. Without a match: false, no error text, and \p result names the
-/// last child. Sends "GetChildren" unless the children are known.
+/// last child. Sends "GetChildren" unless \p parent knows its children; \p parent itself learns
+/// nothing from it.
 LANTRIX_EXPORT bool LantrixFindChild(const LantrixNodeHandle& parent, const char* name,
                                      LantrixNodeHandle& result);
 
 /// Makes \p result the node that display names separated by slashes lead to from the root; an
-/// empty path is the root itself. An unknown component gives false without an error text, and a
-/// root that cannot be asked gives true with \p result untouched and lastError() set. Sends
-/// "GetRootNode" and one "GetChildren" for each component.
+/// empty path is the root itself. An unknown component gives false without an error text, \p result
+/// then names the last node looked at; a root that cannot be asked gives true with \p result
+/// untouched and lastError() set. Sends "GetRootNode" and one "GetChildren" for each component.
 LANTRIX_EXPORT bool LantrixResolveDisplayPath(const LantrixServerHandle& server, const char* path,
                                               LantrixNodeHandle& result);
 

@@ -53,15 +53,15 @@ public:
     /// A number that the reply lacks leaves its output as it was.
     virtual bool queryNodePlugInVersion(int& major, int& minor) = 0;
     virtual bool getStorageId(std::string& storageId) = 0;
-    /// \p filter and \p depth are the server's. The whole request is cut at 1023 characters.
+    /// \p filter and \p depth are the server's. The argument text is cut at 1023 characters.
     virtual bool getMetaData(const LantrixNodeId& node, const char* streamName, const char* filter,
                              int depth, std::string& data) = 0;
     virtual bool setMetaData(const LantrixNodeId& node, const char* streamName,
                              const char* data) = 0;
     virtual bool queryMetaDataSupport(const LantrixNodeId& node,
                                       std::vector<std::string>& streams) = 0;
-    /// \p name is sent in double quotes, not escaped, \p typeStr without quotes; the whole
-    /// request is cut at 511 characters.
+    /// \p name is sent in double quotes, not escaped, \p typeStr without quotes; the argument text
+    /// is cut at 511 characters.
     virtual bool createNode(const LantrixNodeId& parent, const char* name, NodeType type,
                             const char* typeStr, LantrixNodeId& newNode) = 0;
 
