@@ -1,0 +1,198 @@
+#include "devserver/DevTree.h"
+
+#include "devserver/DevClipOption.h"
+#include "devserver/DevError.h"
+#include "tests/devserver/RawClient.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+namespace {
+
+LantrixClipFormat formatOf(int frameSize) {
+    return LantrixClipFormat(2, 2, 8, 1, frameSize, 29.97F, 1, LantrixClipFormat::Progressive,
+                             "tag", nullptr, "a \"text\"");
+}
+
+template <class Action>
+std::string errorOf(Action action) {
+    try {
+        action();
+        return "";
+    } catch (const DevError& error) {
+        return error.what();
+    }
+}
+
+/// A tree in a directory, with one clip of three frames of four bytes.
+class DevTreeTest : public testing::Test {
+protected:
+    DevTreeTest() {
+        open();
+        clip_ = tree_->createNode(DevTree::rootId(), "clip", DevNode::Clip, "7");
+        tree_->allocateFrames(clip_, 3, formatOf(4));
+    }
+
+    void open() {
+        tree_.reset();
+        tree_ = std::make_unique<DevTree>(root_, log_);
+    }
+    std::string frame(int index) const { return clip_ + "-f" + std::to_string(index); }
+    std::string file(const std::string& name) const {
+        return root_ + "/nodes/" + clip_ + "/" + name;
+    }
+    void write(int index, const std::string& bytes) {
+        DevAsideFile file = tree_->newFrameFile();
+        file.write(bytes.data(), bytes.size());
+        tree_->commitFrame(frame(index), file, bytes.size());
+    }
+    /// The frame's bytes, "" when it was never written.
+    std::string read(int index) const {
+        const DevOpenFrame opened = tree_->openFrame(frame(index));
+        std::string bytes(opened.file.isOpen() ? opened.frame.size : 0, '?');
+        devReadAt(opened.file, bytes.data(), bytes.size(), 0);
+        return bytes;
+    }
+
+    ScratchDirectory scratch_;
+    const std::string root_ = scratch_ / "root";
+    const DevLog log_{nullptr, false};
+    std::unique_ptr<DevTree> tree_;
+    std::string clip_;
+};
+
+TEST_F(DevTreeTest, EverythingIsThereAfterReopening) {
+    const std::string name = "\xc3\xbc \"quoted\" \xff no UTF-8"; // valid, and not
+    const std::string folder = tree_->createNode(DevTree::rootId(), name, DevNode::Plain, "folder");
+    tree_->setStream(clip_, "notes", "line\n\xfe\tline");
+    write(1, "abcd");
+    const std::string storage = tree_->storageId();
+
+    open();
+    EXPECT_EQ(tree_->storageId(), storage);
+    const std::vector<std::pair<std::string, std::string>> children{{clip_, "clip"},
+                                                                    {folder, name}};
+    EXPECT_EQ(tree_->children(DevTree::rootId()), children);
+    EXPECT_EQ(tree_->kindAndType(clip_), std::make_pair(DevNode::Clip, std::string("7")));
+    EXPECT_EQ(tree_->stream(clip_, "notes"), "line\n\xfe\tline");
+    EXPECT_EQ(tree_->frameIds(clip_), (std::vector<std::string>{frame(0), frame(1), frame(2)}));
+    EXPECT_EQ(read(0) + read(1), "abcd");
+    const LantrixClipFormat format = tree_->clipFormat(clip_);
+    EXPECT_EQ(format.frameRate(), 29.97F);
+    EXPECT_STREQ(format.metaDataTag(), "none");
+    EXPECT_STREQ(format.metaData(), "a \"text\"");
+}
+
+TEST_F(DevTreeTest, WhatAKillLeftUnfinishedIsMended) {
+    const std::string parent = tree_->createNode(DevTree::rootId(), "p", DevNode::Plain, "");
+    const std::string child = tree_->createNode(parent, "c", DevNode::Plain, "");
+    const std::string broken = tree_->createNode(DevTree::rootId(), "b", DevNode::Plain, "");
+    tree_.reset();
+    writeFile(root_ + "/aside/a1", "half a frame");
+    std::filesystem::rename(root_ + "/nodes/" + parent, root_ + "/aside/a2"); // being destroyed
+    writeFile(root_ + "/nodes/" + broken + "/node.json", "{ \"parent\": 0, \"na");
+
+    open();
+    EXPECT_TRUE(std::filesystem::is_empty(root_ + "/aside"));
+    EXPECT_FALSE(std::filesystem::exists(root_ + "/nodes/" + child));
+    EXPECT_TRUE(std::filesystem::exists(root_ + "/nodes/" + broken)); // somebody may mend it
+    EXPECT_EQ(tree_->children(DevTree::rootId()).size(), 1U);
+}
+
+TEST_F(DevTreeTest, DroppedFramesNeverComeBack) {
+    for (int i = 0; i < 3; ++i)
+        write(i, "abcd");
+    tree_->allocateFrames(clip_, 1, formatOf(4));
+    tree_->allocateFrames(clip_, 3, formatOf(4));
+    EXPECT_EQ(read(0) + read(1) + read(2), "abcd");
+    tree_->allocateFrames(clip_, 3, formatOf(5));
+    tree_->allocateFrames(clip_, 3, formatOf(4));
+    EXPECT_EQ(read(0), "");
+
+    // A kill between the new description and the removal of the files.
+    write(2, "wxyz");
+    tree_.reset();
+    std::string description = contentsOf(file("node.json"));
+    description.replace(description.find("\"frames\": 3"), 11, "\"frames\": 2");
+    description.replace(description.find("\"leftovers\": false"), 18, "\"leftovers\": true");
+    writeFile(file("node.json"), description);
+    open();
+    tree_->allocateFrames(clip_, 3, formatOf(4));
+    EXPECT_EQ(read(2), "");
+}
+
+TEST_F(DevTreeTest, IdsAreNeverUsedAgain) {
+    const std::string last = tree_->createNode(DevTree::rootId(), "last", DevNode::Plain, "");
+    tree_->destroyNode(last);
+    open();
+    EXPECT_NE(tree_->createNode(DevTree::rootId(), "next", DevNode::Plain, ""), last);
+    tree_->destroyNode(clip_);
+    EXPECT_EQ(errorOf([&] { (void)tree_->frame(frame(0)); }),
+              "There is no frame '" + frame(0) + "'.");
+    EXPECT_FALSE(std::filesystem::exists(root_ + "/nodes/" + clip_));
+}
+
+TEST_F(DevTreeTest, SymbolicLinksLeadNowhere) {
+    const std::string outside = scratch_ / "outside";
+    writeFile(outside, "mine");
+    std::filesystem::create_symlink(outside, file("f0"));
+    EXPECT_NE(errorOf([&] { (void)read(0); }), "");
+    write(0, "abcd"); // takes the link's place
+    EXPECT_EQ(read(0), "abcd");
+    EXPECT_EQ(contentsOf(outside), "mine");
+
+    std::filesystem::create_directory(scratch_ / "folder");
+    std::filesystem::rename(root_ + "/nodes/" + clip_, scratch_ / "moved");
+    std::filesystem::create_directory_symlink(scratch_ / "folder", root_ + "/nodes/" + clip_);
+    EXPECT_NE(errorOf([&] { write(1, "abcd"); }), "");
+    EXPECT_NE(errorOf([&] { tree_->setStream(clip_, "notes", "text"); }), "");
+    EXPECT_TRUE(std::filesystem::is_empty(scratch_ / "folder"));
+}
+
+TEST_F(DevTreeTest, DamagedAndShortFilesAreErrors) {
+    write(0, "abcd");
+    std::filesystem::resize_file(file("f0"), 3);
+    EXPECT_EQ(errorOf([&] { (void)read(0); }),
+              "The file of the frame '" + frame(0) + "' has been damaged.");
+    const std::string linked = scratch_ / "linked, not";
+    writeFile(linked, "abc");
+    tree_->linkFrames(clip_, {linked}, formatOf(4));
+    EXPECT_EQ(errorOf([&] { (void)read(0); }),
+              "The file '" + linked + "' holds 3 bytes, a frame of the clip has 4.");
+    writeFile(linked, "abcde");
+    EXPECT_EQ(read(0), "abcd");
+    EXPECT_NE(errorOf([&] { write(0, "wxyz"); }), "");
+    EXPECT_EQ(contentsOf(linked), "abcde");
+}
+
+TEST_F(DevTreeTest, ForeignAndBusyDirectoriesAreRefused) {
+    EXPECT_EQ(errorOf([&] { DevTree(root_, log_); }),
+              "The directory '" + root_ + "' is in use by another server.");
+    const std::string parent = root_.substr(0, root_.rfind('/'));
+    EXPECT_EQ(errorOf([&] { DevTree(parent, log_); }),
+              "The directory '" + parent + "' is neither empty nor a server's: it holds 'root'.");
+}
+
+TEST(DevClipOptionTest, FormsAreReadAndProblemsNamed) {
+    const DevClipOption clip = devClipOption("/A b/c=d=1920x1080x24@29.97");
+    EXPECT_EQ(clip.path, (std::vector<std::string>{"A b", "c=d"}));
+    EXPECT_EQ(clip.format.frameBufferSize(), 1920 * 1080 * 3);
+    EXPECT_EQ(clip.format.frameRate(), 29.97F);
+    EXPECT_EQ(clip.format.numChannels(), 3);
+    EXPECT_EQ(devClipOption("c=3x1x10x1").format.frameBufferSize(), 4); // 30 bits
+    const std::pair<const char*, const char*> problems[] = {
+        {"c", "there is no '='"},
+        {"/=1x1x8", "the path is empty"},
+        {"c=1x1", "'1x1' is not WxHxBITS or WxHxBITSxCHANNELS"},
+        {"c=1x-1x8", "'-1' is no positive number"},
+        {"c=1x1x8@0", "'0' is no frame rate"},
+        {"c=65536x65536x8", "a frame would be larger than 1073741824 bytes"},
+    };
+    for (const auto& [text, problem] : problems)
+        EXPECT_EQ(errorOf([&, option = text] { (void)devClipOption(option); }),
+                  "The clip '" + std::string(text) +
+                      "' is not PATH=WxHxBITS[xCHANNELS][@RATE]: " + problem + ".");
+}
+
+} // namespace

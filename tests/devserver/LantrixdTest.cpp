@@ -1,0 +1,145 @@
+#include "tests/devserver/RawClient.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstring>
+#include <filesystem>
+#include <random>
+#include <thread>
+
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+/// lantrixd as a process of its own, ready when the constructor returns.
+class Lantrixd {
+public:
+    Lantrixd(const std::string& address, const std::string& root,
+             rlim_t largestFile = RLIM_INFINITY) {
+        int output[2];
+        EXPECT_EQ(::pipe(output), 0);
+        process_ = ::fork();
+        if (process_ == 0) {
+            const rlimit limit{largestFile, largestFile};
+            ::setrlimit(RLIMIT_FSIZE, &limit);
+            ::dup2(output[1], STDOUT_FILENO);
+            ::close(output[0]);
+            ::close(output[1]);
+            ::execl(LANTRIXD_PATH, "lantrixd", "--root", root.c_str(), "--listen", address.c_str(),
+                    "--clip", "clip=512x512x32", nullptr);
+            ::_exit(127);
+        }
+        ::close(output[1]);
+        char line[256] = "";
+        EXPECT_GT(::read(output[0], line, sizeof line - 1), 0);
+        EXPECT_EQ(std::string(line),
+                  "lantrixd is ready on " + address + ", ports 7549 and 7550, with " + root + "\n");
+        ::close(output[0]);
+    }
+    Lantrixd(const Lantrixd&) = delete;
+    Lantrixd& operator=(const Lantrixd&) = delete;
+    ~Lantrixd() {
+        if (process_ > 0)
+            end(SIGKILL);
+    }
+
+    /// Sends the signal, waits, and returns the status of waitpid.
+    int end(int signal) {
+        ::kill(process_, signal);
+        int status = 0;
+        ::waitpid(std::exchange(process_, -1), &status, 0);
+        return status;
+    }
+
+private:
+    pid_t process_ = -1;
+};
+
+constexpr std::size_t frameSize = 512 * 512 * 4;
+const std::string allocateFour = "AllocateFrames n1 4 512 512 32 4 1048576 1 30 t 4 m \"\"";
+
+/// A frame that tells of each of its bytes which write it comes from.
+std::string frameOf(std::uint32_t sequence) {
+    std::string frame(frameSize, '\0');
+    for (std::size_t i = 0; i < frameSize; i += sizeof sequence)
+        std::memcpy(&frame[i], &sequence, sizeof sequence);
+    return frame;
+}
+
+TEST(LantrixdTest, AKillAtAnyMomentLosesNothingAcknowledged) {
+    const std::string address = "127.0.0.131";
+    ScratchDirectory scratch;
+    std::minstd_rand random(std::random_device{}());
+    std::uint32_t sequence = 0;
+    std::uint32_t tried[4] = {};
+    std::uint32_t acknowledged[4] = {};
+    std::string triedNote, acknowledgedNote;
+    for (int round = 0; round < 60; ++round) {
+        Lantrixd server(address, scratch / "root");
+        CommandClient commands(address);
+        FrameClient frames(address);
+        if (round == 0) {
+            commands.value(allocateFour);
+            commands.value("SetMetaData n1 note \"\"");
+        }
+        EXPECT_TRUE(std::filesystem::is_empty(scratch / "root/aside"));
+        for (std::size_t i = 0; i < 4; ++i) {
+            ASSERT_EQ(frames.read("n1-f" + std::to_string(i), frameSize), "");
+            std::uint32_t found = 0;
+            std::memcpy(&found, frames.payload.data(), sizeof found);
+            ASSERT_TRUE(frames.payload == frameOf(found)) << "half a frame in round " << round;
+            ASSERT_TRUE(found == acknowledged[i] || found == tried[i]) << found;
+            acknowledged[i] = found;
+        }
+        const std::string note = commands.value("GetMetaData n1 note  0");
+        ASSERT_TRUE(note == acknowledgedNote || note == triedNote);
+        acknowledgedNote = note;
+        std::thread killer([&, delay = random() % 20000] {
+            std::this_thread::sleep_for(std::chrono::microseconds(delay));
+            server.end(SIGKILL);
+        });
+        for (bool alive = true; alive;) {
+            const std::size_t index = ++sequence % 4;
+            tried[index] = sequence;
+            frames.send(frameRequest("WriteFrame", "n1-f" + std::to_string(index), "1048576") +
+                        frameOf(sequence));
+            if (frames.receive(1) == std::string(1, '\0'))
+                acknowledged[index] = sequence;
+            triedNote = std::to_string(sequence) + std::string(sequence % 5000, 'n');
+            alive = commands("SetMetaData n1 note \"" + triedNote + "\"") == "ok ";
+            if (alive)
+                acknowledgedNote = triedNote;
+        }
+        killer.join();
+    }
+    EXPECT_GT(sequence, 60U);
+}
+
+TEST(LantrixdTest, AFullDiskIsAnErrorThatKeepsTheOldContents) {
+    const std::string address = "127.0.0.132";
+    ScratchDirectory scratch;
+    {
+        Lantrixd server(address, scratch / "root");
+        CommandClient(address).value(allocateFour);
+        EXPECT_EQ(FrameClient(address).write("n1-f0", frameOf(1)), "");
+        CommandClient(address).value("SetMetaData n1 note \"old\"");
+        EXPECT_EQ(server.end(SIGTERM), 0);
+    }
+    Lantrixd server(address, scratch / "root", frameSize / 2); // files of half a frame at most
+    FrameClient frames(address);
+    CommandClient commands(address);
+    EXPECT_EQ(frames.write("n1-f0", frameOf(2)), "Can't write to the disk: File too large.");
+    EXPECT_EQ(commands("SetMetaData n1 note \"" + std::string(frameSize, 'n') + "\""),
+              "error Can't write to the disk: File too large.");
+    EXPECT_EQ(frames.read("n1-f0", frameSize), "");
+    EXPECT_TRUE(frames.payload == frameOf(1));
+    EXPECT_EQ(commands.value("GetMetaData n1 note  0"), "old");
+    EXPECT_TRUE(std::filesystem::is_empty(scratch / "root/aside"));
+    EXPECT_EQ(server.end(SIGINT), 0);
+}
+
+} // namespace

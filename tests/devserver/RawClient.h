@@ -1,0 +1,76 @@
+// What the server's tests speak to it with: sockets that know nothing of the client library, an
+// empty directory for each test, and files in it.
+#ifndef TESTS_DEVSERVER_RAWCLIENT_H
+#define TESTS_DEVSERVER_RAWCLIENT_H
+
+#include "devserver/DevServer.h"
+
+#include <asio/io_context.hpp>
+#include <asio/ip/tcp.hpp>
+
+#include <string>
+
+/// An empty directory, removed with all that is in it.
+class ScratchDirectory {
+public:
+    ScratchDirectory();
+    ~ScratchDirectory();
+    ScratchDirectory(const ScratchDirectory&) = delete;
+    ScratchDirectory& operator=(const ScratchDirectory&) = delete;
+
+    std::string operator/(const std::string& name) const { return path_ + "/" + name; }
+
+private:
+    std::string path_;
+};
+
+std::string contentsOf(const std::string& path);
+void writeFile(const std::string& path, const std::string& contents);
+
+/// A connection. What a server that closes doesn't send any more is missing in what is returned.
+class RawClient {
+public:
+    RawClient(const std::string& address, unsigned short port);
+
+    void send(const std::string& bytes);
+    /// What arrives up to, and without, the next \p end.
+    std::string receiveUntil(char end);
+    std::string receive(std::size_t size);
+    /// True when the server closes without sending anything more.
+    bool isClosed();
+
+private:
+    [[nodiscard]] std::string take(std::size_t size);
+
+    asio::io_context context_;
+    asio::ip::tcp::socket socket_{context_};
+    std::string received_; // and not taken yet
+};
+
+class CommandClient : public RawClient {
+public:
+    explicit CommandClient(const std::string& address)
+        : RawClient(address, DevServer::commandPort) {}
+
+    /// The reply line to a request with escaped arguments.
+    std::string operator()(const std::string& methodAndArguments);
+    /// The value of an "ok" reply; a failure of the test otherwise.
+    std::string value(const std::string& methodAndArguments);
+};
+
+class FrameClient : public RawClient {
+public:
+    explicit FrameClient(const std::string& address) : RawClient(address, DevServer::framePort) {}
+
+    /// These return the status; a frame that was read is in payload.
+    std::string write(const std::string& frameId, const std::string& bytes);
+    std::string read(const std::string& frameId, std::size_t size);
+
+    std::string payload;
+};
+
+/// A request of the frame channel as it travels.
+std::string frameRequest(const std::string& name, const std::string& frameId,
+                         const std::string& size);
+
+#endif
