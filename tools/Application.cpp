@@ -1,0 +1,126 @@
+#include "tools/Application.h"
+
+#include "tools/Session.h"
+#include "tools/Verbs.h"
+
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+
+#include <cstdlib>
+#include <iostream>
+#include <unistd.h>
+
+namespace tool {
+
+namespace {
+
+constexpr const char* statusHelp =
+    "Addresses:\n"
+    "  [HOST:]/display/path or [HOST:]id=NODE; the last components may be shell patterns.\n"
+    "  Without a host: --host, else LANTRIX_HOST, else 127.0.0.1.\n"
+    "Frames:\n"
+    "  5, 1-100, 1-100x2, 12-, joined by commas; they count from 0 or from --start-number.\n"
+    "Exit status:\n"
+    "  0 done, 1 other, 2 usage, 3 node not found, 4 frame, stream or file missing,\n"
+    "  5 no connection, 6 refused by the server, 7 the server's protocol is too old,\n"
+    "  8 image file or local disk, 9 verification differs, 130 interrupted";
+
+void addGlobalOptions(CLI::App& app, Options& options) {
+    if (const char* host = std::getenv("LANTRIX_HOST"); host != nullptr && *host != '\0') {
+        options.host = host;
+    }
+    const std::string group = "Options of all verbs";
+    const auto flag = [&](const char* name, bool& value, const char* help) {
+        app.add_flag(name, value, help)->group(group);
+    };
+    app.add_option("--host", options.host, "The server, where an address names none")->group(group);
+    flag("--json", options.json, "Results and errors as JSON");
+    flag("-q,--quiet", options.quiet, "Data and errors only");
+    flag("-v,--verbose", options.verbose, "The library's log down to its debug messages");
+    flag("--trace", options.trace, "Each request and reply with its time, on standard error");
+    flag("-n,--dry-run", options.dryRun, "Say what would be done");
+    flag("-y,--yes", options.yes, "Answer questions with yes");
+    app.add_option("--progress", options.progress, "auto, bar, json or none")
+        ->check(CLI::IsMember({"auto", "bar", "json", "none"}))
+        ->group(group);
+    app.add_option("--color", options.color, "auto, always or never")
+        ->check(CLI::IsMember({"auto", "always", "never"}))
+        ->group(group);
+    app.add_option("--timeout", options.timeout,
+                   "Seconds after which a request is given up; connecting has its own 10")
+        ->check(CLI::Range(0.0, 1e6))
+        ->group(group);
+    app.add_option("-j,--jobs", options.workers, "Worker processes of a transfer")
+        ->check(CLI::Range(1, 64))
+        ->group(group);
+}
+
+void addVerbs(CLI::App& app, Context& context) {
+    addBrowseVerbs(app, context);
+    addEditVerbs(app, context);
+    addMoveVerbs(app, context);
+    addMetadataVerbs(app, context);
+    addServerVerbs(app, context);
+    addDevelopmentVerbs(app, context);
+}
+
+int fail(const Context& context, const Failure& failure) {
+    std::fflush(stdout);
+    context.output.failure(failure);
+    return static_cast<int>(failure.status());
+}
+
+int parseAndRun(CLI::App& app, Context& context, int argc, char** argv) {
+    try {
+        app.parse(argc, argv);
+        Output::finish();
+        return static_cast<int>(Status::Done);
+    } catch (const CLI::Success& success) { // help and version
+        return app.exit(success);
+    } catch (const CLI::ParseError& error) {
+        return fail(context, {Status::Usage, std::string(error.what()) + " (see --help)"});
+    } catch (const Failure& failure) {
+        return fail(context, failure);
+    } catch (const std::exception& error) {
+        return fail(context, {Status::Other, error.what()});
+    }
+}
+
+} // namespace
+
+void addFrameOptions(CLI::App& verb, FrameSelection& frames) {
+    verb.add_option("-f,--frames", frames.range, "5, 1-100, 1-100x2 or 12-, joined by commas");
+    verb.add_option("--start-number", frames.startNumber, "The number of the clip's first frame")
+        ->check(CLI::Range(0, 1000000000));
+}
+
+void confirm(const Context& context, const std::string& question) {
+    if (context.options.yes) {
+        return;
+    }
+    if (::isatty(STDIN_FILENO) == 0) {
+        throw Failure(Status::Usage, question + " Nobody is there to answer: say -y");
+    }
+    std::cerr << question << " [y/N] ";
+    std::string answer;
+    std::getline(std::cin, answer);
+    if (answer != "y" && answer != "Y" && answer != "yes") {
+        throw Failure(Status::Other, "left as it was");
+    }
+}
+
+int runApplication(int argc, char** argv) {
+    Context context;
+    CLI::App app("Browse a media server's tree and move frames to and from it", "lantrix");
+    app.set_version_flag("--version", "lantrix " LANTRIX_VERSION);
+    app.require_subcommand(1);
+    app.fallthrough();
+    app.footer(statusHelp);
+    addGlobalOptions(app, context.options);
+    addVerbs(app, context);
+    app.parse_complete_callback([&] { redirectLog(context.options); });
+    catchInterrupts();
+    return parseAndRun(app, context, argc, argv);
+}
+
+} // namespace tool

@@ -1,0 +1,66 @@
+// Finds the readable lines in the bytes of the two channels: whole lines of the command channel,
+// and of the frame channel the requests and statuses, with payloads as a number of bytes.
+// Knows no socket; fed with bytes as they come.
+#ifndef TOOLS_WIRETEXT_H
+#define TOOLS_WIRETEXT_H
+
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace tool {
+
+/// One direction of one connection.
+class WireText {
+public:
+    using Print = std::function<void(const std::string& line)>;
+
+    virtual ~WireText() = default;
+    /// Takes the next bytes and gives each line that they complete to \p print.
+    virtual void take(const char* data, std::size_t size, const Print& print) = 0;
+};
+
+/// Either direction of the command channel.
+class CommandText : public WireText {
+public:
+    void take(const char* data, std::size_t size, const Print& print) override;
+
+private:
+    std::string line_;
+};
+
+/// The payloads that replies owe to requests: 0 for the status of a written frame.
+using OwedPayloads = std::deque<std::size_t>;
+
+class FrameRequestText : public WireText {
+public:
+    explicit FrameRequestText(OwedPayloads& owed) : owed_(owed) {}
+    void take(const char* data, std::size_t size, const Print& print) override;
+
+private:
+    void takeToken(const Print& print);
+
+    OwedPayloads& owed_;
+    std::vector<std::string> tokens_;
+    std::string token_;
+    std::size_t payload_ = 0; // bytes of a frame still to come
+};
+
+class FrameReplyText : public WireText {
+public:
+    explicit FrameReplyText(OwedPayloads& owed) : owed_(owed) {}
+    void take(const char* data, std::size_t size, const Print& print) override;
+
+private:
+    void takeStatus(const Print& print);
+
+    OwedPayloads& owed_;
+    std::string status_;
+    std::size_t payload_ = 0;
+};
+
+} // namespace tool
+
+#endif

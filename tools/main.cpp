@@ -1,0 +1,5 @@
+#include "tools/Application.h"
+
+int main(int argc, char** argv) {
+    return tool::runApplication(argc, argv);
+}
