@@ -1,0 +1,28 @@
+// The figures of lantrix-bench: each function measures some and adds them to the report.
+#ifndef BENCH_ACROSS_FIGURES_H
+#define BENCH_ACROSS_FIGURES_H
+
+#include "bench/across/Arena.h"
+#include "bench/support/Curve.h"
+#include "bench/support/Report.h"
+
+namespace bench {
+
+/// Frames of all sizes, read and written. Below 1 MiB the bare exchange is the yardstick of rows,
+/// from there on the bare copy.
+Panel addFrameFigures(const Arena& arena, Placement placement, Report& report);
+/// Round trips on the command connection.
+void addCallFigures(const Arena& arena, Report& report);
+/// The development server beside what a client can take, alone and with ten clients.
+void addServerFigures(const Arena& arena, Report& report);
+/// Allocations for each frame, and memory over many frames.
+void addMemoryFigures(const Arena& arena, Report& report);
+/// What KV_LANTRIX_TCP_BUF_SIZE does. \p program is this one: the variable is read once, so each
+/// size has a process of its own, which runs probeBufferSize.
+void addBufferSizeFigures(const Arena& arena, const char* program, Report& report);
+/// Moves frames with \p host as lines on standard input ask for it.
+void probeBufferSize(const char* host);
+
+} // namespace bench
+
+#endif

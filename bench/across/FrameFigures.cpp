@@ -1,0 +1,112 @@
+#include "bench/across/Figures.h"
+
+#include <map>
+#include <string>
+
+namespace bench {
+
+namespace {
+
+constexpr std::size_t largeFrame = std::size_t{1} << 20;
+
+/// One direction at one size, on one placement: who raced, and how it went.
+class Heat {
+public:
+    Heat(const Arena& arena, bool reads, std::size_t size) : reads_(reads), size_(size) {
+        add(*arena.copy);
+        add(*arena.exchange);
+        add(*arena.library);
+        add(*arena.libraryWithServer);
+        for (const auto& rival : arena.rivals())
+            add(*rival);
+    }
+
+    void run(const Effort& effort) { samples_ = race(works_, effort); }
+
+    std::size_t size() const { return movers_.size(); }
+    std::string name(std::size_t i) const { return movers_[i]->name(reads_); }
+    double rate(std::size_t i) const {
+        return static_cast<double>(size_) * samples_[i].perSecond();
+    }
+
+    /// The row that sets one contender beside another.
+    Row compare(std::size_t one, std::size_t yardstick, const char* goal) const {
+        return {name(one) + ", " + sizeText(size_), rateText(rate(one)),
+                name(yardstick) + " " + rateText(rate(yardstick)),
+                ratioText(samples_[one].speedBeside(samples_[yardstick])), goal};
+    }
+
+private:
+    void add(FrameMover& mover) {
+        movers_.push_back(&mover);
+        works_.push_back(mover.moving(reads_, size_));
+    }
+
+    bool reads_;
+    std::size_t size_;
+    std::vector<FrameMover*> movers_;
+    std::vector<Work> works_;
+    std::vector<Samples> samples_;
+};
+
+enum Place : std::size_t { Copy, Exchange, Library, WithServer, FirstRival };
+
+void addSmallFrameRows(const Heat& heat, Report& report) {
+    report.add(heat.compare(Library, Exchange, "0.90"));
+    report.add(heat.compare(Library, Copy, ""));
+    report.add(heat.compare(Exchange, Copy, ""));
+}
+
+void addLargeFrameRows(const Heat& heat, Report& report) {
+    report.add(heat.compare(Library, Copy, "0.97"));
+    for (std::size_t rival = FirstRival; rival < heat.size(); ++rival) {
+        report.add(heat.compare(Library, rival, "1.00"));
+        report.add(heat.compare(WithServer, rival, "1.00"));
+    }
+}
+
+// The sizes that have rows: those below 1 MiB on one core, the others on two.
+bool hasRows(std::size_t size, Placement placement) {
+    if (placement == Placement::OneCore)
+        return size == std::size_t{64} << 10;
+    return size == largeFrame || size == std::size_t{12} << 20 || size == largestFrame;
+}
+
+Heat measure(const Arena& arena, bool reads, std::size_t size, Placement placement) {
+    Heat heat(arena, reads, size);
+    Effort effort;
+    if (!hasRows(size, placement)) {
+        effort.rounds = 5;
+        effort.seconds = 0.015;
+    }
+    heat.run(effort);
+    return heat;
+}
+
+} // namespace
+
+Panel addFrameFigures(const Arena& arena, Placement placement, Report& report) {
+    arena.place(placement);
+    std::map<std::string, Curve> curves;
+    for (const bool reads : {true, false})
+        for (const std::size_t size : curveSizes()) {
+            const Heat heat = measure(arena, reads, size, placement);
+            for (std::size_t i = 0; i < heat.size(); ++i)
+                curves[heat.name(i)].points.push_back({size, heat.rate(i)});
+            if (!hasRows(size, placement))
+                continue;
+            if (size < largeFrame)
+                addSmallFrameRows(heat, report);
+            else
+                addLargeFrameRows(heat, report);
+        }
+    Panel panel{placement == Placement::OneCore ? "both sides on one core" : "a core for each side",
+                {}};
+    for (auto& [name, curve] : curves) {
+        curve.name = name;
+        panel.curves.push_back(curve);
+    }
+    return panel;
+}
+
+} // namespace bench

@@ -1,0 +1,63 @@
+#include "bench/across/FrameMover.h"
+
+#include "lantrix/LantrixClientAPI.h"
+
+#include <stdexcept>
+#include <vector>
+
+namespace bench {
+
+namespace {
+
+class LibraryFrames : public FrameMover {
+public:
+    LibraryFrames(const std::string& host, const FrameIds& ids, const std::string& name)
+        : server_(host.c_str()), ids_(ids), name_(name) {}
+
+    std::string name(bool reads) const override { return name_ + (reads ? " read" : " write"); }
+
+    void read(std::size_t size, int count) override {
+        const std::string id = ids_(size);
+        for (int i = 0; i < count; ++i)
+            require(server_.readFrame(id.c_str(), frameBuffer(), static_cast<int>(size)));
+    }
+
+    void write(std::size_t size, int count) override {
+        const std::string id = ids_(size);
+        for (int i = 0; i < count; ++i)
+            require(server_.writeFrame(id.c_str(), frameBuffer(), static_cast<int>(size)));
+    }
+
+private:
+    void require(bool succeeded) const {
+        if (!succeeded)
+            throw std::runtime_error(server_.lastError());
+    }
+
+    LantrixServerHandle server_;
+    FrameIds ids_;
+    std::string name_;
+};
+
+} // namespace
+
+char* frameBuffer() {
+    static std::vector<char> buffer(largestFrame, 'b');
+    return buffer.data();
+}
+
+Work FrameMover::moving(bool reads, std::size_t size) {
+    return [this, reads, size](int count) {
+        if (reads)
+            read(size, count);
+        else
+            write(size, count);
+    };
+}
+
+std::unique_ptr<FrameMover> libraryFrames(const std::string& host, const FrameIds& ids,
+                                          const std::string& name) {
+    return std::make_unique<LibraryFrames>(host, ids, name);
+}
+
+} // namespace bench

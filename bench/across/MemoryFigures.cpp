@@ -1,0 +1,73 @@
+#include "bench/across/Figures.h"
+
+#include "bench/support/AllocationCount.h"
+#include "lantrix/LantrixClientAPI.h"
+
+#include <functional>
+#include <stdexcept>
+#include <string>
+
+namespace bench {
+
+namespace {
+
+constexpr int framesInClip = 100; // of each clip of the peer
+constexpr int manyReads = 90000, manyWrites = 10000;
+
+void require(bool succeeded, const LantrixServerHandle& server) {
+    if (!succeeded)
+        throw std::runtime_error(server.lastError());
+}
+
+// Allocations of `count` frames, once connections and caches are there.
+void addAllocationRow(const std::string& name, std::size_t size, const Work& work, int count,
+                      Report& report) {
+    work(framesInClip);
+    const std::uint64_t allocations = allocationCount(), bytes = allocatedBytes();
+    work(count);
+    const double perFrame = static_cast<double>(allocationCount() - allocations) / count;
+    const double bytesPerFrame = static_cast<double>(allocatedBytes() - bytes) / count;
+    report.add({"Allocations per frame, " + name + ", " + sizeText(size),
+                ratioText(perFrame) + " of " + countText(bytesPerFrame) + " B", "", "", "0"});
+}
+
+void addAllocationFigures(const Arena& arena, std::size_t size, int count, Report& report) {
+    LantrixServerHandle server(arena.peer().host().c_str());
+    LantrixNodeHandle clip(server, std::to_string(size).c_str());
+    const auto byIndex = [&](int frames) {
+        for (int i = 0; i < frames; ++i)
+            require(clip.readFrame(i % framesInClip, frameBuffer(), static_cast<int>(size)),
+                    server);
+    };
+    addAllocationRow("read by index, with read-ahead", size, byIndex, count, report);
+    addAllocationRow("read by id", size, arena.library->moving(true, size), count, report);
+    addAllocationRow("written by id", size, arena.library->moving(false, size), count, report);
+}
+
+std::string growth(std::size_t before, std::size_t after) {
+    return countText((static_cast<double>(after) - static_cast<double>(before)) / 1024) + " KiB";
+}
+
+} // namespace
+
+void addMemoryFigures(const Arena& arena, Report& report) {
+    arena.place(Placement::TwoCores);
+    addAllocationFigures(arena, std::size_t{64} << 10, 1000, report);
+    addAllocationFigures(arena, std::size_t{12} << 20, 50, report);
+
+    FrameMover& mover = *arena.libraryWithServer;
+    const std::size_t size = curveSizes().front();
+    mover.read(size, 1000);
+    mover.write(size, 1000);
+    const std::size_t client = residentBytes(0);
+    const std::size_t server = residentBytes(arena.devServer().process());
+    mover.read(size, manyReads);
+    mover.write(size, manyWrites);
+    const std::string frames = countText(manyReads + manyWrites) + " frames";
+    report.add(
+        {"Growth over " + frames + ", client", growth(client, residentBytes(0)), "", "", "0"});
+    report.add({"Growth over " + frames + ", lantrixd",
+                growth(server, residentBytes(arena.devServer().process())), "", "", "0"});
+}
+
+} // namespace bench

@@ -1,0 +1,34 @@
+// What a user would take instead, where it is installed: HTTP with libcurl against nginx, and
+// hiredis against Redis. Each starts a server of its own on a free port of loopback.
+#ifndef BENCH_ACROSS_RIVALS_H
+#define BENCH_ACROSS_RIVALS_H
+
+#include "bench/across/FrameMover.h"
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace bench {
+
+class Rival : public FrameMover {
+public:
+    /// The server.
+    virtual pid_t process() const = 0;
+};
+
+/// GET and PUT of one file for each size; connections are kept. nginx keeps the files in
+/// \p folder.
+std::unique_ptr<Rival> httpRival(const std::filesystem::path& folder);
+/// GET and SET of one key for each size; nothing is written to disk.
+std::unique_ptr<Rival> redisRival(const std::filesystem::path& folder);
+
+/// Those that the build found.
+std::vector<std::unique_ptr<Rival>> installedRivals(const std::filesystem::path& folder);
+/// A sentence for each that it did not find, with what to install; "" when all are there.
+std::string skippedRivals();
+
+} // namespace bench
+
+#endif

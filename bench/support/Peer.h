@@ -1,0 +1,55 @@
+// The other end of what is measured: a process that speaks the command and the frame protocol and
+// answers from memory, with plain loops of send and recv. It is as fast as such an end can be, so
+// that the client is what a figure shows. Beside the protocols it takes part in bare copies.
+// Each connection has a thread of that process. A Peer owns the process. Fork before threads are
+// started, so build peers first.
+#ifndef BENCH_SUPPORT_PEER_H
+#define BENCH_SUPPORT_PEER_H
+
+#include "bench/support/Process.h"
+#include "bench/support/Socket.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace bench {
+
+constexpr std::size_t largestFrame = std::size_t{50} << 20;
+
+/// What a client sends first on a connection for copies, as its bytes in memory: then `count`
+/// frames of `size` bytes go one way, without anything between them. To those that the client
+/// sent it is answered with one byte when the last has arrived.
+struct CopyOrder {
+    std::uint64_t size;
+    std::uint32_t count;
+    std::uint32_t toClient;
+};
+
+/// The value of a "GetChildren" reply with this many children, ids and names alternating: about
+/// 33 bytes for each child.
+std::string childrenList(int count);
+/// The name of the child at \p index in that reply.
+std::string childName(int index);
+
+class Peer {
+public:
+    Peer();
+
+    /// An address of its own, whose ports 7549 and 7550 are the peer's.
+    const std::string& host() const { return host_; }
+    std::uint16_t copyPort() const { return copyPort_; }
+    pid_t process() const { return process_.id(); }
+
+private:
+    struct Listeners;
+    explicit Peer(const Listeners& listeners);
+
+    std::string host_;
+    std::uint16_t copyPort_;
+    Process process_;
+};
+
+} // namespace bench
+
+#endif

@@ -1,0 +1,87 @@
+#include "bench/support/Report.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdarg>
+#include <cstdio>
+
+namespace bench {
+
+namespace {
+
+std::vector<std::string> cellsOf(const Row& row) {
+    return {row.figure, row.measured, row.yardstick, row.ratio, row.goal};
+}
+
+__attribute__((format(printf, 1, 2))) std::string format(const char* pattern, ...) {
+    char text[64] = "";
+    std::va_list arguments;
+    va_start(arguments, pattern);
+    std::vsnprintf(text, sizeof text, pattern, arguments);
+    va_end(arguments);
+    return text;
+}
+
+// Three digits that count.
+std::string threeDigits(double value, const char* unit) {
+    const int decimals = value >= 99.95 ? 0 : value >= 9.995 ? 1 : 2;
+    return format("%.*f %s", decimals, value, unit);
+}
+
+void printCells(const std::vector<std::string>& cells, const std::vector<std::size_t>& widths) {
+    for (std::size_t i = 0; i < cells.size(); ++i)
+        std::printf("| %-*s ", static_cast<int>(widths[i]), cells[i].c_str());
+    std::printf("|\n");
+}
+
+} // namespace
+
+void Report::print(const std::string& title) {
+    std::vector<std::vector<std::string>> lines{
+        {"Figure", "Measured", "Yardstick", "Ratio", "Goal"}, {}};
+    for (const Row& row : rows_)
+        lines.push_back(cellsOf(row));
+    std::vector<std::size_t> widths(lines.front().size());
+    for (const auto& line : lines)
+        for (std::size_t i = 0; i < line.size(); ++i)
+            widths[i] = std::max(widths[i], line[i].size());
+    for (const std::size_t width : widths)
+        lines[1].push_back(std::string(width, '-'));
+
+    std::printf("\n%s\n\n", title.c_str());
+    for (const auto& line : lines)
+        printCells(line, widths);
+    std::fflush(stdout);
+    rows_.clear();
+}
+
+std::string sizeText(std::size_t bytes) {
+    const std::size_t unit = bytes >= 1 << 20 ? 1 << 20 : bytes >= 1 << 10 ? 1 << 10 : 1;
+    return std::to_string(bytes / unit) + (unit == 1 ? " B" : unit == 1 << 10 ? " KiB" : " MiB");
+}
+
+std::string rateText(double bytesPerSecond) {
+    return bytesPerSecond >= 1e9 ? threeDigits(bytesPerSecond / 1e9, "GB/s")
+                                 : threeDigits(bytesPerSecond / 1e6, "MB/s");
+}
+
+std::string timeText(double seconds) {
+    if (seconds < 1e-6)
+        return threeDigits(seconds * 1e9, "ns");
+    if (seconds < 1e-3)
+        return threeDigits(seconds * 1e6, "us");
+    return seconds < 1 ? threeDigits(seconds * 1e3, "ms") : threeDigits(seconds, "s");
+}
+
+std::string countText(double count) {
+    std::string text = format("%.0f", std::round(count));
+    for (std::size_t end = text.size(); end > 3; end -= 3)
+        text.insert(end - 3, ",");
+    return text;
+}
+
+std::string ratioText(double ratio) {
+    return format("%.2f", ratio);
+}
+
+} // namespace bench
