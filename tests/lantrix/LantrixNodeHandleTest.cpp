@@ -350,7 +350,8 @@ TEST_F(LantrixNodeHandleTest, CrowdedDirectoryIsAskedOnceAndSearchedInLinearTime
     const auto start = std::chrono::steady_clock::now();
     EXPECT_TRUE(LantrixResolveDisplayPath(server, "/name99999/Z", node));
     EXPECT_STREQ("z", node.getNodeId().id());
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    EXPECT_LT(std::chrono::steady_clock::now() - start,
+              std::chrono::seconds(30)); // sanitizers included
 }
 
 } // namespace

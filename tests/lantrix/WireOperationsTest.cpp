@@ -2,10 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <clocale>
 #include <cstdlib>
-#include <future>
+#include <filesystem>
 
 #include <sys/resource.h>
 #include <unistd.h>
@@ -13,14 +12,6 @@
 namespace {
 
 const std::string nul(1, '\0');
-
-bool hasReply(const WireOperation& operation) {
-    return !operation.reply.empty();
-}
-
-std::string refusal(const WireOperation& operation, const std::string& text) {
-    return operation.service == WireOperation::Frame ? text + nul : "error " + text + "\n";
-}
 
 // A call answered by the script succeeds and gives the operation's outputs.
 void expectSuccess(const WireOperation& operation, Services& services) {
@@ -62,17 +53,21 @@ TEST(EveryWireOperation, WorksBeyondTheFirstThousandDescriptors) {
         ::close(fd);
 }
 
-// Builds the locale in a scratch directory where the system does not have it.
+// Builds a locale in a scratch directory where the system has none. Warnings of the builder about
+// what the locale leaves out make it fail, though it has written the locale.
 bool setLocaleWithDecimalComma() {
     if (std::setlocale(LC_ALL, "de_DE.UTF-8") != nullptr)
         return true;
     const std::string folder = testing::TempDir() + "locale" + std::to_string(::getpid());
-    const std::string build = "mkdir " + folder + " && localedef -i de_DE -f UTF-8 " + folder +
-                              "/de_DE.UTF-8 >" + folder + "/log 2>&1";
-    const bool built = std::system(build.c_str()) == 0;
+    const std::string build = "mkdir -p " + folder + " && cd " + folder +
+                              " && sed 's/^decimal_point.*/decimal_point \",\"/' "
+                              "/usr/share/i18n/locales/POSIX >source && "
+                              "localedef -c -i ./source -f UTF-8 ./comma >log 2>&1";
+    static_cast<void>(std::system(build.c_str()));
     ::setenv("LOCPATH", folder.c_str(), 1);
-    const bool set = built && std::setlocale(LC_ALL, "de_DE.UTF-8") != nullptr;
-    return std::system(("rm -r " + folder).c_str()) == 0 && set;
+    const bool set = std::setlocale(LC_ALL, "comma") != nullptr;
+    std::filesystem::remove_all(folder);
+    return set;
 }
 
 TEST(EveryWireOperation, KeepsTheDecimalPointWhereTheLocaleHasAComma) {
@@ -88,40 +83,18 @@ TEST(EveryWireOperation, KeepsTheDecimalPointWhereTheLocaleHasAComma) {
 
 TEST(EveryWireOperation, ReportsARefusalAndGoesOnOnTheSameConnection) {
     for (const WireOperation& operation : wireOperations()) {
-        if (!hasReply(operation))
+        if (operation.reply.empty())
             continue;
         SCOPED_TRACE(operation.name);
+        const bool isFrame = operation.service == WireOperation::Frame;
         ScriptedServer server;
         Services services(server.host());
-        operation.play(server, {expect(operation.request), reply(refusal(operation, "No, \\o/")),
+        operation.play(server, {expect(operation.request),
+                                reply(isFrame ? "No, \\o/" + nul : "error No, \\o/\n"),
                                 expect(operation.request), reply(operation.reply)});
         EXPECT_FALSE(operation.run(services));
-        EXPECT_EQ(operation.service == WireOperation::Frame ? "No, \\o/" : "No, o/",
-                  services.error);
+        EXPECT_EQ(isFrame ? "No, \\o/" : "No, o/", services.error);
         EXPECT_EQ("", services.outputs());
-        expectSuccess(operation, services);
-    }
-}
-
-TEST(EveryWireOperation, RecoversFromAReplyCutInTheMiddle) {
-    for (const WireOperation& operation : wireOperations()) {
-        if (operation.reply.size() < 2)
-            continue;
-        SCOPED_TRACE(operation.name);
-        ScriptedServer server;
-        Services services(server.host());
-        const std::string half = operation.reply.substr(0, operation.reply.size() / 2);
-        operation.play(server, {expect(operation.request), reply(half), cut,
-                                expect(operation.request), reply(operation.reply)});
-        EXPECT_FALSE(operation.run(services));
-        if (operation.service == WireOperation::Frame)
-            EXPECT_EQ("Connection closed", services.error);
-        else
-            EXPECT_EQ("", services.outputs() + services.error); // a failed read has no text here
-        // A command connection is found broken by the write after next at the latest.
-        for (int calls = 0; calls < 2 && operation.service != WireOperation::Frame; ++calls)
-            if (operation.run(services))
-                break;
         expectSuccess(operation, services);
     }
 }
@@ -136,43 +109,6 @@ TEST(EveryWireOperation, TellsThatTheServerIsDown) {
                   services.error);
         EXPECT_EQ("", services.outputs());
     }
-}
-
-// Stops the operation while it waits for its reply, which then comes all the same.
-void expectStopThenRecovery(const WireOperation& operation) {
-    SCOPED_TRACE(operation.name);
-    const bool isFrame = operation.service == WireOperation::Frame;
-    ScriptedServer server;
-    Services services(server.host());
-    const std::string late = isFrame ? operation.reply : "ok late\n";
-    operation.play(server, {expect(operation.request), gate, reply(late), gate,
-                            isFrame ? awaitClose : reply(""), expect(operation.request),
-                            reply(operation.reply)});
-    auto running = std::async(std::launch::async, [&] { return operation.run(services); });
-    server.awaitGate();
-    // The operation may not wait yet, and forgets a stop that comes before it does.
-    while (running.wait_for(std::chrono::milliseconds(5)) != std::future_status::ready)
-        services.stop();
-    EXPECT_FALSE(running.get());
-    const std::string method = operation.request.substr(7, operation.request.find(' ', 7) - 7);
-    EXPECT_EQ(isFrame ? "Cannot read data on socket: Connection stopped"
-                      : method + " command stopped.",
-              services.error);
-    EXPECT_EQ("", services.outputs());
-    server.openGate();
-    server.awaitGate(); // the late reply has arrived
-    server.openGate();
-    expectSuccess(operation, services);
-}
-
-TEST(EveryWireOperation, EndsWhenStoppedAndDropsTheLateReply) {
-    const auto start = std::chrono::steady_clock::now();
-    std::vector<std::future<void>> all;
-    for (const WireOperation& operation : wireOperations())
-        if (hasReply(operation))
-            all.push_back(std::async(std::launch::async, expectStopThenRecovery, operation));
-    all.clear(); // awaits them
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(4));
 }
 
 } // namespace

@@ -3,11 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
-#include <condition_variable>
 #include <csignal>
 #include <cstdint>
-#include <mutex>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
@@ -23,7 +20,7 @@ namespace {
 
 constexpr int commandPort = 7549;
 constexpr int framePort = 7550;
-constexpr std::chrono::seconds patience(20); // only a broken test waits this long
+constexpr int patienceMilliseconds = 20000; // only a broken test waits this long
 
 class Descriptor {
 public:
@@ -59,29 +56,33 @@ void require(int status, const char* call) {
         throw std::system_error(errno, std::generic_category(), call);
 }
 
+struct Pipe {
+    Pipe() {
+        int ends[2];
+        require(::pipe(ends), "pipe");
+        reader.reset(ends[0]);
+        writer.reset(ends[1]);
+    }
+    // A signal of the test may interrupt its own thread.
+    void put() const {
+        while (::write(writer.get(), "", 1) < 0 && errno == EINTR)
+            continue;
+    }
+    void take() const {
+        char byte;
+        while (::read(reader.get(), &byte, 1) < 0 && errno == EINTR)
+            continue;
+    }
+
+    Descriptor reader, writer;
+};
+
 } // namespace
 
 struct ScriptedServer::Shared {
-    Shared() {
-        int ends[2];
-        require(::pipe(ends), "pipe");
-        finishing.reset(ends[0]);
-        finisher.reset(ends[1]);
-    }
-    void abandonGates() {
-        const std::lock_guard<std::mutex> lock(mutex);
-        abandoned = true;
-        changed.notify_all();
-    }
-
-    Descriptor finishing; // readable once the finisher is closed
-    Descriptor finisher;
-    std::mutex mutex;
-    std::condition_variable changed;
-    int gatesReached = 0;
-    int gatesAwaited = 0;
-    int gatesOpened = 0;
-    bool abandoned = false;
+    Pipe finishing; // readable once its writing end is closed
+    Pipe reached;   // a byte for each gate that a script has come to
+    Pipe opened;    // a byte for each gate that was opened
 };
 
 class ScriptedServer::Channel {
@@ -126,9 +127,9 @@ private:
             refuseMore();
         } catch (const std::exception& error) {
             problem_ = "step " + std::to_string(step) + ": " + error.what() + "\n";
-            connection_.reset(); // so that the client does not wait for the rest
+            connection_.reset(); // so that nobody waits for the rest
             listener_.reset();
-            shared_.abandonGates();
+            shared_.reached.put();
         }
     }
 
@@ -154,9 +155,8 @@ private:
 
     // False when the test is over and nothing is left to be read.
     bool awaitReadable(int fd) const {
-        pollfd polled[] = {{fd, POLLIN, 0}, {shared_.finishing.get(), POLLIN, 0}};
-        const auto milliseconds = std::chrono::milliseconds(patience).count();
-        if (::poll(polled, 2, static_cast<int>(milliseconds)) == 0)
+        pollfd polled[] = {{fd, POLLIN, 0}, {shared_.finishing.reader.get(), POLLIN, 0}};
+        if (::poll(polled, 2, patienceMilliseconds) == 0)
             throw std::runtime_error("the client is silent");
         return polled[0].revents != 0;
     }
@@ -218,11 +218,9 @@ private:
     }
 
     void passGate() {
-        std::unique_lock<std::mutex> lock(shared_.mutex);
-        const int reached = ++shared_.gatesReached;
-        shared_.changed.notify_all();
-        shared_.changed.wait_for(
-            lock, patience, [&] { return shared_.gatesOpened >= reached || shared_.abandoned; });
+        shared_.reached.put();
+        if (awaitReadable(shared_.opened.reader.get()))
+            shared_.opened.take();
     }
 
     Shared& shared_;
@@ -289,20 +287,14 @@ void ScriptedServer::ignoreConnections() {
 }
 
 void ScriptedServer::awaitGate() {
-    std::unique_lock<std::mutex> lock(shared_->mutex);
-    const int awaited = ++shared_->gatesAwaited;
-    shared_->changed.wait_for(
-        lock, patience, [&] { return shared_->gatesReached >= awaited || shared_->abandoned; });
+    shared_->reached.take();
 }
 
 void ScriptedServer::openGate() {
-    const std::lock_guard<std::mutex> lock(shared_->mutex);
-    ++shared_->gatesOpened;
-    shared_->changed.notify_all();
+    shared_->opened.put();
 }
 
 std::string ScriptedServer::finish() {
-    shared_->finisher.reset();
-    shared_->abandonGates();
+    shared_->finishing.writer.reset();
     return commands_->join() + frames_->join();
 }

@@ -15,6 +15,7 @@ constexpr auto frames = WireOperation::Frame;
 
 const char* const emptyFormat = "1 1 24 3 1 1 30  0  ";
 const LantrixStr sourcePaths[] = {"/x", "/y"};
+const std::vector<std::string> framePaths = {"/f/1", "/f/2"};
 const std::string thisHost = LantrixOS::getHostName().c_str();
 
 LantrixClipFormat sentFormat() {
@@ -153,10 +154,7 @@ const std::vector<WireOperation>& wireOperations() {
         {nodes, "setFramePaths",
          "sync 0 SetFramePaths n1 /f/1,/f/2 " + thisHost +
              " 0 unknown 1920 1080 24 3 6220800 1 29.97 rgb 4 xml \"a \\\\\"b\\\\\"\"\n",
-         "ok \n", "",
-         [](S& s) {
-             return s.nodes.setFramePaths(s.node, {"/f/1", "/f/2"}, sentFormat());
-         }},
+         "ok \n", "", [](S& s) { return s.nodes.setFramePaths(s.node, framePaths, sentFormat()); }},
         {nodes, "getClipFormat", "sync 0 GetClipFormat n1\n",
          "ok 720 576 16 2 829440 1.067 29.97 yuv 1 tag \"a  b\n",
          "format=720 576 16 2 829440 1.067 29.97 yuv 1 tag \"a  b;",

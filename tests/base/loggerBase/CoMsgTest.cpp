@@ -80,6 +80,7 @@ TEST_F(CoMsgEnvironment, PlainTextLosesTrailingBlanksOnly) {
 
 TEST(CoMsg, RecordNamesItsPlaceAndKeepsAtMost2047Characters) {
     const LogCapture log;
+    char line[16];
     CoMsg::mod_ = "a/b/Source.cpp";
     CoMsg::lineNo_ = 12;
     CoMsg::postWarning("%s", std::string(2047, 'w').c_str());
@@ -87,14 +88,7 @@ TEST(CoMsg, RecordNamesItsPlaceAndKeepsAtMost2047Characters) {
     EXPECT_EQ("warn Source.cpp:12 " + std::string(2047, 'w') + "\nuser Source.cpp:12 " +
                   std::string(2047, 'u') + "\n",
               log.lines);
-}
-
-TEST(CoMsg, FormatCutsToTheBufferAndTellsThePid) {
-    CoMsg::setCurrentPIDCallback([] { return 4711; });
-    const CoMsg message(nullptr, "x", 1, CoMsg::Level(5));
-    CoMsg::setCurrentPIDCallback(getDudPID);
-    char line[17];
-    EXPECT_STREQ("[unknown] 4711 x", message.format(line, sizeof line));
+    EXPECT_STREQ("[unknown] 0 x:1", CoMsg("", "x", 1, CoMsg::Level(5)).format(line, sizeof line));
 }
 
 TEST(CoMsg, NullFormatAbortsOnlyWhenItPassesTheFilter) {

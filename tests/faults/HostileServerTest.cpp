@@ -1,0 +1,241 @@
+// Servers that answer nonsense, too much, or nothing: what they send is taken for no more than it
+// is, within bounds of time and memory, and the handle works again afterwards.
+#include "tests/faults/Cases.h"
+#include "tests/faults/Exchange.h"
+#include "tests/support/ScriptedServer.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <csignal>
+#include <fstream>
+#include <random>
+
+#include <arpa/inet.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+const std::string nul(1, '\0');
+constexpr std::size_t longestExceptionText = 511;
+
+// Bytes that parsers care for, more often than chance has it, among bytes of every kind but the
+// one that ends a reply.
+std::string garbage(std::minstd_rand& random, char end) {
+    static const std::string telling("0123456789-+.eE,, \t\\\\nt\"%sx\0", 29);
+    std::string bytes(random() % 200, '\0');
+    for (char& byte : bytes) {
+        do
+            byte = random() % 4 != 0 ? telling[random() % telling.size()]
+                                     : static_cast<char>(random() % 256);
+        while (byte == end);
+    }
+    return bytes;
+}
+
+// What an escaped value stands for. A backslash at its end waits for the next value's first byte.
+std::string unescaped(const std::string& value, bool& escapePending) {
+    std::string text;
+    for (const char byte : value) {
+        const bool escaped = escapePending;
+        escapePending = byte == '\\' && !escaped;
+        if (!escapePending)
+            text += !escaped ? byte : byte == 'n' ? '\n' : byte == 't' ? '\t' : byte;
+    }
+    return text.substr(0, text.find('\0'));
+}
+
+class GarbageReplies : public testing::TestWithParam<const char*> {};
+
+// One server answers all calls on one connection. A parser may make of a value what it can; whether
+// the call succeeded, and what a failure says, is certain.
+TEST_P(GarbageReplies, AreReadAsWhatTheyAre) {
+    const WireOperation& operation = wireOperation(GetParam());
+    const bool isFrame = operation.service == WireOperation::Frame;
+    std::minstd_rand random(1);
+    struct Outcome {
+        bool succeeds;
+        std::string text;
+    };
+    std::vector<Outcome> outcomes;
+    Script script;
+    bool escapePending = false;
+    while (outcomes.size() < 10000) {
+        const std::string value = garbage(random, isFrame ? '\0' : '\n');
+        const bool succeeds = isFrame ? value.empty() : random() % 2 != 0;
+        const std::string text = isFrame ? value : unescaped(value, escapePending);
+        outcomes.push_back({succeeds, text.substr(0, longestExceptionText)});
+        script.push_back(expect(operation.request));
+        if (isFrame)
+            script.push_back(reply(succeeds ? operation.reply : value + nul));
+        else
+            script.push_back(reply((succeeds ? "ok " : "error ") + value + "\n"));
+    }
+    ScriptedServer server;
+    Services services(server.host());
+    operation.play(server, script);
+    for (const Outcome& outcome : outcomes) {
+        ASSERT_EQ(outcome.succeeds, operation.run(services));
+        ASSERT_TRUE(outcome.succeeds || outcome.text == services.error) << services.error;
+    }
+}
+
+// One operation for each way in which a reply is read.
+INSTANTIATE_TEST_SUITE_P(Parser, GarbageReplies,
+                         testing::Values("ping", "queryVersion", "translatePaths", "getRootNode",
+                                         "getChildren", "getNodeType", "getDisplayName",
+                                         "allocateFrames", "getFrames", "getFramePaths",
+                                         "getClipFormat", "writeFrame", "readFrame"),
+                         [](const auto& each) { return each.param; });
+
+// A frame connection is dropped when the rest of a long status may still be on the way.
+TEST(StatusOfEveryLength, IsCutWhereAnExceptionEnds) {
+    for (const std::size_t length :
+         {510U, 511U, 512U, 1022U, 1023U, 1024U, 2047U, 2048U, 2049U, 10000U})
+        for (const char* const name : {"writeFrame", "readFrame", "getChildren", "ping"}) {
+            SCOPED_TRACE(name + (" " + std::to_string(length)));
+            const WireOperation& operation = wireOperation(name);
+            const bool isFrame = operation.service == WireOperation::Frame;
+            const bool isDropped = length >= (name == std::string("writeFrame") ? 1023 : 2048);
+            const std::string status(length, 'x');
+            ScriptedServer server;
+            Services services(server.host());
+            operation.play(server, {expect(operation.request),
+                                    reply(isFrame ? status + nul : "error " + status + "\n"),
+                                    isFrame && isDropped ? awaitClose : reply(""),
+                                    expect(operation.request), reply(operation.reply)});
+            EXPECT_FALSE(operation.run(services));
+            EXPECT_EQ(status.substr(0, longestExceptionText), services.error);
+            EXPECT_TRUE(operation.run(services)) << services.error;
+            EXPECT_EQ(operation.outputs, services.outputs());
+        }
+}
+
+// The peak of this process's memory, in KiB, since it was last reset.
+long peakMemory() {
+    std::ifstream status("/proc/self/status");
+    std::string line;
+    while (std::getline(status, line))
+        if (line.rfind("VmHWM:", 0) == 0)
+            return std::stol(line.substr(6));
+    return 0;
+}
+
+struct Line {
+    const char* name;
+    std::string beginning;
+    std::string unit; // follows for ever
+};
+
+[[noreturn]] void serve(int listener, const Line& line) {
+    const int fd = ::accept(listener, nullptr, nullptr);
+    std::string piece;
+    while (piece.size() < 1 << 20)
+        piece += line.unit;
+    ::send(fd, line.beginning.data(), line.beginning.size(), MSG_NOSIGNAL);
+    while (::send(fd, piece.data(), piece.size(), MSG_NOSIGNAL) > 0)
+        continue;
+    ::_exit(0);
+}
+
+class EndlessLine : public testing::TestWithParam<Line> {};
+
+// The server is a process of its own, so that all memory that is seen is the client's.
+TEST_P(EndlessLine, IsGivenUpWithinItsBound) {
+    sockaddr_in name{};
+    name.sin_family = AF_INET;
+    name.sin_port = htons(7549);
+    name.sin_addr.s_addr = htonl(0x7FFF0000U + static_cast<unsigned>(::getpid()) % 0xFFFFU);
+    const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
+    ASSERT_EQ(0, ::bind(listener, reinterpret_cast<sockaddr*>(&name), sizeof name));
+    ASSERT_EQ(0, ::listen(listener, 1));
+    const pid_t server = ::fork();
+    if (server == 0)
+        serve(listener, GetParam());
+    ::close(listener);
+
+    Services services(::inet_ntoa(name.sin_addr));
+    std::ofstream("/proc/self/clear_refs") << "5"; // resets the peak
+    const long before = peakMemory();
+    EXPECT_FALSE(wireOperation("getDisplayName").run(services));
+    const long grown = peakMemory() - before;
+    EXPECT_EQ("Reply line longer than 256 MiB.", services.error);
+    EXPECT_FALSE(services.commands.isConnected());
+    int status = -1;
+    EXPECT_EQ(server, ::waitpid(server, &status, 0));
+    EXPECT_EQ(0, status);
+#ifdef LANTRIX_SANITIZED
+    GTEST_SKIP() << "the sanitizer's own memory is not told from the library's: " << grown;
+#else
+    EXPECT_LT(grown, (256 + 32) * 1024);
+#endif
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, EndlessLine,
+                         testing::Values(Line{"PlainBytes", "ok ", "x"},
+                                         Line{"EscapedBytes", "error ", "\\n"},
+                                         Line{"BothInTurn", "ok ", "xxxxxxx\\n"},
+                                         Line{"NoCode", "", "x"}),
+                         [](const auto& each) { return each.param.name; });
+
+TEST(PeerThatDoesNotAnswer, IsGivenUpAfterTenSecondsByEveryOperation) {
+    const auto& all = wireOperations();
+    const Lateness lateness;
+    EXPECT_EQ("", runCases(all.size(), all.size(), [&](std::size_t i) -> std::string {
+                  ScriptedServer server;
+                  server.ignoreConnections();
+                  Services services(server.host());
+                  const auto start = Clock::now();
+                  const bool succeeded = all[i].run(services);
+                  const auto took = Clock::now() - start;
+                  const std::string host = server.host();
+                  if (succeeded ||
+                      services.error != "Can't open connection to host '" + host + "': Timed out")
+                      return all[i].name + (" says " + services.error);
+                  const bool inTime =
+                      took >= Milliseconds(10000) && took <= Milliseconds(10500) + lateness.worst();
+                  return inTime ? "" : all[i].name + std::string(" is not in time");
+              }));
+}
+
+TEST(HostThatCannotBeResolved, IsReportedByEveryOperation) {
+    const std::string host(64, 'x'); // longer than a label may be: nobody is asked
+    for (const WireOperation& operation : wireOperations()) {
+        Services services(host.c_str());
+        EXPECT_FALSE(operation.run(services)) << operation.name;
+        EXPECT_EQ("Unknown host '" + host + "'", services.error);
+        EXPECT_EQ("", services.outputs());
+    }
+}
+
+// Between two calls, and in the middle of one: a thousand times each, with SIGPIPE at its default.
+TEST(ServerThatRestarts, IsFoundAgainAThousandTimes) {
+    std::signal(SIGPIPE, SIG_DFL);
+    const std::size_t descriptors = openDescriptors();
+    for (const char* const name : {"getDisplayName", "writeFrame", "readFrame"}) {
+        const WireOperation& operation = wireOperation(name);
+        const bool isFrame = operation.service == WireOperation::Frame;
+        Script script;
+        for (std::size_t i = 0; i < 1000; ++i) {
+            script.push_back({operation.request.substr(0, i % operation.request.size()), "",
+                              i % 2 != 0 ? Step::Then::Cut : Step::Then::Reset});
+            script.push_back({operation.request, operation.reply, Step::Then::Cut});
+        }
+        ScriptedServer server;
+        Services services(server.host());
+        operation.play(server, script);
+        int successes = 0;
+        for (int failures = 0; successes < 1000 && failures <= (isFrame ? 2 : 5);) {
+            const bool succeeded = operation.run(services);
+            successes += succeeded;
+            failures = succeeded ? 0 : failures + 1;
+        }
+        EXPECT_EQ(1000, successes) << name << services.error;
+        EXPECT_EQ("", server.finish());
+    }
+    EXPECT_EQ(descriptors, openDescriptors());
+}
+
+} // namespace

@@ -1,0 +1,195 @@
+// stop() from another thread: at moments spread over the waits of every operation, each with a
+// server that stalls at another byte; and in storms.
+#include "tests/faults/CallFaults.h"
+#include "tests/faults/Cases.h"
+#include "tests/faults/Exchange.h"
+#include "tests/faults/HealthyServer.h"
+#include "tests/faults/PublicOperations.h"
+#include "tests/support/ScriptedServer.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <functional>
+#include <future>
+#include <random>
+
+namespace {
+
+constexpr Milliseconds bound(1100);
+constexpr Milliseconds stillness(20); // of a thread that is taken to wait for its server
+constexpr std::size_t momentsOfAnOperation = 100;
+
+struct Stop {
+    Exchange exchange;
+    Milliseconds moment; // within the wait
+};
+
+// Runs the call in a thread of its own and, once it waits, stops it once, at the given moment.
+// Returns what is wrong, "" if nothing.
+std::string runStopped(Services& services, const Lateness& lateness, Milliseconds moment,
+                       const std::function<bool()>& call) {
+    WaitWatch watch;
+    auto running = std::async(std::launch::async, [&] {
+        watch.followThisThread();
+        return call();
+    });
+    const auto ended = [&] { return running.wait_for(stillness) == std::future_status::ready; };
+    for (int steps = -1; watch.steps() != steps || steps % 2 == 0;) {
+        steps = watch.steps();
+        if (ended())
+            return " ends before it is stopped";
+    }
+    std::this_thread::sleep_for(moment);
+    const auto start = Clock::now();
+    services.stop();
+    const bool succeeded = running.get();
+    const auto took = std::chrono::ceil<Milliseconds>(Clock::now() - start);
+    if (succeeded)
+        return " succeeds though stopped";
+    return took <= bound + lateness.worst() ? ""
+                                            : " ends " + std::to_string(took.count()) + " ms late";
+}
+
+std::vector<Stop> stopsOfAllOperations() {
+    std::vector<Stop> stops;
+    for (const WireOperation& operation : wireOperations()) {
+        const std::size_t bytes = wholeExchange(operation).at;
+        const std::size_t moments = std::max(bytes, momentsOfAnOperation);
+        for (std::size_t i = 0; i < moments && !operation.reply.empty(); ++i)
+            stops.push_back({{&operation, i * bytes / moments}, Milliseconds(i * 1000 / moments)});
+    }
+    return stops;
+}
+
+// The server stalls until the operation has been stopped, and then goes on as if nothing were
+// amiss: on the command connection the late reply arrives before the next call.
+std::string runStalled(const Stop& stop, const Lateness& lateness) {
+    const Exchange& stalled = stop.exchange;
+    const WireOperation& probe = probeAfter(stalled);
+    ScriptedServer server;
+    Services services(server.host());
+    Script script = {{stalled.received(), stalled.sent()}, gate, expect(stalled.unread())};
+    if (stalled.isFrame())
+        script.push_back(awaitClose);
+    else
+        script.insert(script.end(), {reply(stalled.unsent()), gate});
+    script.insert(script.end(), {expect(probe.request), reply(probe.reply)});
+    stalled.operation->play(server, script);
+
+    std::string problem = runStopped(services, lateness, stop.moment,
+                                     [&] { return stalled.operation->run(services); });
+    if (services.error != (stalled.isFrame() ? "Cannot read data on socket: Connection stopped"
+                                             : methodOf(*stalled.operation) + " command stopped."))
+        problem += " says '" + services.error + "'";
+    problem += problemOfOutcome(stalled, false, services);
+    server.openGate();
+    if (!stalled.isFrame()) {
+        server.awaitGate(); // the one where it stalled
+        server.awaitGate();
+        std::this_thread::sleep_for(Milliseconds(5)); // nothing tells that the reply has arrived
+        server.openGate();
+    }
+    problem += problemOfRecovery(stalled, services, 0);
+    problem += server.finish();
+    return placed(stalled, problem);
+}
+
+TEST(StopAtEachMoment, EndsAWaitForAReplyWhichThenAnswersNoOtherCall) {
+    const std::size_t descriptors = openDescriptors();
+    {
+        const Lateness lateness;
+        const std::vector<Stop> stops = stopsOfAllOperations();
+        EXPECT_EQ("", runCases(stops.size(), 200,
+                               [&](std::size_t i) { return runStalled(stops[i], lateness); }));
+    }
+    EXPECT_EQ(descriptors, openDescriptors());
+}
+
+// The requests that can be longer than all the buffers on the way, so that sending them waits.
+const std::vector<WireOperation>& longRequests() {
+    static const std::string bulk(6 << 20, 'x');
+    static const LantrixStr path(bulk.c_str());
+    static const std::vector<std::string> paths = {bulk};
+    static const LantrixClipFormat format(1, 1, 1, 1, 1, 1, 1, LantrixClipFormat::Progressive, "",
+                                          "", bulk.c_str());
+    using S = Services;
+    static const std::vector<WireOperation> requests = {
+        {WireOperation::Base, "translatePaths", "", "", "",
+         [](S& s) {
+             return s.base.translatePaths(&path, s.paths, 1, "a", "b", LantrixOS::Irix,
+                                          LantrixOS::Linux);
+         }},
+        {WireOperation::Node, "getChildren", "", "", "",
+         [](S& s) { return s.nodes.getChildren(bulk.c_str(), s.children); }},
+        {WireOperation::Node, "allocateFrames", "", "", "",
+         [](S& s) { return s.nodes.allocateFrames("n1", 1, format, s.frameIds); }},
+        {WireOperation::Node, "setFramePaths", "", "", "",
+         [](S& s) { return s.nodes.setFramePaths("n1", paths, LantrixClipFormat()); }},
+        {WireOperation::Node, "setMetaData", "", "", "",
+         [](S& s) { return s.nodes.setMetaData("n1", "xml", bulk.c_str()); }},
+        {WireOperation::Frame, "writeFrame", "", "", "",
+         [](S& s) { return s.frameService.writeFrame("f1", bulk.c_str(), 6 << 20) == 1; }}};
+    return requests;
+}
+
+// The server reads nothing; the request is dropped with its connection.
+std::string runUnread(const WireOperation& request, Milliseconds moment, const Lateness& lateness) {
+    const Exchange unread = {&request, 0};
+    const WireOperation& probe = probeAfter(unread);
+    ScriptedServer server;
+    Services services(server.host());
+    request.play(server, {gate, cut, expect(probe.request), reply(probe.reply)});
+    std::string problem =
+        runStopped(services, lateness, moment, [&] { return request.run(services); });
+    if (services.error != "Connection stopped")
+        problem += " says '" + services.error + "'";
+    server.openGate();
+    problem += problemOfRecovery(unread, services, 0);
+    problem += server.finish();
+    return placed(unread, problem);
+}
+
+TEST(StopAtEachMoment, EndsASendingThatFindsNoRoom) {
+    const Lateness lateness;
+    const auto& requests = longRequests();
+    const std::size_t moments = 12;
+    EXPECT_EQ("", runCases(requests.size() * moments, 18, [&](std::size_t i) {
+                  const Milliseconds moment(i / requests.size() * 1000 / moments);
+                  return runUnread(requests[i % requests.size()], moment, lateness);
+              }));
+}
+
+// The longer storm is for the sanitizers.
+TEST(StopStorm, HurtsNothingWhileTheServerBreaksConnections) {
+    const char* const asked = std::getenv("LANTRIX_STORM_SECONDS");
+    const auto end = Clock::now() + std::chrono::seconds(asked != nullptr ? std::atoi(asked) : 3);
+    HealthyServer server;
+    Handles handles(server.host());
+    server.breakConnections(true);
+    std::atomic<bool> ending(false);
+    std::thread stopper([&] {
+        std::minstd_rand random;
+        while (!ending) {
+            handles.server.stop();
+            std::this_thread::sleep_for(std::chrono::microseconds(random() % 2000));
+        }
+    });
+    int successes = 0, failures = 0;
+    while (Clock::now() < end) {
+        handles.clip = LantrixNodeHandle(handles.server, "clip");
+        for (const PublicOperation& operation : publicOperations())
+            ++(operation.call(handles) ? successes : failures);
+    }
+    ending = true;
+    stopper.join();
+    server.breakConnections(false);
+    EXPECT_GT(successes, 0);
+    EXPECT_GT(failures, 0);
+    EXPECT_TRUE(handles.server.writeFrame("f1", "data", 4) ||
+                handles.server.writeFrame("f1", "data", 4));
+    EXPECT_TRUE(handles.server.ping() || handles.server.ping() || handles.server.ping());
+}
+
+} // namespace
