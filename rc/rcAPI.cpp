@@ -119,12 +119,17 @@ bool rcAPI::sendRequest(const std::string& line) {
 }
 
 // Reads until the line is complete or the call is stopped. The bytes behind the line feed are
-// dropped: a server sends one reply for each request.
+// dropped: a server sends one reply for each request. No more is read than a line may have left,
+// so that the value never grows beyond the line's bound.
 bool rcAPI::readReply(bool& complete) {
     result_->reset();
-    std::size_t lineLength = 0;
+    std::size_t room = longestReplyLine;
     while (!complete && !connection_->isStopped()) {
-        const int count = connection_->nonBlockingReadSelect(buffer_.get(), receiveBufferSize);
+        if (room == 0)
+            return failAndDrop(replyTooLong);
+        const std::size_t wanted = std::min<std::size_t>(receiveBufferSize, room);
+        const int count =
+            connection_->nonBlockingReadSelect(buffer_.get(), static_cast<unsigned>(wanted));
         if (count < 0) {
             abandonReply(); // the connection is kept, and may live after all
             return fail(connection_->lastError());
@@ -132,9 +137,7 @@ bool rcAPI::readReply(bool& complete) {
         const std::size_t size = static_cast<std::size_t>(count);
         const std::size_t taken = result_->append(buffer_.get(), size, complete);
         countReplies(buffer_.get() + taken, size - taken);
-        lineLength += taken;
-        if (lineLength > longestReplyLine)
-            return failAndDrop(replyTooLong);
+        room -= taken;
     }
     return true;
 }

@@ -6,6 +6,9 @@ namespace {
 
 enum ParseState : unsigned char { InCode, InValue };
 
+// A code beyond this length is none that is known; what follows would only take memory.
+constexpr std::size_t longestCode = 64;
+
 } // namespace
 
 rcResult::rcResult() : parseState_(InCode) {}
@@ -47,7 +50,7 @@ bool rcResult::appendChar(char c) {
         value_.appendEscapedChar(c);
     else if (c == ' ')
         parseState_ = InValue;
-    else
+    else if (code_.size() < longestCode)
         code_.push_back(c);
     return false;
 }
