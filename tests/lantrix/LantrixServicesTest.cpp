@@ -141,7 +141,8 @@ TEST_F(LantrixServicesTest, ConnectionsThrowWithTheirPlace) {
     EXPECT_EQ("46 lantrix/LantrixBaseInterface: " + refused, ping(dead));
     EXPECT_EQ("62 lantrix/LantrixFrameInterface: " + refused,
               thrownBy([&] { dead.frames.write("x", 1); }));
-    server.frames({reply("Full" + nul + "Lost" + nul)});
+    server.frames({expect("WriteFrame" + nul + "f1" + nul + "1" + nul + "x"), reply("Full" + nul),
+                   expect("ReadFrame" + nul + "f1" + nul + "1" + nul), reply("Lost" + nul)});
     EXPECT_EQ("141 lantrix/LantrixFrameClientAPI: Full",
               thrownBy([&] { services.frameService.writeFrame("f1", "x", 1); }));
     EXPECT_EQ("73 lantrix/LantrixFrameClientAPI: Lost",
