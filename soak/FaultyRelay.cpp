@@ -168,6 +168,11 @@ void FaultyRelay::arm(const Plan& plan) {
     fired_ = false;
 }
 
+bool FaultyRelay::fired() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return fired_;
+}
+
 bool FaultyRelay::disarm() {
     const std::lock_guard<std::mutex> lock(mutex_);
     plan_.reset();

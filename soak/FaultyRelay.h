@@ -33,6 +33,8 @@ public:
 
     /// The next exchange on the plan's channel breaks.
     void arm(const Plan& plan);
+    /// True once the plan has been carried out.
+    [[nodiscard]] bool fired();
     /// Takes a plan back. True when it had been carried out.
     bool disarm();
     /// Ends a stall: delivers the rest of a command's reply and returns when the client's socket

@@ -1,11 +1,14 @@
 #include "soak/SoakWorker.h"
 
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <functional>
 #include <iterator>
 #include <stdexcept>
 #include <string_view>
+#include <thread>
 
 namespace {
 
@@ -15,12 +18,14 @@ constexpr std::size_t shortestCommand = 13; // "sync 0 Ping \n"
 constexpr std::size_t shortestReply = 4;    // "ok \n"
 constexpr std::size_t shortestFrameRequest = 20;
 constexpr std::size_t faultsIn = 20; // one call in so many is broken
-constexpr auto pause = std::chrono::milliseconds(25);
+constexpr auto pauseBetweenCalls = std::chrono::milliseconds(25);
 const char* const streamName = "soak";
 
 std::size_t hashOf(const std::vector<char>& buffer) {
     return std::hash<std::string_view>()({buffer.data(), buffer.size()});
 }
+
+static_assert(frameSize % sizeof(std::uint64_t) == 0); // frames are filled in such words
 
 } // namespace
 
@@ -53,23 +58,23 @@ void SoakWorker::prepareClip(const std::string& clipPath) {
 }
 
 void SoakWorker::start() {
-    thread_ = std::thread([this] { run(); });
+    running_ = std::async(std::launch::async, [this] { run(); });
 }
 
 void SoakWorker::finish() {
     finishing_ = true;
-    if (thread_.joinable())
-        thread_.join();
+    while (running_.valid() && running_.wait_for(pauseBetweenCalls) != std::future_status::ready)
+        stopStalledCall();
 }
 
 void SoakWorker::stopStalledCall() {
     const std::lock_guard<std::mutex> lock(stallMutex_);
-    if (isStalling_)
+    if (isStalling_ && relay_.fired())
         handle_.stop();
 }
 
 void SoakWorker::run() {
-    for (; !finishing_; std::this_thread::sleep_for(pause))
+    for (; !finishing_; std::this_thread::sleep_for(pauseBetweenCalls))
         random(2) == 0 ? callCommand() : callFrame();
 }
 
@@ -186,8 +191,10 @@ void SoakWorker::writeStream() {
 
 void SoakWorker::writeFrame(std::size_t index) {
     std::vector<char> frame(frameSize);
-    for (char& byte : frame)
-        byte = static_cast<char>(random_());
+    for (std::size_t at = 0; at < frameSize; at += sizeof(std::uint64_t)) {
+        const std::uint64_t bytes = random_();
+        std::memcpy(&frame[at], &bytes, sizeof bytes);
+    }
     const Outcome outcome = attempt(Channel::Frame, frameSize, 1, [&] {
         return handle_.writeFrame(frameIds_[index].c_str(), frame.data(), int{frameSize});
     });

@@ -10,10 +10,10 @@
 #include <array>
 #include <atomic>
 #include <functional>
+#include <future>
 #include <mutex>
 #include <random>
 #include <string>
-#include <thread>
 #include <vector>
 
 struct SoakCounts {
@@ -36,7 +36,7 @@ public:
     SoakWorker& operator=(const SoakWorker&) = delete;
 
     void start();
-    /// Lets the call under way be the last one and waits for it.
+    /// Lets the call under way be the last one and waits for it, stopping it if it stalls.
     void finish();
     /// Stops the call under way if it was made to stall; for a thread that does so regularly.
     void stopStalledCall();
@@ -86,7 +86,7 @@ private:
     std::atomic<bool> finishing_{false};
     std::mutex stallMutex_; // guards isStalling_, so that no stop hits the next call
     bool isStalling_ = false;
-    std::thread thread_;
+    std::future<void> running_;
 };
 
 #endif

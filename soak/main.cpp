@@ -156,7 +156,7 @@ bool Soak::run() {
         worker->start();
     sampleUntil(Clock::now() + duration_);
     for (const auto& worker : workers_)
-        worker->finish(); // within the second that a stall without a stop would not end in
+        worker->finish();
     return report();
 }
 
