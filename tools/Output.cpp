@@ -145,8 +145,12 @@ void Output::text(const std::string& lines, const Json& fields) {
     options_.json ? printJson(fields) : print(lines);
 }
 
-void Output::wouldDo(const std::string& what) {
-    text("would " + what + "\n", {{"would", what}});
+void Output::wouldDo(const std::vector<std::string>& steps) {
+    std::string lines;
+    for (const std::string& step : steps) {
+        lines += "would " + step + "\n";
+    }
+    text(lines, {{"would", steps}});
 }
 
 void Output::result(const Json& fields) {

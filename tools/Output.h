@@ -28,8 +28,8 @@ public:
     void record(const Json& fields);
     /// Lines that only people read, and their data for programs.
     void text(const std::string& lines, const Json& fields);
-    /// What -n would do: lines for people, and for programs.
-    void wouldDo(const std::string& what);
+    /// What -n would do, a line for each step; JSON: an array.
+    void wouldDo(const std::vector<std::string>& steps);
     /// What came of a verb whose result is no data: only for programs.
     void result(const Json& fields);
     /// A remark on standard error: nothing with -q or for JSON.

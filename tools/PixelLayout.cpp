@@ -146,6 +146,13 @@ std::string describeFormat(const LantrixClipFormat& format) {
            " " + LantrixClipFormat::scanFormatStr(format.scanFormat());
 }
 
+bool isSameKind(const LantrixClipFormat& a, const LantrixClipFormat& b) {
+    return a.width() == b.width() && a.height() == b.height() &&
+           a.bitsPerPixel() == b.bitsPerPixel() && a.numChannels() == b.numChannels() &&
+           a.frameBufferSize() == b.frameBufferSize() &&
+           std::string(a.formatTag()) == b.formatTag();
+}
+
 PixelLayout layoutOfClip(const LantrixClipFormat& format) {
     const std::string tag = format.formatTag();
     const bool hasTag = !tag.empty() && tag != "none";

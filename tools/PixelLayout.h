@@ -56,6 +56,9 @@ struct Image {
 /// "1920x1080x24x3@25 rgb8 progressive", for people.
 [[nodiscard]] std::string describeFormat(const LantrixClipFormat& format);
 
+/// True when frames of one format can be those of the other; the rate and the like may differ.
+[[nodiscard]] bool isSameKind(const LantrixClipFormat& a, const LantrixClipFormat& b);
+
 /// The layout of a clip's frames. A tag that is not known, or one that does not fit the rest of
 /// the format, is a Failure which tells of --raw.
 [[nodiscard]] PixelLayout layoutOfClip(const LantrixClipFormat& format);

@@ -13,9 +13,11 @@ namespace {
 
 std::atomic<bool> interrupted{false}; // lock-free, so a handler may set it
 
-extern "C" void noteInterrupt(int signal) {
+extern "C" {
+static void noteInterrupt(int signal) {
     interrupted.store(true);
     std::signal(signal, SIG_DFL);
+}
 }
 
 class ErrorRouter : public CoMsg::Router {
@@ -50,12 +52,15 @@ void redirectLog(const Options& options) {
 }
 
 Session::Session(const Options& options, const std::string& host)
-    : options_(options), host_(host),
-      relay_(options.trace ? std::make_unique<TraceRelay>(host) : nullptr),
+    : host_(host), relay_(options.trace ? std::make_unique<TraceRelay>(host) : nullptr),
       server_(std::make_unique<LantrixServerHandle>((relay_ ? relay_->address() : host).c_str())),
       watch_(std::make_unique<CallWatch>([this] { server_->stop(); }, options.timeout)) {}
 
 Session::~Session() = default;
+
+std::string Session::place() const {
+    return host_ + ":" + std::to_string(static_cast<int>(Port::Commands));
+}
 
 void Session::beginCall() {
     if (wasInterrupted()) {
@@ -124,8 +129,8 @@ Failure Session::missing(const Address& address, const FoundNode& parent,
     }
     const std::string near = nearestName(component, names);
     Failure failure(Status::NodeNotFound,
-                    "'" + address.path() + "' is not on " + host_ + ": there is no '" + component +
-                        "' in '" + parent.address.path() + "'" +
+                    "'" + address.path() + "' is not on " + place() + ": there is no '" +
+                        component + "' in '" + parent.address.path() + "'" +
                         (near.empty() ? "" : "; did you mean '" + near + "'?"));
     failure.with("host", host_).with("port", static_cast<int>(Port::Commands));
     failure.with("path", address.path()).with("missing", component);
@@ -180,7 +185,7 @@ std::vector<FoundNode> Session::findAll(const Address& address) {
         expand({top, root()}, address.components, 0, found);
         if (found.empty()) {
             throw Failure(Status::NodeNotFound,
-                          "nothing on " + host_ + " matches '" + address.path() + "'")
+                          "nothing on " + place() + " matches '" + address.path() + "'")
                 .with("host", host_)
                 .with("path", address.path());
         }
@@ -203,7 +208,7 @@ bool Session::isClip(const LantrixNodeHandle& node) {
     if (failure.status() == Status::Refused) {
         failure = Failure(Status::NodeNotFound, "there is no node with the id '" +
                                                     std::string(node.getNodeId().id()) + "' on " +
-                                                    host_ + ": " + server_->lastError());
+                                                    place() + ": " + server_->lastError());
         failure.with("host", host_).with("missing", node.getNodeId().id());
     }
     throw failure;

@@ -42,6 +42,8 @@ public:
     Session& operator=(const Session&) = delete;
 
     [[nodiscard]] const std::string& host() const { return host_; }
+    /// Host and port, for messages.
+    [[nodiscard]] std::string place() const;
     [[nodiscard]] LantrixServerHandle& server() { return *server_; }
 
     /// Runs one operation of a handle, which tells by a bool whether it succeeded; false becomes
@@ -72,6 +74,9 @@ public:
     [[nodiscard]] LantrixNodeHandle findClip(const Address& address);
     /// The protocol that the server speaks, times 100: 206 for 2.6.
     [[nodiscard]] int protocol();
+    /// The failure to find a component of the address; looks for a near name.
+    [[nodiscard]] Failure missing(const Address& address, const FoundNode& parent,
+                                  const std::string& component);
     /// The failure of the last call.
     [[nodiscard]] Failure callFailure(const std::string& doing, Port port);
 
@@ -80,10 +85,7 @@ private:
     void endCall(bool succeeded, const std::string& doing, Port port);
     void expand(const FoundNode& node, const std::vector<std::string>& components,
                 std::size_t depth, std::vector<FoundNode>& found);
-    [[nodiscard]] Failure missing(const Address& address, const FoundNode& parent,
-                                  const std::string& component);
 
-    const Options& options_;
     std::string host_;
     std::unique_ptr<TraceRelay> relay_;           // null without --trace
     std::unique_ptr<LantrixServerHandle> server_; // never null

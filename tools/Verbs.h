@@ -59,6 +59,8 @@ CLI::App* addVerb(CLI::App& app, const std::string& name, const std::string& hel
 /// Adds --frames and --start-number.
 void addFrameOptions(CLI::App& verb, FrameSelection& frames);
 
+/// The folder above a clip that is to be made; refuses what keeps it from being made.
+FoundNode findParentOfNew(Session& session, const Address& address);
 /// Makes a clip that is not there yet; the folder above it must be.
 LantrixNodeHandle makeClip(Session& session, const Address& address,
                            const LantrixClipFormat& format, int frames);

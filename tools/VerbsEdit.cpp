@@ -11,6 +11,8 @@ namespace tool {
 
 namespace {
 
+constexpr const char* clipType = "clip";
+
 // ---- mkdir
 
 struct MkdirArguments {
@@ -19,24 +21,18 @@ struct MkdirArguments {
     bool parents = false;
 };
 
-void requireNew(Session& session, const FoundNode& parent, const std::string& name) {
-    if (session.child(parent, name)) {
-        throw Failure(Status::Refused, "'" + parent.address.child(name).path() +
-                                           "' is already on " + session.host());
-    }
-    if (session.isClip(parent.handle)) {
-        throw Failure(Status::Other,
-                      "'" + parent.address.path() + "' is a clip: nothing can be made below it");
-    }
+Failure alreadyThere(const Session& session, const Address& address) {
+    return Failure(Status::Other, "'" + address.path() + "' is already on " + session.place())
+        .with("host", session.host())
+        .with("path", address.path());
 }
 
-FoundNode makeFolder(Session& session, FoundNode& parent, const std::string& name,
-                     const std::string& type) {
-    checkNewName(name, parent.handle.getNodeId().id(), type);
-    FoundNode made{parent.address.child(name), {}};
-    session.call("make '" + made.address.path() + "'",
-                 [&] { return parent.handle.createNode(name.c_str(), type.c_str(), made.handle); });
-    return made;
+void requireFolder(Session& session, const FoundNode& node) {
+    if (session.isClip(node.handle)) {
+        throw Failure(Status::Other,
+                      "'" + node.address.text() + "' is a clip: nothing can be made below it")
+            .with("path", node.address.path());
+    }
 }
 
 void checkType(const std::string& type) {
@@ -46,40 +42,81 @@ void checkType(const std::string& type) {
     }
 }
 
-// The folder above the new node, made too when \p arguments ask for it.
-FoundNode parentFolder(Session& session, const Address& address, const MkdirArguments& arguments) {
-    if (!arguments.parents) {
-        return {address.parent(), session.find(address.parent())};
+// Makes folders, or with -n says which.
+class FolderMaker {
+public:
+    FolderMaker(Context& context, const MkdirArguments& arguments)
+        : context_(context), arguments_(arguments) {}
+
+    void make(const Address& address) {
+        const Address above = address.parent();
+        Session session(context_.options, address.host);
+        FoundNode node{above, session.root()};
+        node.address.components.clear();
+        const std::size_t missing = walk(session, address.components, node);
+        const std::vector<std::string> names(address.components.begin() +
+                                                 static_cast<std::ptrdiff_t>(missing),
+                                             address.components.end());
+        if (names.empty() && !arguments_.parents) {
+            throw alreadyThere(session, address);
+        }
+        if (names.size() > 1 && !arguments_.parents) {
+            throw session.missing(above, node, names.front());
+        }
+        requireFolder(session, node);
+        for (const std::string& name : names) {
+            node = makeBelow(session, node, name);
+        }
     }
-    FoundNode node{address, session.root()};
-    node.address.components.clear();
-    for (const std::string& component : address.parent().components) {
-        const std::optional<FoundNode> child = session.child(node, component);
-        node = child ? *child : makeFolder(session, node, component, arguments.type);
+
+    void tell() {
+        context_.options.dryRun ? context_.output.wouldDo(steps_)
+                                : context_.output.result({{"made", made_}});
     }
-    return node;
-}
+
+private:
+    // Goes down as far as there are nodes; returns how many components that were.
+    static std::size_t walk(Session& session, const std::vector<std::string>& components,
+                            FoundNode& node) {
+        std::size_t depth = 0;
+        for (; depth < components.size(); ++depth) {
+            const std::optional<FoundNode> child = session.child(node, components[depth]);
+            if (!child) {
+                break;
+            }
+            node = *child;
+        }
+        return depth;
+    }
+
+    FoundNode makeBelow(Session& session, FoundNode& parent, const std::string& name) {
+        FoundNode node{parent.address.child(name), {}};
+        checkNewName(name, parent.handle.getNodeId().id(), arguments_.type);
+        if (context_.options.dryRun) {
+            steps_.push_back("make " + node.address.text());
+            return node;
+        }
+        session.call("make '" + node.address.path() + "'", [&] {
+            return parent.handle.createNode(name.c_str(), arguments_.type.c_str(), node.handle);
+        });
+        made_.push_back({{"path", node.address.path()}, {"id", node.handle.getNodeId().id()}});
+        context_.output.note("made " + node.address.text());
+        return node;
+    }
+
+    Context& context_;
+    const MkdirArguments& arguments_;
+    std::vector<std::string> steps_;
+    Json made_ = Json::array();
+};
 
 void runMkdir(Context& context, const MkdirArguments& arguments) {
     checkType(arguments.type);
-    Json made = Json::array();
-    for (const std::string& text : arguments.addresses) {
-        const Address address = parseAddress(text, context.options.host);
-        if (context.options.dryRun) {
-            context.output.wouldDo("make " + address.text());
-            continue;
-        }
-        Session session(context.options, address.host);
-        FoundNode parent = parentFolder(session, address, arguments);
-        if (arguments.parents && session.child(parent, address.name())) {
-            continue;
-        }
-        requireNew(session, parent, address.name());
-        const FoundNode node = makeFolder(session, parent, address.name(), arguments.type);
-        made.push_back({{"path", address.path()}, {"id", node.handle.getNodeId().id()}});
-        context.output.note("made " + address.text());
+    FolderMaker maker(context, arguments);
+    for (const std::string& address : arguments.addresses) {
+        maker.make(parseAddress(address, context.options.host));
     }
-    context.output.result({{"made", made}});
+    maker.tell();
 }
 
 // ---- mkclip
@@ -102,11 +139,12 @@ void runMkclip(Context& context, const MkclipArguments& arguments) {
     format.setScanFormat(scan);
     const std::string what = address.text() + " (" + describeFormat(format) + ") with " +
                              std::to_string(arguments.frames) + " frames";
+    Session session(context.options, address.host);
     if (context.options.dryRun) {
-        context.output.wouldDo("make " + what);
+        static_cast<void>(findParentOfNew(session, address));
+        context.output.wouldDo({"make " + what});
         return;
     }
-    Session session(context.options, address.host);
     const LantrixNodeHandle made = makeClip(session, address, format, arguments.frames);
     context.output.note("made " + what);
     context.output.result({{"made", {{{"path", address.path()}, {"id", made.getNodeId().id()}}}}});
@@ -119,35 +157,54 @@ struct RmArguments {
     bool recursive = false;
 };
 
-void removeNode(Context& context, Session& session, FoundNode& node, bool recursive,
-                Json& removed) {
-    const std::string what = node.address.text();
-    const bool hasChildren = !session.children(node).empty();
-    if (hasChildren && !recursive) {
-        throw Failure(Status::Other, "'" + what + "' is not empty: -r removes it with all below");
+// Removes nodes, or with -n says which.
+class Remover {
+public:
+    Remover(Context& context, bool recursive) : context_(context), recursive_(recursive) {}
+
+    void remove(Session& session, FoundNode& node) {
+        const std::string what = node.address.text();
+        const bool hasChildren = !session.children(node).empty();
+        if (hasChildren && !recursive_) {
+            throw Failure(Status::Other,
+                          "'" + what + "' is not empty: -r removes it with all below")
+                .with("path", node.address.path());
+        }
+        if (context_.options.dryRun) {
+            steps_.push_back("remove " + what + (hasChildren ? " with all below" : ""));
+            return;
+        }
+        if (hasChildren) {
+            confirm(context_, "Remove " + what + " with all below?");
+        }
+        session.call("remove '" + node.address.path() + "'",
+                     [&] { return node.handle.destroyNode(); });
+        context_.output.note("removed " + what);
+        removed_.push_back(node.address.path());
     }
-    if (context.options.dryRun) {
-        context.output.wouldDo("remove " + what);
-        return;
+
+    void tell() {
+        context_.options.dryRun ? context_.output.wouldDo(steps_)
+                                : context_.output.result({{"removed", removed_}});
     }
-    if (hasChildren) {
-        confirm(context, "Remove " + what + " with all below?");
-    }
-    session.call("remove '" + node.address.path() + "'", [&] { return node.handle.destroyNode(); });
-    context.output.note("removed " + what);
-    removed.push_back(node.address.path());
-}
+
+private:
+    Context& context_;
+    bool recursive_;
+    std::vector<std::string> steps_;
+    Json removed_ = Json::array();
+};
 
 void runRm(Context& context, const RmArguments& arguments) {
-    Json removed = Json::array();
+    Remover remover(context, arguments.recursive);
     for (const std::string& text : arguments.addresses) {
         const Address address = parseAddress(text, context.options.host);
         Session session(context.options, address.host);
         for (FoundNode& node : session.findAll(address)) {
-            removeNode(context, session, node, arguments.recursive, removed);
+            remover.remove(session, node);
         }
     }
-    context.output.result({{"removed", removed}});
+    remover.tell();
 }
 
 // ---- link
@@ -172,12 +229,12 @@ void runLink(Context& context, const LinkArguments& arguments) {
     }
     const std::string what =
         address.text() + " to " + std::to_string(paths.size()) + " files on the server";
-    if (context.options.dryRun) {
-        context.output.wouldDo("link " + what);
-        return;
-    }
     Session session(context.options, address.host);
     LantrixNodeHandle clip = session.findClip(address);
+    if (context.options.dryRun) {
+        context.output.wouldDo({"link " + what});
+        return;
+    }
     session.call("link '" + address.path() + "'",
                  [&] { return clip.linkToFrames(paths.data(), static_cast<int>(paths.size())); });
     context.output.note("linked " + what);
@@ -186,15 +243,22 @@ void runLink(Context& context, const LinkArguments& arguments) {
 
 } // namespace
 
+FoundNode findParentOfNew(Session& session, const Address& address) {
+    FoundNode parent{address.parent(), session.find(address.parent())};
+    if (session.child(parent, address.name())) {
+        throw alreadyThere(session, address);
+    }
+    requireFolder(session, parent);
+    checkNewName(address.name(), parent.handle.getNodeId().id(), clipType);
+    return parent;
+}
+
 LantrixNodeHandle makeClip(Session& session, const Address& address,
                            const LantrixClipFormat& format, int frames) {
-    constexpr const char* type = "clip";
-    FoundNode parent{address.parent(), session.find(address.parent())};
-    requireNew(session, parent, address.name());
-    checkNewName(address.name(), parent.handle.getNodeId().id(), type);
+    FoundNode parent = findParentOfNew(session, address);
     LantrixNodeHandle clip;
     session.call("make '" + address.path() + "'", [&] {
-        return parent.handle.createClipNode(address.name().c_str(), format, type, clip);
+        return parent.handle.createClipNode(address.name().c_str(), format, clipType, clip);
     });
     try {
         session.call("make the frames of '" + address.path() + "'",

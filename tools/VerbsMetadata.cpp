@@ -102,12 +102,12 @@ void runSet(Context& context, const MetaArguments& arguments) {
     const std::string text = textToSet(arguments);
     const std::string what = "'" + arguments.stream + "' of " + address.text() + " to " +
                              std::to_string(text.size()) + " bytes";
-    if (context.options.dryRun) {
-        context.output.wouldDo("set " + what);
-        return;
-    }
     Session session(context.options, address.host);
     const LantrixNodeHandle node = session.find(address);
+    if (context.options.dryRun) {
+        context.output.wouldDo({"set " + what});
+        return;
+    }
     session.call("set '" + arguments.stream + "' of '" + address.path() + "'", [&] {
         return node.setMetaData(arguments.stream.c_str(), LantrixStr(text.c_str()));
     });

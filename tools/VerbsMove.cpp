@@ -160,9 +160,9 @@ void runPut(Context& context, const PutArguments& arguments) {
     const FileFrames files(destination.format, arguments.raw);
     checkFiles(files, steps);
     if (options.dryRun) {
-        context.output.wouldDo(provideText(address, destination, count) + "write frames " +
-                               stepNumbers(steps, arguments.frames.startNumber) + " of " +
-                               address.text());
+        context.output.wouldDo({provideText(address, destination, count) + "write frames " +
+                                stepNumbers(steps, arguments.frames.startNumber) + " of " +
+                                address.text()});
         return;
     }
     const ClipPlace place = provideClip(*session, address, destination, count);
@@ -235,8 +235,8 @@ void runGet(Context& context, const GetArguments& arguments) {
     std::vector<FrameStep> steps = planToFiles(names, arguments.frames, place.frames);
     settleExisting(context, steps, arguments.resume);
     if (options.dryRun) {
-        context.output.wouldDo("write frames " + stepNumbers(steps, arguments.frames.startNumber) +
-                               " to " + names);
+        context.output.wouldDo(
+            {"write frames " + stepNumbers(steps, arguments.frames.startNumber) + " to " + names});
         return;
     }
     const Missing missing = parseMissing(arguments.missing);
@@ -267,13 +267,6 @@ struct CpArguments {
     bool resume = false;
 };
 
-bool isSameKind(const LantrixClipFormat& a, const LantrixClipFormat& b) {
-    return a.width() == b.width() && a.height() == b.height() &&
-           a.bitsPerPixel() == b.bitsPerPixel() && a.numChannels() == b.numChannels() &&
-           a.frameBufferSize() == b.frameBufferSize() &&
-           std::string(a.formatTag()) == b.formatTag();
-}
-
 void runCp(Context& context, const CpArguments& arguments) {
     const Options& options = context.options;
     const Address toAddress = parseAddress(arguments.to, options.host);
@@ -290,8 +283,8 @@ void runCp(Context& context, const CpArguments& arguments) {
                                          describeFormat(from.format));
     }
     if (options.dryRun) {
-        context.output.wouldDo(provideText(toAddress, destination, count) + "copy " +
-                               std::to_string(count) + " frames of " + from.address.text());
+        context.output.wouldDo({provideText(toAddress, destination, count) + "copy " +
+                                std::to_string(count) + " frames of " + from.address.text()});
         return;
     }
     const ClipPlace to = provideClip(*session, toAddress, destination, count);

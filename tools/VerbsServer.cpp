@@ -213,7 +213,7 @@ void runCall(Context& context, const CallArguments& arguments) {
         text += (text.empty() ? "" : " ") + word;
     }
     if (options.dryRun) {
-        context.output.wouldDo("send " + arguments.method + " " + text);
+        context.output.wouldDo({"send " + arguments.method + " " + text});
         return;
     }
     std::optional<TraceRelay> relay;
