@@ -4,6 +4,7 @@
 #include "base/fileUtil/src/CoFilePath.h"
 #include "base/loggerBase/src/CoAssert.h"
 #include "lantrix/LantrixNodeImp.h"
+#include "lantrix/LantrixReplyText.h"
 #include "lantrix/LantrixServerImp.h"
 
 #include <algorithm>
@@ -19,8 +20,7 @@ bool queryText(LantrixServerImp& server, TextQuery query, LantrixStr& text) {
         std::string answer;
         if (!server.transfer((server.nodeService_.*query)(answer), server.nodeService_))
             return false;
-        text = answer.c_str();
-        return true;
+        return server.give(text, answer);
     });
 }
 
@@ -65,6 +65,7 @@ bool LantrixServerHandle::getRootNode(LantrixNodeHandle& node) const {
             return false;
         node.setNodeId(root);
         node.setServer(*this);
+        lantrixRequireStored(node.getNodeId(), root.id());
         return true;
     });
 }
@@ -97,8 +98,7 @@ bool LantrixServerHandle::getStorageId(LantrixStr& id) const {
     return server.attempt([&] {
         if (server.storageIdPending_ && !settleStorageId(server))
             return false;
-        id = server.storageId_.c_str();
-        return true;
+        return server.give(id, server.storageId_);
     });
 }
 

@@ -5,10 +5,11 @@
 // Threads: one server handle and the node handles on it are used by one thread at a time; stop()
 // is for any other thread. Different server handles are independent.
 // Failures: operations return false and lastError() tells why (with an empty text when the server
-// closed the command connection in the middle of a call); none throws. Outputs are written only on
-// success. A text in lastError() stays until the next failure; success keeps it.
-// Connections open with the first call that needs them (commands on TCP port 7549, frames on
-// 7550), at most 10 seconds long, and a broken one is opened anew by a later call.
+// closed the command connection in the middle of a call); none throws (constructors, copies and
+// assignments of handles do, without memory). Outputs are written only on success. A text in
+// lastError() stays until the next failure; success keeps it. Connections open with the first call
+// that needs them (commands on TCP port 7549, frames on 7550), at most 10 seconds long, and a
+// broken one is opened anew by a later call.
 #ifndef LANTRIX_LANTRIXCLIENTAPI_H
 #define LANTRIX_LANTRIXCLIENTAPI_H
 
@@ -110,7 +111,8 @@ public:
     LantrixNodeHandle& operator=(const LantrixNodeHandle& other);
     virtual ~LantrixNodeHandle();
 
-    /// Names another node; what was known is dropped when the id differs. Sends nothing.
+    /// Names another node; what was known is dropped when the id differs from one that named a
+    /// node. Sends nothing.
     void setNodeId(const LantrixNodeId& id);
     void setNodeId(const char* id);
     const LantrixNodeId& getNodeId() const;
@@ -161,9 +163,9 @@ public:
     bool setNumFrames(int numFrames);
     /// The id of frame \p frameIndex, from 0.
     bool getFrameId(int frameIndex, LantrixStr& frameId) const;
-    /// The file path of frame \p frameIndex; "" beyond the last, and from a server older than
-    /// protocol 2.5. Sends "GetFramePaths" once, and before it "QueryVersion" unless the version is
-    /// known.
+    /// The file path of frame \p frameIndex; "" beyond the last, from a server older than protocol
+    /// 2.5, and when the version could not be asked. Sends "GetFramePaths" once, and before it
+    /// "QueryVersion" unless the version is known.
     bool getFrameIdPath(int frameIndex, LantrixStr& path) const;
     /// Reads frame \p frameIndex: \p bufferSize bytes, at least the format's frame buffer size,
     /// into \p buffer, the caller's. After a failure its contents are undefined. From protocol
@@ -208,15 +210,16 @@ private:
 
 /// Makes \p result the first child of \p parent whose display name is \p name, byte for byte.
 /// \p result may be \p parent. Without a match: false, no error text, and \p result names the
-/// last child. Sends "GetChildren" unless \p parent knows its children; \p parent itself learns
-/// nothing from it.
+/// last child, if there is any. Sends "GetChildren" unless \p parent knows its children; \p parent
+/// itself learns nothing from it.
 LANTRIX_EXPORT bool LantrixFindChild(const LantrixNodeHandle& parent, const char* name,
                                      LantrixNodeHandle& result);
 
 /// Makes \p result the node that display names separated by slashes lead to from the root; an
 /// empty path is the root itself. An unknown component gives false without an error text, \p result
 /// then names the last node looked at; a root that cannot be asked gives true with \p result
-/// untouched and lastError() set. Sends "GetRootNode" and one "GetChildren" for each component.
+/// untouched and lastError() set. Sends "GetRootNode" and at most one "GetChildren" for each
+/// component.
 LANTRIX_EXPORT bool LantrixResolveDisplayPath(const LantrixServerHandle& server, const char* path,
                                               LantrixNodeHandle& result);
 

@@ -75,6 +75,11 @@ std::vector<LantrixNodeInterface::NodeInfo> childrenOf(std::string reply) {
     return children;
 }
 
+void storeId(LantrixNodeId& id, const std::string& reply) {
+    id.setId(reply.c_str());
+    lantrixRequireStored(id, reply.c_str());
+}
+
 std::string joined(const std::vector<std::string>& paths) {
     std::string list;
     for (const std::string& path : paths) {
@@ -118,7 +123,7 @@ bool LantrixNodeClientAPI::askNodeText(const char* method, const LantrixNodeId& 
 
 bool LantrixNodeClientAPI::getRootNode(LantrixNodeId& root) {
     return lantrixGuarded(error_, [&] {
-        root.setId(connection_.request("GetRootNode", "").c_str());
+        storeId(root, connection_.request("GetRootNode", ""));
         return true;
     });
 }
@@ -137,7 +142,7 @@ bool LantrixNodeClientAPI::createNode(const LantrixNodeId& parent, const char* n
     return lantrixGuarded(error_, [&] {
         const std::string args = coFormatCut(512, "%s \"%s\" %d %s", parent.id(),
                                              coTextOrEmpty(name), type, coTextOrEmpty(typeStr));
-        newNode.setId(ask("CreateNode", parent, args).c_str());
+        storeId(newNode, ask("CreateNode", parent, args));
         return true;
     });
 }

@@ -4,6 +4,7 @@
 #include "base/loggerBase/src/CoAssert.h"
 #include "base/loggerBase/src/CoText.h"
 #include "lantrix/LantrixNodeImp.h"
+#include "lantrix/LantrixReplyText.h"
 #include "lantrix/LantrixServerImp.h"
 
 #include <memory>
@@ -125,8 +126,7 @@ bool LantrixNodeHandle::getNodeType(int& type) const {
 bool LantrixNodeHandle::getNodeTypeStr(LantrixStr& type) const {
     if (!imp().refreshNodeType(serverImp()))
         return false;
-    type = imp().nodeTypeText_.c_str();
-    return true;
+    return serverImp().give(type, imp().nodeTypeText_);
 }
 
 bool LantrixNodeHandle::getIsClipNode(bool& isClip) const {
@@ -139,8 +139,7 @@ bool LantrixNodeHandle::getIsClipNode(bool& isClip) const {
 bool LantrixNodeHandle::getDisplayName(LantrixStr& name) const {
     if (!imp().refreshDisplayName(serverImp()))
         return false;
-    name = imp().displayName_.c_str();
-    return true;
+    return serverImp().give(name, imp().displayName_);
 }
 
 bool LantrixNodeHandle::getClipFormat(LantrixClipFormat& format) const {
@@ -169,6 +168,7 @@ bool LantrixNodeHandle::getChild(int index, LantrixNodeHandle& child) const {
         auto info = imp().children_[static_cast<std::size_t>(index)];
         child.setNodeId(info.second.c_str());
         child.setServer(handle);
+        lantrixRequireStored(child.getNodeId(), info.second.c_str());
         child.imp().knowDisplayName(std::move(info.first));
         return true;
     });
@@ -188,6 +188,7 @@ bool LantrixNodeHandle::create(const char* name, bool isClip, const char* type,
         imp().children_.push_back({displayName, id.id()});
         child.setNodeId(id);
         child.setServer(handle);
+        lantrixRequireStored(child.getNodeId(), id.id());
         child.imp().knowDisplayName(std::move(displayName));
         return true;
     });
@@ -271,8 +272,7 @@ bool LantrixNodeHandle::getFrameId(int frameIndex, LantrixStr& frameId) const {
         return false;
     if (!holds(imp().frameIds_, frameIndex))
         return server.fail("Frame index out of range");
-    frameId = imp().frameIds_[static_cast<std::size_t>(frameIndex)].id();
-    return true;
+    return server.give(frameId, imp().frameIds_[static_cast<std::size_t>(frameIndex)].id());
 }
 
 bool LantrixNodeHandle::getFrameIdPath(int frameIndex, LantrixStr& path) const {
@@ -283,8 +283,7 @@ bool LantrixNodeHandle::getFrameIdPath(int frameIndex, LantrixStr& path) const {
         return server.fail("Frame index out of range");
     // Beyond the last path there is none, which is no failure: older servers have none at all.
     const bool known = holds(imp().framePaths_, frameIndex);
-    path = known ? imp().framePaths_[static_cast<std::size_t>(frameIndex)].c_str() : "";
-    return true;
+    return server.give(path, known ? imp().framePaths_[static_cast<std::size_t>(frameIndex)] : "");
 }
 
 bool LantrixNodeHandle::readFrame(int frameIndex, void* buffer, int bufferSize) {
@@ -325,8 +324,7 @@ bool LantrixNodeHandle::getAvailableMetaDataStream(int index, LantrixStr& name) 
         return false;
     if (!holds(imp().metaDataStreams_, index))
         return server.fail("Metadata stream index out of range");
-    name = imp().metaDataStreams_[static_cast<std::size_t>(index)].c_str();
-    return true;
+    return server.give(name, imp().metaDataStreams_[static_cast<std::size_t>(index)]);
 }
 
 bool LantrixNodeHandle::getMetaData(const char* streamName, const char* filter, int depth,
@@ -338,8 +336,7 @@ bool LantrixNodeHandle::getMetaData(const char* streamName, const char* filter, 
                 server.nodeService_.getMetaData(imp().id_, streamName, filter, depth, text),
                 server.nodeService_))
             return false;
-        data = text.c_str();
-        return true;
+        return server.give(data, text);
     });
 }
 

@@ -1,5 +1,7 @@
 #include "lantrix/LantrixServerImp.h"
 
+#include <cstring>
+
 namespace {
 
 constexpr int commandPort = 7549;
@@ -16,6 +18,11 @@ LantrixServerImp::LantrixServerImp(const char* host)
 bool LantrixServerImp::fail(const char* text) {
     coAssignText(lastError_, text);
     return false;
+}
+
+bool LantrixServerImp::give(LantrixStr& target, const std::string& text) {
+    target = text.c_str();
+    return std::strcmp(target, text.c_str()) == 0 || fail("Cannot allocate memory for the result.");
 }
 
 bool LantrixServerImp::askVersion() {

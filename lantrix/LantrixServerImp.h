@@ -30,6 +30,10 @@ public:
         return succeeded || fail(service.lastError());
     }
 
+    /// Gives a caller its text. A string without memory is empty, which must not pass for an
+    /// answer.
+    bool give(LantrixStr& target, const std::string& text);
+
     /// Asks for the protocol version unless it is known.
     bool askVersion();
     /// True when the known protocol is 2.\p minor or later; false while it is unknown.

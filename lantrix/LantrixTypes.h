@@ -27,7 +27,11 @@ public:
     unsigned length() const;
     /// The byte at \p i, which is not checked; the terminator is at length().
     char operator[](unsigned i) const { return buff_[i]; }
-    char operator[](int i) const { return buff_[i]; }
+    /// For indices of other integer types, which would else convert in more than one way.
+    template <class Index>
+    char operator[](Index i) const {
+        return buff_[i];
+    }
 
     /// Empties the string and frees its memory.
     void reset();

@@ -27,8 +27,8 @@ public:
     /// Connects, dropping a connection that exists; waits at most 10 seconds for the host to
     /// answer. False and not connected on failure. \p host must not be null.
     bool connect(const char* host, int port);
-    /// True until a write fails or disconnect() is called: a connection that the peer has closed
-    /// counts as connected until then.
+    /// True until disconnect() is called or a call drops the connection: one that the peer has
+    /// closed counts as connected until then.
     bool isConnected() const;
     /// Closes the connection; does nothing without one.
     void disconnect();

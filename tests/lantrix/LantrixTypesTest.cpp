@@ -30,6 +30,7 @@ TEST(LantrixStr, AssignmentCopiesAlsoFromItsOwnText) {
     LantrixStr text("0123456789");
     text = text.c_str() + 7;
     EXPECT_STREQ("789", text);
+    EXPECT_TRUE(text[0] == '7' && text[1U] == '8' && text[std::size_t{2}] == '9');
     LantrixStr& same = text;
     text = same;
     EXPECT_STREQ("789", text.c_str());
