@@ -59,15 +59,36 @@ void addVerbs(CLI::App& app, Context& context) {
     addBrowseVerbs(app, context);
     addEditVerbs(app, context);
     addMoveVerbs(app, context);
+    addCompareVerbs(app, context);
+    addLookVerbs(app, context);
     addMetadataVerbs(app, context);
     addServerVerbs(app, context);
+    addBenchVerb(app, context);
     addDevelopmentVerbs(app, context);
+    addCompletionVerbs(app, context);
 }
 
 int fail(const Context& context, const Failure& failure) {
     std::fflush(stdout);
     context.output.failure(failure);
     return static_cast<int>(failure.status());
+}
+
+// What CLI11 says of a verb that is none is only that one is missing.
+std::string usageText(const CLI::App& app, const std::string& error) {
+    std::vector<std::string> names;
+    for (const CLI::App* verb : app.get_subcommands({})) {
+        if (!verb->get_group().empty()) {
+            names.push_back(verb->get_name());
+        }
+    }
+    const std::vector<std::string> others = app.remaining();
+    if (!app.get_subcommands().empty() || others.empty() || others[0][0] == '-') {
+        return error;
+    }
+    const std::string near = nearestName(others[0], names);
+    return "there is no verb '" + others[0] + "'" +
+           (near.empty() ? "" : "; did you mean '" + near + "'?");
 }
 
 int parseAndRun(CLI::App& app, Context& context, int argc, char** argv) {
@@ -78,7 +99,7 @@ int parseAndRun(CLI::App& app, Context& context, int argc, char** argv) {
     } catch (const CLI::Success& success) { // help and version
         return app.exit(success);
     } catch (const CLI::ParseError& error) {
-        return fail(context, {Status::Usage, std::string(error.what()) + " (see --help)"});
+        return fail(context, {Status::Usage, usageText(app, error.what()) + " (see --help)"});
     } catch (const Failure& failure) {
         return fail(context, failure);
     } catch (const std::exception& error) {
