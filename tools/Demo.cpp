@@ -2,12 +2,17 @@
 
 #include "lantrix/LantrixClientAPI.h"
 #include "tools/Failure.h"
+#include "tools/FilePattern.h"
 #include "tools/ImageFile.h"
 #include "tools/LocalServer.h"
 #include "tools/Picture.h"
 #include "tools/Progress.h"
+#include "tools/Session.h"
 
+#include <array>
 #include <cstdio>
+#include <filesystem>
+#include <optional>
 
 namespace tool {
 
@@ -18,10 +23,20 @@ void say(const std::string& text) {
     std::fflush(stdout);
 }
 
+constexpr const char* rendered = "bars.####.png";
+constexpr const char* returned = "back.####.png";
+
 class Demo {
 public:
     Demo(const Options& options, const DemoArguments& arguments)
-        : options_(options), arguments_(arguments), server_(local_.address().c_str()) {}
+        : options_(options), arguments_(arguments), server_(local_.address().c_str()) {
+        if (arguments_.files.empty()) {
+            scratch_.emplace();
+        } else {
+            makeFolder(arguments_.files);
+        }
+        folder_ = scratch_ ? scratch_->path() : arguments_.files;
+    }
 
     void run() {
         say("A development server runs on " + local_.address() + ", with an empty directory.");
@@ -43,6 +58,9 @@ public:
 private:
     // Every operation of the library tells by a bool whether it succeeded.
     void require(bool succeeded, const std::string& what) const {
+        if (wasInterrupted()) {
+            throw Failure(Status::Interrupted, "interrupted");
+        }
         if (!succeeded) {
             throw Failure(statusOfLibraryError(server_.lastError()),
                           "can't " + what + ": " + server_.lastError());
@@ -54,6 +72,7 @@ private:
         }
     }
 
+    static void makeFolder(const std::string& path);
     void introduce();
     void buildTree();
     void printTree(const LantrixNodeHandle& node, const std::string& indent) const;
@@ -69,20 +88,29 @@ private:
     void destroyTree();
 
     [[nodiscard]] Bytes readFrame(LantrixNodeHandle& clip, int index) const;
-    [[nodiscard]] std::string file(const char* kind, int index) const {
-        return folder_.path() + "/" + kind + "." + std::to_string(index) + ".png";
+    [[nodiscard]] std::string file(const char* name, int index) const {
+        return FilePattern(folder_ + "/" + name).file(index);
     }
 
     const Options& options_;
     const DemoArguments& arguments_;
     const LocalServer local_;
-    const TemporaryFolder folder_;
+    std::optional<TemporaryFolder> scratch_; // none: the files stay in the folder that was named
+    std::string folder_;
     LantrixServerHandle server_;
     LantrixNodeHandle library_;
     LantrixNodeHandle clip_;
     LantrixClipFormat format_;
     std::vector<Bytes> frames_;
 };
+
+void Demo::makeFolder(const std::string& path) {
+    std::error_code error;
+    std::filesystem::create_directories(path, error);
+    if (error) {
+        throw fileFailure("can't make", path, error.value());
+    }
+}
 
 void Demo::introduce() {
     LantrixStr vendor;
@@ -152,9 +180,9 @@ void Demo::renderFrames() {
     Progress progress(options_, "render", static_cast<std::size_t>(arguments_.frames));
     for (int i = 0; i < arguments_.frames; ++i) {
         const Picture picture = colourBars(arguments_.width, arguments_.height, i);
-        writeImage(picture.image(), file("in", i));
+        writeImage(picture.image(), file(rendered, i));
         // What is sent is what the file holds, not what was drawn.
-        frames_.push_back(frameOfImage(readImage(file("in", i)), layoutOfClip(format_)));
+        frames_.push_back(frameOfImage(readImage(file(rendered, i)), layoutOfClip(format_)));
         progress.advance(frames_.back().size());
     }
     say("Rendered colour bars with a running number into PNG files and read them: " +
@@ -190,14 +218,16 @@ Bytes Demo::readFrame(LantrixNodeHandle& clip, int index) const {
 
 // One by one from the last, which announces nothing that is read next.
 void Demo::compareFrames() {
+    Progress progress(options_, "compare", frames_.size());
     for (int i = arguments_.frames - 1; i >= 0; --i) {
         const Bytes frame = readFrame(clip_, i);
         expect(frame == frames_[static_cast<std::size_t>(i)],
                "frame " + std::to_string(i) + " came back differently");
         writeImage(imageOfFrame(frame, layoutOfClip(format_), format_.width(), format_.height()),
-                   file("out", i));
-        expect(readImage(file("out", i)).pixels == readImage(file("in", i)).pixels,
+                   file(returned, i));
+        expect(readImage(file(returned, i)).pixels == readImage(file(rendered, i)).pixels,
                "the image of frame " + std::to_string(i) + " differs");
+        progress.advance(frame.size());
     }
     say("Read each frame back: all bytes are equal, and so is each pixel of the PNG files "
         "written from them.");
@@ -216,21 +246,24 @@ void Demo::readAhead() {
 }
 
 void Demo::linkFiles() {
-    LantrixNodeHandle linked;
-    const std::string raw = folder_.path() + "/plate.raw";
-    {
-        AsideFile aside(raw);
-        aside.write(frames_.front());
+    std::array<LantrixStr, 2> paths;
+    for (std::size_t i = 0; i < paths.size(); ++i) {
+        const std::string name = file("plate.####.raw", static_cast<int>(i));
+        AsideFile aside(name);
+        aside.write(frames_[i]);
         aside.commit();
+        paths[i] = std::filesystem::absolute(name).c_str();
     }
     LantrixNodeHandle reel;
+    LantrixNodeHandle linked;
     require(LantrixResolveDisplayPath(server_, "/Library/Reel", reel), "find the reel");
     require(reel.createClipNode("linked", format_, "clip", linked), "create a clip");
     require(linked.setNumFrames(0), "set the clip's format");
-    const LantrixStr path(raw.c_str());
-    require(linked.linkToFrames(&path, 1), "link a clip");
-    expect(readFrame(linked, 0) == frames_.front(), "the linked frame differs");
-    say("Linked a second clip to an existing file and read its frame.");
+    require(linked.linkToFrames(paths.data(), static_cast<int>(paths.size())), "link a clip");
+    for (std::size_t i = 0; i < paths.size(); ++i) {
+        expect(readFrame(linked, static_cast<int>(i)) == frames_[i], "a linked frame differs");
+    }
+    say("Linked a second clip to two existing files and read its frames.");
 }
 
 void Demo::failOnce() {

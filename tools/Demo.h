@@ -5,12 +5,15 @@
 
 #include "tools/Options.h"
 
+#include <string>
+
 namespace tool {
 
 struct DemoArguments {
     int frames = 48;
     int width = 1280;
     int height = 720;
+    std::string files; ///< Where the image files stay; "" for a folder that is removed.
 };
 
 /// Throws a Failure when anything does not come out as it should.

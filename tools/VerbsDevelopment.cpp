@@ -68,6 +68,7 @@ void addDevelopmentVerbs(CLI::App& app, Context& context) {
     verb->add_option("--count", demo->frames, "Frames of the sequence")->check(CLI::Range(3, 1000));
     verb->add_option("--width", demo->width, "Pixels per line")->check(CLI::Range(32, 8192));
     verb->add_option("--height", demo->height, "Lines per frame")->check(CLI::Range(32, 8192));
+    verb->add_option("--files", demo->files, "A folder for the image files, which then stay");
 }
 
 } // namespace tool
