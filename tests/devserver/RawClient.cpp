@@ -36,9 +36,10 @@ RawClient::RawClient(const std::string& address, unsigned short port) {
     EXPECT_FALSE(error) << error.message();
 }
 
-void RawClient::send(const std::string& bytes) {
-    std::error_code ignored;
-    asio::write(socket_, asio::buffer(bytes), ignored);
+bool RawClient::send(const std::string& bytes) {
+    std::error_code error;
+    asio::write(socket_, asio::buffer(bytes), error);
+    return !error;
 }
 
 std::string RawClient::receiveUntil(char end) {
@@ -65,6 +66,12 @@ std::string RawClient::take(std::size_t size) {
 
 bool RawClient::isClosed() {
     return receive(1).empty();
+}
+
+void RawClient::close(bool abortive) {
+    std::error_code ignored;
+    socket_.set_option(asio::socket_base::linger(abortive, 0), ignored);
+    socket_.close(ignored);
 }
 
 std::string CommandClient::operator()(const std::string& methodAndArguments) {

@@ -9,6 +9,7 @@
 #include <asio/ip/tcp.hpp>
 
 #include <string>
+#include <utility>
 
 /// An empty directory, removed with all that is in it.
 class ScratchDirectory {
@@ -27,17 +28,22 @@ private:
 std::string contentsOf(const std::string& path);
 void writeFile(const std::string& path, const std::string& contents);
 
-/// A connection. What a server that closes doesn't send any more is missing in what is returned.
+/// A connection. What a peer that closes doesn't send any more is missing in what is returned.
 class RawClient {
 public:
     RawClient(const std::string& address, unsigned short port);
+    /// The other end, which a server has accepted.
+    explicit RawClient(asio::ip::tcp::socket socket) : socket_(std::move(socket)) {}
 
-    void send(const std::string& bytes);
+    /// False when the peer has gone.
+    bool send(const std::string& bytes);
     /// What arrives up to, and without, the next \p end.
     std::string receiveUntil(char end);
     std::string receive(std::size_t size);
-    /// True when the server closes without sending anything more.
+    /// True when the peer closes without sending anything more.
     bool isClosed();
+    /// Closes in order, or abortively.
+    void close(bool abortive);
 
 private:
     [[nodiscard]] std::string take(std::size_t size);

@@ -1,14 +1,19 @@
 // A server that answers every request on both ports, in any order and on any number of
-// connections: what clients must find in order when a fault is over. On demand it breaks
-// connections all the time. Listens on a loopback address of its own; owns a thread for each
-// connection. Its clients are destroyed before it is.
+// connections: what clients must find in order when a fault is over. The bytes of each frame are
+// "datadata..."; it refuses a frame with others. On demand it breaks connections all the time.
+// Listens on a loopback address of its own; owns a thread for each connection. Its clients are
+// destroyed before it is.
 #ifndef TESTS_FAULTS_HEALTHYSERVER_H
 #define TESTS_FAULTS_HEALTHYSERVER_H
 
+#include "tests/devserver/RawClient.h"
+
 #include <atomic>
-#include <cstddef>
 #include <string>
 #include <thread>
+
+/// "datadata...", a megabyte of it.
+const std::string& healthyBytes();
 
 class HealthyServer {
 public:
@@ -24,13 +29,16 @@ public:
     void awaitNoConnections() const;
 
 private:
-    class Connection;
+    using Acceptor = asio::ip::tcp::acceptor;
 
-    void run();
+    void acceptNext(Acceptor& acceptor);
+    void serveCommands(RawClient& client);
+    void serveFrames(RawClient& client);
+    bool answer(RawClient& client, const std::string& bytes);
 
+    asio::io_context context_;
+    Acceptor commands_{context_}, frames_{context_};
     std::string host_;
-    int listeners_[2] = {-1, -1}; // commands, frames
-    int ending_[2] = {-1, -1};    // a pipe: closing the second end ends the thread
     std::atomic<bool> breaking_{false};
     std::atomic<int> answers_{0};
     std::atomic<int> connections_{0};

@@ -1,5 +1,6 @@
 // Servers that answer nonsense, too much, or nothing: what they send is taken for no more than it
 // is, within bounds of time and memory, and the handle works again afterwards.
+#include "tests/devserver/RawClient.h"
 #include "tests/faults/Cases.h"
 #include "tests/faults/Exchange.h"
 #include "tests/support/ScriptedServer.h"
@@ -9,11 +10,10 @@
 #include <algorithm>
 #include <csignal>
 #include <fstream>
+#include <ostream>
 #include <random>
+#include <thread>
 
-#include <arpa/inet.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -125,47 +125,36 @@ long peakMemory() {
 
 struct Line {
     const char* name;
-    std::string beginning;
-    std::string unit; // follows for ever
+    const char* beginning;
+    const char* unit; // follows for ever
 };
 
-[[noreturn]] void serve(int listener, const Line& line) {
-    const int fd = ::accept(listener, nullptr, nullptr);
-    std::string piece;
-    while (piece.size() < 1 << 20)
-        piece += line.unit;
-    ::send(fd, line.beginning.data(), line.beginning.size(), MSG_NOSIGNAL);
-    while (::send(fd, piece.data(), piece.size(), MSG_NOSIGNAL) > 0)
-        continue;
-    ::_exit(0);
+void PrintTo(const Line& line, std::ostream* out) {
+    *out << line.name;
 }
 
 class EndlessLine : public testing::TestWithParam<Line> {};
 
-// The server is a process of its own, so that all memory that is seen is the client's.
 TEST_P(EndlessLine, IsGivenUpWithinItsBound) {
-    sockaddr_in name{};
-    name.sin_family = AF_INET;
-    name.sin_port = htons(7549);
-    name.sin_addr.s_addr = htonl(0x7FFF0000U + static_cast<unsigned>(::getpid()) % 0xFFFFU);
-    const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
-    ASSERT_EQ(0, ::bind(listener, reinterpret_cast<sockaddr*>(&name), sizeof name));
-    ASSERT_EQ(0, ::listen(listener, 1));
-    const pid_t server = ::fork();
-    if (server == 0)
-        serve(listener, GetParam());
-    ::close(listener);
-
-    Services services(::inet_ntoa(name.sin_addr));
+    std::string piece;
+    while (piece.size() < 1 << 20)
+        piece += GetParam().unit;
+    asio::io_context context;
+    const asio::ip::address_v4 address(0x7FFF0000U + static_cast<unsigned>(::getpid()) % 0xFFFFU);
+    asio::ip::tcp::acceptor acceptor(context, {address, DevServer::commandPort});
+    std::thread server([&] {
+        RawClient client(acceptor.accept());
+        for (bool isTaken = client.send(GetParam().beginning); isTaken;)
+            isTaken = client.send(piece);
+    });
+    Services services(address.to_string().c_str());
     std::ofstream("/proc/self/clear_refs") << "5"; // resets the peak
     const long before = peakMemory();
     EXPECT_FALSE(wireOperation("getDisplayName").run(services));
     const long grown = peakMemory() - before;
     EXPECT_EQ("Reply line longer than 256 MiB.", services.error);
     EXPECT_FALSE(services.commands.isConnected());
-    int status = -1;
-    EXPECT_EQ(server, ::waitpid(server, &status, 0));
-    EXPECT_EQ(0, status);
+    server.join();
 #ifdef LANTRIX_SANITIZED
     GTEST_SKIP() << "the sanitizer's own memory is not told from the library's: " << grown;
 #else

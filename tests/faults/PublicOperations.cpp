@@ -1,5 +1,7 @@
 #include "tests/faults/PublicOperations.h"
 
+#include "tests/faults/HealthyServer.h"
+
 #include <new>
 
 namespace {
@@ -25,7 +27,9 @@ bool copyHandles(Handles& handles) {
 
 } // namespace
 
-Handles::Handles(const char* host) : server(host), clip(server, "clip"), frame(829440) {}
+Handles::Handles(const char* host)
+    : server(host), clip(server, "clip"),
+      frame(healthyBytes().begin(), healthyBytes().begin() + 829440) {}
 
 const std::vector<PublicOperation>& publicOperations() {
     static const std::vector<PublicOperation> operations = {
