@@ -1,5 +1,6 @@
 #include "devserver/DevFrameCache.h"
 
+#include <algorithm>
 #include <exception>
 #include <utility>
 
@@ -10,13 +11,16 @@ constexpr std::size_t mostAnnounced = 1024;
 
 using Lock = std::unique_lock<std::mutex>;
 
-// What a kept frame takes besides its bytes, roughly: many small frames must not pass the bound.
-constexpr std::size_t bookkeeping = 256;
+// Small frames must not use up the descriptors that a process may have.
+constexpr std::size_t mostOpen = 128;
+
+// Bytes read at once: few enough to stay in the processor's cache.
+constexpr std::size_t chunkSize = std::size_t{256} << 10;
 
 } // namespace
 
 DevFrameCache::DevFrameCache(const DevTree& tree, const DevLog& log, std::size_t bound)
-    : tree_(tree), log_(log), bound_(bound), thread_([this] { run(); }) {}
+    : tree_(tree), log_(log), bound_(bound), unused_(chunkSize), thread_([this] { run(); }) {}
 
 DevFrameCache::~DevFrameCache() {
     {
@@ -37,52 +41,39 @@ void DevFrameCache::announce(const std::string& frameId) {
     changed_.notify_all();
 }
 
-DevFrameCache::Buffer DevFrameCache::find(const DevFrameKey& key) {
+DevFrameCache::File DevFrameCache::find(const DevFrameKey& key) {
     Lock lock(mutex_);
     changed_.wait(lock, [&] { return loading_ == nullptr || !(*loading_ == key); });
     const auto found = index_.find(key);
     if (found == index_.end())
         return nullptr;
     kept_.splice(kept_.begin(), kept_, found->second);
-    return kept_.front().buffer;
+    return kept_.front().file;
 }
 
 bool DevFrameCache::accepts(const DevFrame& frame) const {
     return !frame.linked && frame.size <= bound_ / 2;
 }
 
-DevFrameCache::Buffer DevFrameCache::newBuffer(std::size_t size) {
-    std::unique_ptr<std::vector<char>> buffer;
-    {
-        const Lock lock(spareMutex_);
-        if (spare_ != nullptr && spare_->size() == size)
-            buffer = std::move(spare_);
-    }
-    if (buffer == nullptr)
-        buffer = std::make_unique<std::vector<char>>(size);
-    return Buffer(buffer.release(), [this](std::vector<char>* unused) {
-        recycle(std::unique_ptr<std::vector<char>>(unused));
-    });
-}
-
-// Fresh memory costs as much as reading the frame; so one buffer waits for the next frame.
-void DevFrameCache::recycle(std::unique_ptr<std::vector<char>> buffer) {
-    const Lock lock(spareMutex_);
-    spare_ = std::move(buffer);
-}
-
-void DevFrameCache::keep(const DevFrameKey& key, Buffer buffer) {
-    const Lock lock(mutex_);
-    if (index_.count(key) != 0)
+void DevFrameCache::keep(DevOpenFrame& opened) {
+    const DevFrame& frame = opened.frame;
+    if (!accepts(frame))
         return;
-    keptBytes_ += buffer->size() + bookkeeping;
-    kept_.push_front({key, std::move(buffer)});
-    index_[key] = kept_.begin();
-    while (keptBytes_ > bound_) {
-        keptBytes_ -= kept_.back().buffer->size() + bookkeeping;
-        index_.erase(kept_.back().key);
-        kept_.pop_back();
-    }
+    const Lock lock(mutex_);
+    if (index_.count(frame.key) != 0)
+        return;
+    kept_.push_front(
+        {frame.key, frame.size, std::make_shared<const DevDescriptor>(std::move(opened.file))});
+    index_[frame.key] = kept_.begin();
+    keptBytes_ += frame.size;
+    while (keptBytes_ > bound_ || kept_.size() > mostOpen)
+        dropOldest();
+}
+
+void DevFrameCache::dropOldest() {
+    keptBytes_ -= kept_.back().size;
+    index_.erase(kept_.back().key);
+    kept_.pop_back();
 }
 
 void DevFrameCache::run() {
@@ -105,7 +96,7 @@ void DevFrameCache::run() {
 }
 
 void DevFrameCache::readAhead(const std::string& frameId) {
-    const DevOpenFrame opened = tree_.openFrame(frameId);
+    DevOpenFrame opened = tree_.openFrame(frameId);
     if (!opened.file.isOpen() || !accepts(opened.frame))
         return;
     {
@@ -115,7 +106,8 @@ void DevFrameCache::readAhead(const std::string& frameId) {
         loading_ = &opened.frame.key;
     }
     try {
-        load(opened);
+        readThrough(opened);
+        keep(opened);
     } catch (...) {
         finishLoad();
         throw;
@@ -125,10 +117,11 @@ void DevFrameCache::readAhead(const std::string& frameId) {
         log_("ReadAhead: " + frameId + " is in memory");
 }
 
-void DevFrameCache::load(const DevOpenFrame& opened) {
-    Buffer buffer = newBuffer(opened.frame.size);
-    devReadAt(opened.file, buffer->data(), buffer->size(), 0);
-    keep(opened.frame.key, std::move(buffer));
+void DevFrameCache::readThrough(const DevOpenFrame& opened) {
+    for (std::size_t done = 0; done < opened.frame.size; done += chunkSize) {
+        const std::size_t size = std::min(chunkSize, opened.frame.size - done);
+        devReadAt(opened.file, unused_.data(), size, done);
+    }
 }
 
 void DevFrameCache::finishLoad() {

@@ -49,7 +49,8 @@ private:
     void store(const std::string& frameId, std::size_t size, std::size_t& left);
     void read(const DevFrameRequest& request);
     void sendFrame(const std::string& frameId, std::size_t size);
-    void sendFile(const DevOpenFrame& opened);
+    void sendFile(const DevDescriptor& file, std::size_t size);
+    void sendThroughMemory(const DevDescriptor& file, std::size_t size, std::size_t sent);
     void sendZeros(std::size_t size);
     void send(std::string_view head, std::string_view body);
     void sendStatus(const std::string& text);
@@ -157,47 +158,48 @@ void DevFrameService::Session::read(const DevFrameRequest& request) {
 void DevFrameService::Session::sendFrame(const std::string& frameId, std::size_t size) {
     const DevFrame frame = service_.tree_.frame(frameId);
     checkReadSize(frame, size);
-    if (const DevFrameCache::Buffer kept = service_.cache_.find(frame.key)) {
+    if (const DevFrameCache::File kept = service_.cache_.find(frame.key)) {
         trace("ReadFrame: from memory", frameId);
-        send(success, {kept->data(), kept->size()});
+        sendFile(*kept, frame.size);
         return sendZeros(size - frame.size);
     }
-    const DevOpenFrame opened = service_.tree_.openFrame(frameId);
+    DevOpenFrame opened = service_.tree_.openFrame(frameId);
     checkReadSize(opened.frame, size);
     trace(opened.file.isOpen() ? "ReadFrame: from disk" : "ReadFrame: never written", frameId);
     if (!opened.file.isOpen()) {
         send(success, {});
         return sendZeros(size);
     }
-    sendFile(opened);
+    sendFile(opened.file, opened.frame.size);
     sendZeros(size - opened.frame.size);
+    service_.cache_.keep(opened);
 }
 
-// Sends each chunk as soon as it is read. Throws DevError only before anything is sent.
-void DevFrameService::Session::sendFile(const DevOpenFrame& opened) {
-    const DevFrame& frame = opened.frame;
-    DevFrameCache::Buffer whole;
-    if (service_.cache_.accepts(frame))
-        whole = service_.cache_.newBuffer(frame.size);
-    else
-        output_.resize(chunkSize);
-    std::size_t sent = 0;
+// Success is told first: a file that then turns out shorter, or can't be read, ends the connection.
+void DevFrameService::Session::sendFile(const DevDescriptor& file, std::size_t size) {
+    if (size == 0)
+        return send(success, {});
+    const std::optional<std::size_t> sent = stream_.writeFile(success, file.get(), size);
+    if (!sent)
+        throw ConnectionOver();
     try {
-        while (sent < frame.size) {
-            const std::size_t size = std::min(chunkSize, frame.size - sent);
-            char* const chunk = whole != nullptr ? whole->data() + sent : output_.data();
-            devReadAt(opened.file, chunk, size, sent);
-            send(sent == 0 ? success : std::string_view(), {chunk, size});
-            sent += size;
-        }
+        sendThroughMemory(file, size, *sent);
     } catch (const DevError& error) {
-        if (sent == 0)
-            throw;
         service_.log_("ReadFrame: the connection is dropped: " + std::string(error.what()));
         throw ConnectionOver();
     }
-    if (whole != nullptr)
-        service_.cache_.keep(frame.key, std::move(whole));
+}
+
+// What the system did not send from the file by itself, or why it could not.
+void DevFrameService::Session::sendThroughMemory(const DevDescriptor& file, std::size_t size,
+                                                 std::size_t sent) {
+    while (sent < size) {
+        output_.resize(chunkSize);
+        const std::size_t chunk = std::min(chunkSize, size - sent);
+        devReadAt(file, output_.data(), chunk, sent);
+        send({}, {output_.data(), chunk});
+        sent += chunk;
+    }
 }
 
 void DevFrameService::Session::sendZeros(std::size_t size) {

@@ -22,6 +22,8 @@
 #include <utility>
 #include <vector>
 
+#include <signal.h>
+
 namespace {
 
 using asio::ip::tcp;
@@ -60,6 +62,14 @@ void refuseLine(DevStream& stream) {
             .c_str());
     if (stream.write(result.escapedCommand()))
         stream.finish();
+}
+
+// A client that is gone is noticed by results, also where sending knows no flag against the signal.
+void dropBrokenPipeSignals() {
+    sigset_t signals;
+    ::sigemptyset(&signals);
+    ::sigaddset(&signals, SIGPIPE);
+    ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 }
 
 } // namespace
@@ -203,6 +213,7 @@ void DevServer::Impl::startConnection(tcp::socket socket, Serve serve) {
 }
 
 void DevServer::Impl::runConnection(Connections::iterator connection, Serve serve) {
+    dropBrokenPipeSignals();
     const std::string peer = connection->stream.peer();
     if (log_.isVerbose())
         log_("Connected: " + peer);

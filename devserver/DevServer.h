@@ -31,7 +31,8 @@ struct DevServerOptions {
     /// Clips to make unless they are there, each "PATH=WxHxBITS[xCHANNELS][@RATE]". Missing nodes
     /// on the way are made too.
     std::vector<std::string> clips;
-    /// Bound of the memory for frames that clients announced with "ReadAhead", in bytes.
+    /// Bound of the frames that are kept at hand, read before or announced with "ReadAhead", in
+    /// bytes. Their contents are in the system's file cache, which gives way to other needs.
     std::size_t prefetchBytes = std::size_t{256} << 20;
     /// Log each request too.
     bool verbose = false;

@@ -3,10 +3,33 @@
 #include <asio/buffer.hpp>
 
 #include <array>
+#include <cerrno>
 
 #include <sys/socket.h>
+#ifdef __linux__
+#include <sys/sendfile.h>
+#endif
 
 namespace {
+
+// What goes before a file leaves with the file's first bytes, where the system can hold it back.
+#ifdef MSG_MORE
+constexpr int moreFollows = MSG_MORE;
+#else
+constexpr int moreFollows = 0;
+#endif
+
+// One step; the bytes moved, 0 at the file's end, negative where the system can't.
+ssize_t sendFromFile([[maybe_unused]] int socket, [[maybe_unused]] int file,
+                     [[maybe_unused]] std::size_t offset, [[maybe_unused]] std::size_t size) {
+#ifdef __linux__
+    off_t position = static_cast<off_t>(offset);
+    return ::sendfile(socket, file, &position, size);
+#else
+    errno = ENOSYS;
+    return -1;
+#endif
+}
 
 std::string peerOf(const asio::ip::tcp::socket& socket) {
     std::error_code error;
@@ -44,6 +67,25 @@ bool DevStream::write(std::string_view head, std::string_view body) {
         body.remove_prefix(count - ofHead);
     }
     return true;
+}
+
+std::optional<std::size_t> DevStream::writeFile(std::string_view head, int file, std::size_t size) {
+    while (!head.empty()) {
+        std::error_code error;
+        head.remove_prefix(socket_.send(asio::buffer(head), moreFollows, error));
+        if (error && error != asio::error::interrupted)
+            return std::nullopt;
+    }
+    std::size_t sent = 0;
+    while (sent < size) {
+        const ssize_t count = sendFromFile(socket_.native_handle(), file, sent, size - sent);
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count <= 0)
+            break;
+        sent += static_cast<std::size_t>(count);
+    }
+    return sent;
 }
 
 void DevStream::finish() {

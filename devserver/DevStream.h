@@ -7,6 +7,7 @@
 #include <asio/ip/tcp.hpp>
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -19,6 +20,12 @@ public:
     [[nodiscard]] std::size_t read(char* data, std::size_t size);
     /// Sends both pieces, in as few calls as the system allows; false when the peer is gone.
     [[nodiscard]] bool write(std::string_view head, std::string_view body = {});
+    /// Sends \p head and then a file's first \p size bytes, of which there is at least one, as far
+    /// as the system can do so without a detour through memory. Returns how many bytes of the file
+    /// have left: all of them, or fewer when the system can't, the file has ended or the peer is
+    /// gone. Nothing when the peer was gone before. Raises SIGPIPE where the thread lets it.
+    [[nodiscard]] std::optional<std::size_t> writeFile(std::string_view head, int file,
+                                                       std::size_t size);
     /// Ends the sending side, so that what was written arrives although the peer is still sending,
     /// and waits for the peer to close.
     void finish();

@@ -111,7 +111,7 @@ TEST_F(DevFrameServiceTest, AnnouncedFramesAreReadAhead) {
     client_->send(frameRequest("ReadAhead", "n9-f9", "8")); // has no reply, and no effect
     client_->send(frameRequest("ReadAhead", "n1-f1", "8"));
     awaitLog("ReadAhead: n1-f1 is in memory");
-    std::filesystem::resize_file(scratch_ / "root/nodes/n1/f1", 0);
+    std::filesystem::remove(scratch_ / "root/nodes/n1/f1");
     EXPECT_EQ(client_->read("n1-f1", 8), "");
     EXPECT_EQ(client_->payload, "abcdefgh");
 }
