@@ -253,6 +253,7 @@ std::string DevCommandService::getMetaData(DevArguments& arguments) {
     const std::string id = arguments.word("node's id");
     const std::string stream = arguments.word("metadata stream");
     (void)arguments.word("filter");
+    (void)arguments.number("depth");
     return tree_.stream(id, stream);
 }
 

@@ -20,7 +20,7 @@ bool queryText(LantrixServerImp& server, TextQuery query, LantrixStr& text) {
         std::string answer;
         if (!server.transfer((server.nodeService_.*query)(answer), server.nodeService_))
             return false;
-        return server.give(text, answer);
+        return server.give(text, answer.c_str());
     });
 }
 
@@ -98,7 +98,7 @@ bool LantrixServerHandle::getStorageId(LantrixStr& id) const {
     return server.attempt([&] {
         if (server.storageIdPending_ && !settleStorageId(server))
             return false;
-        return server.give(id, server.storageId_);
+        return server.give(id, server.storageId_.c_str());
     });
 }
 

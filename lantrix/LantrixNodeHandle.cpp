@@ -126,7 +126,7 @@ bool LantrixNodeHandle::getNodeType(int& type) const {
 bool LantrixNodeHandle::getNodeTypeStr(LantrixStr& type) const {
     if (!imp().refreshNodeType(serverImp()))
         return false;
-    return serverImp().give(type, imp().nodeTypeText_);
+    return serverImp().give(type, imp().nodeTypeText_.c_str());
 }
 
 bool LantrixNodeHandle::getIsClipNode(bool& isClip) const {
@@ -139,7 +139,7 @@ bool LantrixNodeHandle::getIsClipNode(bool& isClip) const {
 bool LantrixNodeHandle::getDisplayName(LantrixStr& name) const {
     if (!imp().refreshDisplayName(serverImp()))
         return false;
-    return serverImp().give(name, imp().displayName_);
+    return serverImp().give(name, imp().displayName_.c_str());
 }
 
 bool LantrixNodeHandle::getClipFormat(LantrixClipFormat& format) const {
@@ -283,7 +283,8 @@ bool LantrixNodeHandle::getFrameIdPath(int frameIndex, LantrixStr& path) const {
         return server.fail("Frame index out of range");
     // Beyond the last path there is none, which is no failure: older servers have none at all.
     const bool known = holds(imp().framePaths_, frameIndex);
-    return server.give(path, known ? imp().framePaths_[static_cast<std::size_t>(frameIndex)] : "");
+    return server.give(path, known ? imp().framePaths_[static_cast<std::size_t>(frameIndex)].c_str()
+                                   : "");
 }
 
 bool LantrixNodeHandle::readFrame(int frameIndex, void* buffer, int bufferSize) {
@@ -324,7 +325,7 @@ bool LantrixNodeHandle::getAvailableMetaDataStream(int index, LantrixStr& name) 
         return false;
     if (!holds(imp().metaDataStreams_, index))
         return server.fail("Metadata stream index out of range");
-    return server.give(name, imp().metaDataStreams_[static_cast<std::size_t>(index)]);
+    return server.give(name, imp().metaDataStreams_[static_cast<std::size_t>(index)].c_str());
 }
 
 bool LantrixNodeHandle::getMetaData(const char* streamName, const char* filter, int depth,
@@ -336,7 +337,7 @@ bool LantrixNodeHandle::getMetaData(const char* streamName, const char* filter, 
                 server.nodeService_.getMetaData(imp().id_, streamName, filter, depth, text),
                 server.nodeService_))
             return false;
-        return server.give(data, text);
+        return server.give(data, text.c_str());
     });
 }
 

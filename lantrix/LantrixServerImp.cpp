@@ -20,9 +20,9 @@ bool LantrixServerImp::fail(const char* text) {
     return false;
 }
 
-bool LantrixServerImp::give(LantrixStr& target, const std::string& text) {
-    target = text.c_str();
-    return std::strcmp(target, text.c_str()) == 0 || fail("Cannot allocate memory for the result.");
+bool LantrixServerImp::give(LantrixStr& target, const char* text) {
+    target = text;
+    return std::strcmp(target, text) == 0 || fail("Cannot allocate memory for the result.");
 }
 
 bool LantrixServerImp::askVersion() {

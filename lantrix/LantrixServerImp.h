@@ -32,7 +32,7 @@ public:
 
     /// Gives a caller its text. A string without memory is empty, which must not pass for an
     /// answer.
-    bool give(LantrixStr& target, const std::string& text);
+    bool give(LantrixStr& target, const char* text);
 
     /// Asks for the protocol version unless it is known.
     bool askVersion();

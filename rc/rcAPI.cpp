@@ -41,8 +41,14 @@ bool rcAPI::isConnected() const {
 void rcAPI::disconnect() {
     connection_.reset();
     buffer_.reset();
-    *result_ = rcResult(); // with what an incomplete line has left in it, its memory included
+    forgetReply();
     repliesOwed_ = 0;
+}
+
+// With what an incomplete line has left open, and the memory of its value.
+void rcAPI::forgetReply() {
+    static_cast<void>(result_->takeValue());
+    *result_ = rcResult();
 }
 
 bool rcAPI::fail(const char* text) {
@@ -144,7 +150,7 @@ bool rcAPI::readReply(bool& complete) {
 
 // The rest of the line may still arrive; an escape that its beginning left open ends with it.
 void rcAPI::abandonReply() {
-    *result_ = rcResult();
+    forgetReply();
     ++repliesOwed_;
 }
 

@@ -55,6 +55,7 @@ private:
     bool dropLateReplies();
     bool readReply(bool& complete);
     bool takeResult(std::string& result);
+    void forgetReply();
     void abandonReply();
     void countReplies(const char* data, std::size_t size);
     bool fail(const char* text);

@@ -16,7 +16,7 @@ constexpr std::size_t numberBufferSize = FLT_MAX_10_EXP + 16;
 
 rcParam::Array::Array(const Info* info) {
     for (; info->type != nullptr; ++info)
-        parameters_.emplace_back(info->type->alloc());
+        parameters_.push_back(std::unique_ptr<rcParam>(info->type->alloc()));
 }
 
 rcParam::Array::~Array() = default;

@@ -42,7 +42,7 @@ bool wasInterrupted() {
 }
 
 void redirectLog(const Options& options) {
-    static const ErrorRouter router;
+    static ErrorRouter router;
     CoMsg::router_ = &router;
     if (options.verbose) {
         CoMsg::filterLevel_ = CoMsg::Debug;
@@ -93,7 +93,13 @@ LantrixNodeHandle Session::root() {
 
 std::vector<FoundNode> Session::children(const FoundNode& node) {
     int count = 0;
-    call("list '" + node.address.path() + "'", [&] { return node.handle.getNumChildren(count); });
+    try {
+        call("list '" + node.address.path() + "'",
+             [&] { return node.handle.getNumChildren(count); });
+    } catch (const Failure& failure) {
+        // An id is only known to be one when it is used.
+        throw failure.status() == Status::Refused ? noSuchNode(node.handle) : failure;
+    }
     std::vector<FoundNode> children;
     children.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i) {
@@ -195,23 +201,24 @@ std::vector<FoundNode> Session::findAll(const Address& address) {
     return found;
 }
 
+Failure Session::noSuchNode(const LantrixNodeHandle& node) {
+    const std::string id = node.getNodeId().id();
+    return Failure(Status::NodeNotFound, "there is no node with the id '" + id + "' on " + place() +
+                                             ": " + server_->lastError())
+        .with("host", host_)
+        .with("port", static_cast<int>(Port::Commands))
+        .with("missing", id);
+}
+
 bool Session::isClip(const LantrixNodeHandle& node) {
     bool isClip = false;
-    beginCall();
-    const bool succeeded = node.getIsClipNode(isClip);
-    watch_->end();
-    if (succeeded) {
-        return isClip;
+    try {
+        call("ask the kind of a node", [&] { return node.getIsClipNode(isClip); });
+    } catch (const Failure& failure) {
+        // The only reason to refuse this question is that there is no such node.
+        throw failure.status() == Status::Refused ? noSuchNode(node) : failure;
     }
-    Failure failure = callFailure("ask the kind of a node", Port::Commands);
-    // The only reason to refuse this question is that there is no such node.
-    if (failure.status() == Status::Refused) {
-        failure = Failure(Status::NodeNotFound, "there is no node with the id '" +
-                                                    std::string(node.getNodeId().id()) + "' on " +
-                                                    place() + ": " + server_->lastError());
-        failure.with("host", host_).with("missing", node.getNodeId().id());
-    }
-    throw failure;
+    return isClip;
 }
 
 LantrixClipFormat Session::format(const LantrixNodeHandle& clip) {

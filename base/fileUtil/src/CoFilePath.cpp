@@ -39,9 +39,11 @@ void CoFilePath::failWithErrno(int line, const char* file) {
 void CoFilePath::concatenate(const char* part) {
     if (part == nullptr)
         return;
+    const std::string addition(isPathSeparator(*part) ? part + 1
+                                                      : part); // may be of the path itself
     if (!path_.empty() && !isPathSeparator(path_.back()))
         path_ += pathSeparator();
-    path_ += isPathSeparator(*part) ? part + 1 : part;
+    path_ += addition;
 }
 
 const char* CoFilePath::baseName() const {
@@ -123,7 +125,8 @@ std::string CoFilePath::freePath(const std::string& directory, const std::string
     const auto dot = name.rfind('.');
     const bool hasExtension = dot != std::string::npos && dot > 0;
     const std::string stem = directory + "/" + (hasExtension ? name.substr(0, dot) : name);
-    const std::string ending = hasExtension ? name.substr(dot) : std::string();
+    const bool isDotOnly = hasExtension && dot + 1 == name.size(); // an empty extension is none
+    const std::string ending = hasExtension && !isDotOnly ? name.substr(dot) : std::string();
     for (int n = 1;; ++n) {
         std::string candidate = stem + "_" + std::to_string(n) + ending;
         if (!CoFilePath(candidate.c_str()).exists())

@@ -79,8 +79,8 @@ const char* const CoMsg::UNKNOWN_LEVEL_STRING = "unknown";
 
 // All of these have constant initial values: nothing here depends on the order in which objects
 // are built, and nothing is torn down.
-const CoMsg::Router CoMsg::defaultRouter_{};
-const CoMsg::Router* CoMsg::router_ = &CoMsg::defaultRouter_;
+CoMsg::Router CoMsg::defaultRouter_{};
+CoMsg::Router* CoMsg::router_ = &CoMsg::defaultRouter_;
 CoMsg::Level CoMsg::filterLevel_ = CoMsg::Notice;
 bool CoMsg::verboseFlag_ = false;
 int (*CoMsg::currentPIDCallbackFcn_)() = getDudPID;

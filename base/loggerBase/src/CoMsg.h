@@ -81,8 +81,8 @@ public:
     static const char* const DEBUGGING_LEVEL_STRING;
     static const char* const UNKNOWN_LEVEL_STRING;
 
-    static const Router* router_;
-    static const Router defaultRouter_;
+    static Router* router_;
+    static Router defaultRouter_;
     /// Messages whose level value is greater are dropped. From MZ_MSG_LEVEL; Notice when unset,
     /// Unknown (everything passes) when it names no level.
     static Level filterLevel_;

@@ -35,6 +35,9 @@ TEST(CoFilePath, JoinsWithExactlyOneSlash) {
     EXPECT_STREQ("b", CoFilePath("", "b").path());
     EXPECT_STREQ("b", CoFilePath(nullptr, "/b", nullptr).path());
     EXPECT_STREQ("a//b", CoFilePath("a", "//b").path()); // one leading slash is dropped
+    CoFilePath twice("/a/fairly/long/path/for/one");
+    twice.concatenate(twice.path() + 2);
+    EXPECT_STREQ("/a/fairly/long/path/for/one/fairly/long/path/for/one", twice.path());
 }
 
 TEST(CoFilePath, CleanCollapsesSlashesAndDotsBetweenThemOnly) {
@@ -92,10 +95,10 @@ protected:
 };
 
 TEST_F(CoFilePathOnDisk, UniquePathTakesTheFirstFreeNumber) {
-    for (const char* const existing : {"f.txt", "f_1.txt", "bare", ".hidden", "a.b.c"})
+    for (const char* const existing : {"f.txt", "f_1.txt", "bare", ".hidden", "a.b.c", "d."})
         addFile(existing);
     expectAll({"f.txt|f_2.txt", "f_1.txt|f_1_1.txt", "bare|bare_1", ".hidden|.hidden_1",
-               "a.b.c|a.b_1.c", "free.txt|free.txt"},
+               "a.b.c|a.b_1.c", "d.|d_1", "free.txt|free.txt"},
               [this](CoFilePath& name) {
                   CoFilePath path = at(name.path());
                   path.uniquePath();
