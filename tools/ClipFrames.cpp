@@ -138,7 +138,10 @@ void FileFrames::checkFile(const std::string& file) const {
         }
         return;
     }
-    const Image image = readImageHeader(file);
+    checkImage(file, readImageHeader(file));
+}
+
+void FileFrames::checkImage(const std::string& file, const Image& image) const {
     if (image.width != format_.width() || image.height != format_.height()) {
         wrongSize(file, sizeText(image.width, image.height),
                   sizeText(format_.width(), format_.height()));
@@ -155,11 +158,15 @@ void FileFrames::read(const std::string& file, Bytes& frame) const {
         return;
     }
     if (!layout_) {
-        frame = readFile(file, size());
+        frame = readFile(file, size() + 1);
+        if (frame.size() != size()) {
+            wrongSize(file, std::to_string(frame.size()) + " bytes or more",
+                      std::to_string(size()));
+        }
         return;
     }
-    checkFile(file);
     Image image = readImage(file);
+    checkImage(file, image);
     try {
         frame = frameOfImage(std::move(image), *layout_);
     } catch (const Failure& failure) {

@@ -59,7 +59,7 @@ public:
     /// No layout: raw.
     [[nodiscard]] const std::optional<PixelLayout>& layout() const { return layout_; }
 
-    /// Refuses a file whose header does not fit the format.
+    /// Refuses a file that does not fit the format, or that has been cut off.
     void checkFile(const std::string& file) const;
     /// An empty name is a black frame, all bytes zero.
     void read(const std::string& file, Bytes& frame) const;
@@ -68,6 +68,7 @@ public:
     void write(const std::string& file, Bytes& frame, bool verify) const;
 
 private:
+    void checkImage(const std::string& file, const Image& image) const;
     [[nodiscard]] std::size_t size() const {
         return static_cast<std::size_t>(format_.frameBufferSize());
     }

@@ -63,6 +63,23 @@ Imf::FrameBuffer bufferOf(const Image& image, const Imath::Box2i& window) {
     return buffer;
 }
 
+// The line that lies last in the file; all its lines go to one line of memory.
+void requireEnd(Imf::InputFile& input, const Image& image, const Imath::Box2i& window) {
+    const std::size_t pixelSize = halfSize * static_cast<std::size_t>(image.layout.channels);
+    Bytes line(pixelSize * static_cast<std::size_t>(image.width));
+    Imf::FrameBuffer buffer;
+    std::size_t offset = 0;
+    for (const char* name : channelNames(image.layout.channels)) {
+        char* const origin =
+            line.data() + offset - static_cast<std::ptrdiff_t>(pixelSize) * window.min.x;
+        buffer.insert(name, Imf::Slice(Imf::HALF, origin, pixelSize, 0));
+        offset += halfSize;
+    }
+    input.setFrameBuffer(buffer);
+    const bool isDecreasing = input.header().lineOrder() == Imf::DECREASING_Y;
+    input.readPixels(isDecreasing ? window.min.y : window.max.y);
+}
+
 void writeHalves(const Image& image, const std::string& file) {
     Imf::Header header(image.width, image.height);
     header.compression() = Imf::ZIPS_COMPRESSION;
@@ -87,7 +104,9 @@ Image readExr(const std::string& file, bool withPixels) {
         image.layout = {SampleKind::Half, countChannels(input.header().channels(), file)};
         image.width = window.max.x - window.min.x + 1;
         image.height = window.max.y - window.min.y + 1;
-        if (withPixels) {
+        if (!withPixels) {
+            requireEnd(input, image, window);
+        } else {
             image.pixels.resize(
                 static_cast<std::size_t>(frameBytes(image.layout, image.width, image.height)));
             input.setFrameBuffer(bufferOf(image, window));

@@ -11,7 +11,7 @@
 
 namespace tool {
 
-/// Reads the header only: layout, width and height; the pixels stay empty.
+/// Reads layout, width and height; the pixels stay empty. Refuses a file that has been cut off.
 [[nodiscard]] Image readImageHeader(const std::string& file);
 [[nodiscard]] Image readImage(const std::string& file);
 

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <csetjmp>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <png.h>
 
@@ -42,6 +43,27 @@ std::vector<png_bytep> rowsOf(const Image& image) {
         rows[row] = reinterpret_cast<png_bytep>(const_cast<char*>(&image.pixels[row * stride]));
     }
     return rows;
+}
+
+unsigned long bigEndian(const unsigned char* at) {
+    return static_cast<unsigned long>(at[0]) << 24U | static_cast<unsigned long>(at[1]) << 16U |
+           static_cast<unsigned long>(at[2]) << 8U | at[3];
+}
+
+// Goes from chunk to chunk, none of which is looked into.
+void requireEnd(const std::string& name) {
+    constexpr long signatureSize = 8;
+    constexpr long checksumSize = 4;
+    const File file = openFile(name, "rb");
+    unsigned char head[8]; // length and kind of a chunk
+    std::fseek(file.get(), signatureSize, SEEK_SET);
+    while (std::fread(head, 1, sizeof head, file.get()) == sizeof head) {
+        if (std::memcmp(head + 4, "IEND", 4) == 0) {
+            return;
+        }
+        std::fseek(file.get(), static_cast<long>(bigEndian(head)) + checksumSize, SEEK_CUR);
+    }
+    fail("can't read", name, "the file has been cut off");
 }
 
 class PngReader {
@@ -139,7 +161,9 @@ Image readPng(const std::string& file, bool withPixels) {
     Image image;
     PngReader reader(file);
     reader.readHeader(image);
-    if (withPixels) {
+    if (!withPixels) {
+        requireEnd(file);
+    } else {
         image.pixels.resize(
             static_cast<std::size_t>(frameBytes(image.layout, image.width, image.height)));
         std::vector<png_bytep> rows = rowsOf(image);

@@ -83,6 +83,7 @@ public:
 private:
     void beginCall();
     void endCall(bool succeeded, const std::string& doing, Port port);
+    [[nodiscard]] Failure noSuchNode(const LantrixNodeHandle& node);
     void expand(const FoundNode& node, const std::vector<std::string>& components,
                 std::size_t depth, std::vector<FoundNode>& found);
 

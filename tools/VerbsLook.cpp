@@ -55,8 +55,8 @@ void save(Context& context, const Picture& picture, const std::string& file,
     writeImage(picture.image(), aside.path());
     aside.commit();
     context.output.note("wrote '" + file + "', " + std::to_string(picture.width()) + "x" +
-                        std::to_string(picture.height()) + ", of frames " +
-                        describeFrames(numbers));
+                        std::to_string(picture.height()) + ", of " +
+                        (numbers.size() == 1 ? "frame " : "frames ") + describeFrames(numbers));
     context.output.result({{"file", file},
                            {"width", picture.width()},
                            {"height", picture.height()},

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <poll.h>
 #include <sys/wait.h>
@@ -23,9 +24,28 @@ void sendLine(int descriptor, const Json& line) {
 }
 
 Json lineOf(const Failure& failure) {
-    constexpr std::size_t longestMessage = 1024;
-    return {{"status", static_cast<int>(failure.status())},
-            {"message", std::string(failure.what()).substr(0, longestMessage)}};
+    Json line = {{"status", static_cast<int>(failure.status())},
+                 {"message", failure.what()},
+                 {"details", Json::object()}};
+    for (const auto& [key, value] : failure.details()) {
+        std::visit([&, &name = key](const auto& detail) { line["details"][name] = detail; }, value);
+    }
+    if (dumpJson(line).size() >= PIPE_BUF) {
+        line["message"] =
+            std::string(failure.what()).substr(0, PIPE_BUF / 8); // 6 bytes each at most
+        line["details"].clear();
+    }
+    return line;
+}
+
+Failure failureOf(const Json& line) {
+    Failure failure(static_cast<Status>(line["status"].get<int>()),
+                    line["message"].get<std::string>());
+    for (const auto& [key, value] : line["details"].items()) {
+        failure.with(key, value.is_string() ? Detail(value.get<std::string>())
+                                            : Detail(value.get<long long>()));
+    }
+    return failure;
 }
 
 [[noreturn]] void workAsChild(int descriptor, const std::function<void(const StepDone&)>& work) {
@@ -52,9 +72,7 @@ public:
     }
     ~WorkerPool() {
         ::close(pipe_[0]);
-        for (const pid_t worker : workers_) {
-            ::kill(worker, SIGTERM);
-        }
+        endWorkers();
         join();
     }
     WorkerPool(const WorkerPool&) = delete;
@@ -76,13 +94,7 @@ public:
     void listen(const std::function<void(const std::string&)>& take) {
         ::close(pipe_[1]);
         std::string pending;
-        char buffer[65536];
-        ssize_t size = 0;
-        while ((size = ::read(pipe_[0], buffer, sizeof buffer)) != 0) {
-            if (size < 0 && errno != EINTR) {
-                throw fileFailure("can't read from", "a worker process", errno);
-            }
-            pending.append(buffer, size > 0 ? static_cast<std::size_t>(size) : 0);
+        while (receive(pending)) {
             std::size_t end = 0;
             while ((end = pending.find('\n')) != std::string::npos) {
                 take(pending.substr(0, end));
@@ -93,6 +105,35 @@ public:
     }
 
 private:
+    // Appends what the workers tell; false when all have ended. A terminal interrupts them too,
+    // but whoever signals this process alone means the whole transfer.
+    bool receive(std::string& pending) {
+        constexpr int milliseconds = 50;
+        pollfd entry{pipe_[0], POLLIN, 0};
+        while (::poll(&entry, 1, milliseconds) <= 0) {
+            if (wasInterrupted()) {
+                endWorkers();
+            }
+        }
+        char buffer[65536];
+        const ssize_t size = ::read(pipe_[0], buffer, sizeof buffer);
+        if (size < 0) {
+            throw fileFailure("can't read from", "a worker process", errno);
+        }
+        pending.append(buffer, static_cast<std::size_t>(size));
+        return size > 0;
+    }
+
+    // Once, for a second signal would end them in the middle of a file.
+    void endWorkers() {
+        for (const pid_t worker : workers_) {
+            if (!wereEnded_) {
+                ::kill(worker, SIGTERM);
+            }
+        }
+        wereEnded_ = true;
+    }
+
     void join() {
         for (const pid_t worker : workers_) {
             while (::waitpid(worker, nullptr, 0) < 0 && errno == EINTR) {
@@ -103,6 +144,7 @@ private:
 
     int pipe_[2] = {-1, -1};
     std::vector<pid_t> workers_;
+    bool wereEnded_ = false;
 };
 
 } // namespace
@@ -118,8 +160,7 @@ void Transfer::takeLine(const std::string& line) {
     if (report.contains("step")) {
         markDone(report["step"], report["bytes"], report["result"]);
     } else {
-        failures_.emplace_back(static_cast<Status>(report["status"].get<int>()),
-                               report["message"].get<std::string>());
+        failures_.push_back(failureOf(report));
     }
 }
 
