@@ -31,6 +31,10 @@ LantrixClientConnection::LantrixClientConnection(const char* host, int port)
 
 LantrixClientConnection::~LantrixClientConnection() = default;
 
+void LantrixClientConnection::stop() {
+    rcAPI::stop();
+}
+
 bool LantrixClientConnection::callMethod(const char* method, const std::string& args, bool sync,
                                          std::string& result) {
     if (!isConnected() && !connect(host_.c_str(), port_))

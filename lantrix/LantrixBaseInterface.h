@@ -17,7 +17,7 @@ public:
     LantrixClientConnection(const char* host, int port);
     ~LantrixClientConnection() override;
 
-    void stop() { rcAPI::stop(); }
+    void stop();
     /// Connects if needed, runs one command with id 0 and returns true with the reply's value in
     /// \p result. Throws CoException with the text of a failed connect or call, or of the
     /// server's error reply; a read that failed carries what \p result held.

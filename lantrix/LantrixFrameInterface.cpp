@@ -94,6 +94,10 @@ void LantrixRawDataClientConnection::disconnect() {
     descriptor_.reset();
 }
 
+void LantrixRawDataClientConnection::stop() {
+    stopFlag_.store(true);
+}
+
 bool LantrixRawDataClientConnection::isConnected() const {
     return descriptor_ != nullptr;
 }

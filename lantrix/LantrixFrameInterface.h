@@ -42,7 +42,7 @@ public:
 
     /// Ends the transfer that is running now, within about a second. Between transfers it has no
     /// effect. Follows no pointer, takes no lock.
-    void stop() { stopFlag_.store(true); }
+    void stop();
 
 private:
     int send(const char* buf, int len, bool moreFollows);

@@ -86,6 +86,18 @@ LantrixStr& LantrixStr::operator=(const LantrixStr& other) {
     return *this;
 }
 
+const char* LantrixStr::c_str() const {
+    return buff_;
+}
+
+LantrixStr::operator const char*() const {
+    return buff_;
+}
+
+char LantrixStr::operator[](unsigned i) const {
+    return buff_[i];
+}
+
 unsigned LantrixStr::length() const {
     assertBuffer(buff_, 192);
     return static_cast<unsigned>(std::strlen(buff_));
@@ -124,6 +136,9 @@ LantrixNodeId::LantrixNodeId(const LantrixStr& id) : id_(id) {}
 LantrixNodeId::LantrixNodeId(const LantrixNodeId& other) = default;
 LantrixNodeId::~LantrixNodeId() = default;
 LantrixNodeId& LantrixNodeId::operator=(const LantrixNodeId& other) = default;
+const char* LantrixNodeId::id() const {
+    return id_.c_str();
+}
 void LantrixNodeId::setId(const char* id) {
     id_ = id;
 }
@@ -136,6 +151,9 @@ LantrixFrameId::LantrixFrameId(const LantrixStr& id) : id_(id) {}
 LantrixFrameId::LantrixFrameId(const LantrixFrameId& other) = default;
 LantrixFrameId::~LantrixFrameId() = default;
 LantrixFrameId& LantrixFrameId::operator=(const LantrixFrameId& other) = default;
+const char* LantrixFrameId::id() const {
+    return id_.c_str();
+}
 void LantrixFrameId::setId(const char* id) {
     id_ = id;
 }
@@ -160,6 +178,73 @@ LantrixClipFormat::LantrixClipFormat(int width, int height, int bitsPerPixel, in
 LantrixClipFormat::LantrixClipFormat(const LantrixClipFormat& other) = default;
 LantrixClipFormat::~LantrixClipFormat() = default;
 LantrixClipFormat& LantrixClipFormat::operator=(const LantrixClipFormat& other) = default;
+
+int LantrixClipFormat::width() const {
+    return width_;
+}
+int LantrixClipFormat::height() const {
+    return height_;
+}
+int LantrixClipFormat::bitsPerPixel() const {
+    return bitsPerPixel_;
+}
+int LantrixClipFormat::numChannels() const {
+    return numChannels_;
+}
+int LantrixClipFormat::frameBufferSize() const {
+    return frameBufferSize_;
+}
+float LantrixClipFormat::frameRate() const {
+    return frameRate_;
+}
+float LantrixClipFormat::pixelRatio() const {
+    return pixelRatio_;
+}
+LantrixClipFormat::ScanFormat LantrixClipFormat::scanFormat() const {
+    return scanFormat_;
+}
+const char* LantrixClipFormat::formatTag() const {
+    return formatTag_.c_str();
+}
+const char* LantrixClipFormat::metaDataTag() const {
+    return metaDataTag_.c_str();
+}
+const char* LantrixClipFormat::metaData() const {
+    return metaData_.c_str();
+}
+void LantrixClipFormat::setWidth(int width) {
+    width_ = width;
+}
+void LantrixClipFormat::setHeight(int height) {
+    height_ = height;
+}
+void LantrixClipFormat::setBitsPerPixel(int bitsPerPixel) {
+    bitsPerPixel_ = bitsPerPixel;
+}
+void LantrixClipFormat::setNumChannels(int numChannels) {
+    numChannels_ = numChannels;
+}
+void LantrixClipFormat::setFrameBufferSize(int size) {
+    frameBufferSize_ = size;
+}
+void LantrixClipFormat::setFrameRate(float frameRate) {
+    frameRate_ = frameRate;
+}
+void LantrixClipFormat::setPixelRatio(float pixelRatio) {
+    pixelRatio_ = pixelRatio;
+}
+void LantrixClipFormat::setScanFormat(ScanFormat scanFormat) {
+    scanFormat_ = scanFormat;
+}
+void LantrixClipFormat::setFormatTag(const char* formatTag) {
+    formatTag_ = formatTag;
+}
+void LantrixClipFormat::setMetaDataTag(const char* metaDataTag) {
+    metaDataTag_ = metaDataTag;
+}
+void LantrixClipFormat::setMetaData(const char* metaData) {
+    metaData_ = metaData;
+}
 
 const char* LantrixClipFormat::scanFormatStr(ScanFormat scanFormat) {
     switch (scanFormat) {

@@ -21,12 +21,12 @@ public:
     LantrixStr& operator=(const LantrixStr& other);
 
     /// The text: never null, valid until this string is changed or destroyed.
-    const char* c_str() const { return buff_; }
-    operator const char*() const { return buff_; }
+    const char* c_str() const;
+    operator const char*() const;
     /// Bytes before the terminator.
     unsigned length() const;
     /// The byte at \p i, which is not checked; the terminator is at length().
-    char operator[](unsigned i) const { return buff_[i]; }
+    char operator[](unsigned i) const;
     /// For indices of other integer types, which would else convert in more than one way.
     template <class Index>
     char operator[](Index i) const {
@@ -70,7 +70,7 @@ public:
     LantrixNodeId& operator=(const LantrixNodeId& other);
 
     /// The text; valid until this id is changed or destroyed.
-    const char* id() const { return id_.c_str(); }
+    const char* id() const;
     void setId(const char* id);
     /// True when the text holds no comma, which separates ids in the server's lists.
     bool isValid() const;
@@ -94,7 +94,7 @@ public:
     LantrixFrameId& operator=(const LantrixFrameId& other);
 
     /// The text; valid until this id is changed or destroyed.
-    const char* id() const { return id_.c_str(); }
+    const char* id() const;
     void setId(const char* id);
     /// True when the text holds no comma, which separates ids in the server's lists.
     bool isValid() const;
@@ -130,37 +130,37 @@ public:
     LantrixClipFormat& operator=(const LantrixClipFormat& other);
 
     /// Pixels per line.
-    int width() const { return width_; }
+    int width() const;
     /// Lines per frame.
-    int height() const { return height_; }
+    int height() const;
     /// Bits of one pixel, all channels together.
-    int bitsPerPixel() const { return bitsPerPixel_; }
-    int numChannels() const { return numChannels_; }
+    int bitsPerPixel() const;
+    int numChannels() const;
     /// Bytes of one frame.
-    int frameBufferSize() const { return frameBufferSize_; }
+    int frameBufferSize() const;
     /// Frames per second.
-    float frameRate() const { return frameRate_; }
+    float frameRate() const;
     /// Width of a pixel divided by its height.
-    float pixelRatio() const { return pixelRatio_; }
-    ScanFormat scanFormat() const { return scanFormat_; }
+    float pixelRatio() const;
+    ScanFormat scanFormat() const;
     /// Names the pixel format; this and the texts below are valid until they are set again.
-    const char* formatTag() const { return formatTag_.c_str(); }
+    const char* formatTag() const;
     /// Names the kind of metadata.
-    const char* metaDataTag() const { return metaDataTag_.c_str(); }
-    const char* metaData() const { return metaData_.c_str(); }
+    const char* metaDataTag() const;
+    const char* metaData() const;
 
     /// Each sets what the getter of its name returns; a null text is the empty text.
-    void setWidth(int width) { width_ = width; }
-    void setHeight(int height) { height_ = height; }
-    void setBitsPerPixel(int bitsPerPixel) { bitsPerPixel_ = bitsPerPixel; }
-    void setNumChannels(int numChannels) { numChannels_ = numChannels; }
-    void setFrameBufferSize(int size) { frameBufferSize_ = size; }
-    void setFrameRate(float frameRate) { frameRate_ = frameRate; }
-    void setPixelRatio(float pixelRatio) { pixelRatio_ = pixelRatio; }
-    void setScanFormat(ScanFormat scanFormat) { scanFormat_ = scanFormat; }
-    void setFormatTag(const char* formatTag) { formatTag_ = formatTag; }
-    void setMetaDataTag(const char* metaDataTag) { metaDataTag_ = metaDataTag; }
-    void setMetaData(const char* metaData) { metaData_ = metaData; }
+    void setWidth(int width);
+    void setHeight(int height);
+    void setBitsPerPixel(int bitsPerPixel);
+    void setNumChannels(int numChannels);
+    void setFrameBufferSize(int size);
+    void setFrameRate(float frameRate);
+    void setPixelRatio(float pixelRatio);
+    void setScanFormat(ScanFormat scanFormat);
+    void setFormatTag(const char* formatTag);
+    void setMetaDataTag(const char* metaDataTag);
+    void setMetaData(const char* metaData);
 
     /// "field1_odd", "field1_even", "field2_odd", "field2_even", "progressive"; "unknown" for any
     /// other value.

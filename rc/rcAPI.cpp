@@ -116,6 +116,10 @@ bool rcAPI::exchange(int id, const char* method, const char* args, bool sync, st
     return false;
 }
 
+void rcAPI::stop() {
+    stopFlag_.store(true);
+}
+
 bool rcAPI::sendRequest(const std::string& line) {
     const bool fits = line.size() <= INT_MAX;
     const int length = fits ? static_cast<int>(line.size()) : 0;

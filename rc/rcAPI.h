@@ -44,7 +44,7 @@ public:
     /// Ends the call that is running now, within about a second; its text is then "METHOD command
     /// stopped.", or "Connection stopped" while the request was being sent. Between calls it has
     /// no effect. Follows no pointer, takes no lock.
-    void stop() { stopFlag_.store(true); }
+    void stop();
 
     /// Text of the last failure, valid until the next one; "" without any.
     const char* lastError() const { return lastError_.c_str(); }

@@ -218,6 +218,15 @@ int CoIoDescriptor::blockingRead(void* buf, unsigned len) {
     return static_cast<int>(done);
 }
 
+void CoIoDescriptor::setId(int fd) {
+    id_ = fd;
+    neverBlocks_ = false;
+}
+
+void CoIoDescriptor::stop() {
+    stopFlag_->store(true);
+}
+
 int CoIoDescriptor::close() {
     if (id_ < 0)
         return id_;

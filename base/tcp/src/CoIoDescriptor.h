@@ -44,10 +44,7 @@ public:
     virtual int close();
 
     /// Takes over \p fd, which this object closes from now on. What it held before is not closed.
-    void setId(int fd) {
-        id_ = fd;
-        neverBlocks_ = false;
-    }
+    void setId(int fd);
     /// The descriptor number, -1 without one.
     int id() const { return id_; }
 
@@ -64,7 +61,7 @@ public:
 
     /// Ends the blocking transfer that is waiting now, within IO_WAIT_RESOLUTION seconds. A
     /// transfer that begins later is not affected. Any thread.
-    void stop() { stopFlag_->store(true); }
+    void stop();
     bool isStopped() const { return stopFlag_->load(); }
     /// Uses \p flag, which must outlive this object, in place of its own: the owner of a
     /// connection can then be stopped while the descriptor is being replaced.

@@ -38,6 +38,8 @@ int CoIoTcpDescriptor::nonBlockingRead(void* buf, unsigned len) {
     return CoIoDescriptor::nonBlockingRead(buf, len);
 }
 
+void CoIoTcpDescriptor::init() {}
+
 int CoIoTcpDescriptor::close() {
     return CoIoDescriptor::close();
 }

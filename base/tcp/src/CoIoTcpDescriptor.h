@@ -29,7 +29,7 @@ public:
     int close() override;
 
     /// Does nothing.
-    void init() {}
+    void init();
 
     /// Switches O_NONBLOCK of \p fd. On failure logs, keeps the text as lastError(), and returns
     /// false.
