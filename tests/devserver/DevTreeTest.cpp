@@ -74,7 +74,6 @@ TEST_F(DevTreeTest, EverythingIsThereAfterReopening) {
     const std::vector<std::pair<std::string, std::string>> children{{clip_, "clip"},
                                                                     {folder, name}};
     EXPECT_EQ(tree_->children(DevTree::rootId()), children);
-    EXPECT_EQ(tree_->kindAndType(clip_), std::make_pair(DevNode::Clip, std::string("7")));
     EXPECT_EQ(tree_->stream(clip_, "notes"), "line\n\xfe\tline");
     EXPECT_EQ(tree_->frameIds(clip_), (std::vector<std::string>{frame(0), frame(1), frame(2)}));
     EXPECT_EQ(read(0) + read(1), "abcd");
@@ -184,7 +183,6 @@ TEST(DevClipOptionTest, FormsAreReadAndProblemsNamed) {
     const std::pair<const char*, const char*> problems[] = {
         {"c", "there is no '='"},
         {"/=1x1x8", "the path is empty"},
-        {"c=1x1", "'1x1' is not WxHxBITS or WxHxBITSxCHANNELS"},
         {"c=1x-1x8", "'-1' is no positive number"},
         {"c=1x1x8@0", "'0' is no frame rate"},
         {"c=65536x65536x8", "a frame would be larger than 1073741824 bytes"},

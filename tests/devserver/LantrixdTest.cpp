@@ -30,7 +30,7 @@ public:
             ::close(output[0]);
             ::close(output[1]);
             ::execl(LANTRIXD_PATH, "lantrixd", "--root", root.c_str(), "--listen", address.c_str(),
-                    "--clip", "clip=512x512x32", nullptr);
+                    "--clip", "clip=256x256x32", nullptr);
             ::_exit(127);
         }
         ::close(output[1]);
@@ -59,8 +59,8 @@ private:
     pid_t process_ = -1;
 };
 
-constexpr std::size_t frameSize = 512 * 512 * 4;
-const std::string allocateFour = "AllocateFrames n1 4 512 512 32 4 1048576 1 30 t 4 m \"\"";
+constexpr std::size_t frameSize = 256 * 256 * 4;
+const std::string allocateFour = "AllocateFrames n1 4 256 256 32 4 262144 1 30 t 4 m \"\"";
 
 /// A frame that tells of each of its bytes which write it comes from.
 std::string frameOf(std::uint32_t sequence) {
@@ -78,7 +78,7 @@ TEST(LantrixdTest, AKillAtAnyMomentLosesNothingAcknowledged) {
     std::uint32_t tried[4] = {};
     std::uint32_t acknowledged[4] = {};
     std::string triedNote, acknowledgedNote;
-    for (int round = 0; round < 60; ++round) {
+    for (int round = 0; round < 300; ++round) {
         Lantrixd server(address, scratch / "root");
         CommandClient commands(address);
         FrameClient frames(address);
@@ -105,7 +105,7 @@ TEST(LantrixdTest, AKillAtAnyMomentLosesNothingAcknowledged) {
         for (bool alive = true; alive;) {
             const std::size_t index = ++sequence % 4;
             tried[index] = sequence;
-            frames.send(frameRequest("WriteFrame", "n1-f" + std::to_string(index), "1048576") +
+            frames.send(frameRequest("WriteFrame", "n1-f" + std::to_string(index), "262144") +
                         frameOf(sequence));
             if (frames.receive(1) == std::string(1, '\0'))
                 acknowledged[index] = sequence;
@@ -116,7 +116,7 @@ TEST(LantrixdTest, AKillAtAnyMomentLosesNothingAcknowledged) {
         }
         killer.join();
     }
-    EXPECT_GT(sequence, 60U);
+    EXPECT_GT(sequence, 300U);
 }
 
 TEST(LantrixdTest, AFullDiskIsAnErrorThatKeepsTheOldContents) {

@@ -50,14 +50,8 @@ ssize_t transfer(Call call, std::size_t length, Transfer&& real) {
 
 bool canFail(Call call, Failure failure) {
     const bool transfers = call == Call::Read || call == Call::Send;
-    switch (failure) {
-    case Failure::ShortCount:
-        return transfers;
-    case Failure::Interruption:
-        return transfers || call == Call::Poll || call == Call::Connect;
-    default:
-        return true;
-    }
+    const bool waits = transfers || call == Call::Poll || call == Call::Connect;
+    return failure == Failure::Error || transfers || (failure == Failure::Interruption && waits);
 }
 
 } // namespace
@@ -81,22 +75,10 @@ bool CallFaults::strikes(Call call) {
 }
 
 int errorOf(Call call) {
-    if (faults != nullptr && faults->failure() == Failure::Interruption)
-        return EINTR;
-    switch (call) {
-    case Call::Socket:
-        return EMFILE;
-    case Call::Connect:
-        return ENETUNREACH;
-    case Call::Poll:
-        return ENOMEM;
-    case Call::Read:
-    case Call::Send:
-    case Call::Close:
-        return EIO;
-    default:
-        return EINVAL;
-    }
+    constexpr int errors[] = {ENOMEM, EMFILE, ENETUNREACH, EINVAL, EINVAL, EINVAL,
+                              ENOMEM, EIO,    EIO,         EIO,    EINVAL}; // as Call has them
+    const bool interrupted = faults != nullptr && faults->failure() == Failure::Interruption;
+    return interrupted ? EINTR : errors[static_cast<std::size_t>(call)];
 }
 
 long liveBlocks() {
@@ -115,19 +97,10 @@ void* operator new(std::size_t size) {
     void* const block = fails(Call::Memory) ? nullptr : std::malloc(size != 0 ? size : 1);
     return block != nullptr ? block : throw std::bad_alloc();
 }
-void* operator new[](std::size_t size) {
-    return operator new(size);
-}
 void operator delete(void* block) noexcept {
     std::free(block);
 }
-void operator delete[](void* block) noexcept {
-    std::free(block);
-}
 void operator delete(void* block, std::size_t) noexcept {
-    std::free(block);
-}
-void operator delete[](void* block, std::size_t) noexcept {
     std::free(block);
 }
 

@@ -108,13 +108,11 @@ TEST(StopAtEachMoment, EndsAWaitForAReplyWhichThenAnswersNoOtherCall) {
     EXPECT_EQ(descriptors, openDescriptors());
 }
 
-// The requests that can be longer than all the buffers on the way, so that sending them waits.
+// Requests of each service that are longer than all the buffers on the way, so that sending them
+// waits.
 const std::vector<WireOperation>& longRequests() {
     static const std::string bulk(6 << 20, 'x');
     static const LantrixStr path(bulk.c_str());
-    static const std::vector<std::string> paths = {bulk};
-    static const LantrixClipFormat format(1, 1, 1, 1, 1, 1, 1, LantrixClipFormat::Progressive, "",
-                                          "", bulk.c_str());
     using S = Services;
     static const std::vector<WireOperation> requests = {
         {WireOperation::Base, "translatePaths", "", "", "",
@@ -122,12 +120,6 @@ const std::vector<WireOperation>& longRequests() {
              return s.base.translatePaths(&path, s.paths, 1, "a", "b", LantrixOS::Irix,
                                           LantrixOS::Linux);
          }},
-        {WireOperation::Node, "getChildren", "", "", "",
-         [](S& s) { return s.nodes.getChildren(bulk.c_str(), s.children); }},
-        {WireOperation::Node, "allocateFrames", "", "", "",
-         [](S& s) { return s.nodes.allocateFrames("n1", 1, format, s.frameIds); }},
-        {WireOperation::Node, "setFramePaths", "", "", "",
-         [](S& s) { return s.nodes.setFramePaths("n1", paths, LantrixClipFormat()); }},
         {WireOperation::Node, "setMetaData", "", "", "",
          [](S& s) { return s.nodes.setMetaData("n1", "xml", bulk.c_str()); }},
         {WireOperation::Frame, "writeFrame", "", "", "",
@@ -155,9 +147,8 @@ std::string runUnread(const WireOperation& request, Milliseconds moment, const L
 TEST(StopAtEachMoment, EndsASendingThatFindsNoRoom) {
     const Lateness lateness;
     const auto& requests = longRequests();
-    const std::size_t moments = 12;
-    EXPECT_EQ("", runCases(requests.size() * moments, 18, [&](std::size_t i) {
-                  const Milliseconds moment(i / requests.size() * 1000 / moments);
+    EXPECT_EQ("", runCases(requests.size() * momentsOfAnOperation, 30, [&](std::size_t i) {
+                  const Milliseconds moment(i / requests.size() * 1000 / momentsOfAnOperation);
                   return runUnread(requests[i % requests.size()], moment, lateness);
               }));
 }
