@@ -7,15 +7,21 @@ x86_packages="g++-multilib googletest"
 clang_packages="clang libclang-rt-14-dev llvm"
 lint_packages="clang-format clang-tidy"
 docs_packages="doxygen"
+bench_packages="libbenchmark-dev"
+rival_packages="nginx libcurl4-openssl-dev redis-server libhiredis-dev" # optional, never installed
+
+# Prints those of the named packages that are not there, each with a blank before it.
+missing_packages() {
+    for package in "$@"; do
+        state=$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null) || state=absent
+        [ "$state" = installed ] || printf ' %s' "$package"
+    done
+}
 
 # Installs those of the named packages that are not there; apt is not asked for anything else, so
 # that a machine without network or rights can work once it has them.
 need_packages() {
-    missing=
-    for package in "$@"; do
-        state=$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null) || state=absent
-        [ "$state" = installed ] || missing="$missing $package"
-    done
+    missing=$(missing_packages "$@")
     [ -n "$missing" ] || return 0
 
     as_root=

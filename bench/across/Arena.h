@@ -31,6 +31,8 @@ public:
 
     const Peer& peer() const { return peer_; }
     const DevServerProcess& devServer() const { return devServer_; }
+    /// For files of other figures.
+    const std::filesystem::path& scratch() const { return scratch_.path(); }
     FrameIds peerIds() const;
     FrameIds devServerIds() const;
 

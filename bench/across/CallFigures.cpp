@@ -4,6 +4,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace bench {
@@ -25,17 +26,43 @@ public:
         for (int i = 0; i < count; ++i)
             for (const std::string& line : lines_) {
                 socket_.sendAll(line.data(), line.size());
-                receiveLine();
+                receiveLine([](const char*, std::size_t) {});
+            }
+    }
+
+    /// Makes a list of pairs of texts of each reply too, which is what a client is to have.
+    void runAndList(int count) {
+        for (int i = 0; i < count; ++i)
+            for (const std::string& line : lines_) {
+                socket_.sendAll(line.data(), line.size());
+                std::string reply;
+                receiveLine([&](const char* data, std::size_t size) { reply.append(data, size); });
+                require(!pairsOf(reply).empty());
             }
     }
 
 private:
-    void receiveLine() {
+    using Pair = std::pair<std::string, std::string>;
+
+    template <class Use>
+    void receiveLine(Use&& use) {
         std::size_t size = 0;
         do {
             size = socket_.receiveSome(buffer_, sizeof buffer_);
             require(size > 0);
+            use(buffer_, size);
         } while (buffer_[size - 1] != '\n');
+    }
+
+    static std::vector<Pair> pairsOf(const std::string& reply) {
+        std::vector<Pair> pairs;
+        for (std::size_t at = reply.find(' ') + 1; at < reply.size() - 1;) {
+            const std::size_t middle = reply.find(',', at), end = reply.find(',', middle + 1);
+            pairs.emplace_back(reply.substr(middle + 1, end - middle - 1),
+                               reply.substr(at, middle - at));
+            at = end + 1;
+        }
+        return pairs;
     }
 
     Socket socket_;
@@ -52,6 +79,7 @@ struct Call {
     std::vector<std::string> lines; ///< What it sends.
     bool (*make)(const LantrixServerHandle& server);
     const char* goal;
+    int children; ///< That a call lists; 0: none.
 };
 
 // A fresh handle asks; what it is told goes with it.
@@ -68,21 +96,34 @@ bool askForType(const LantrixServerHandle& server) {
     return node.getNodeType(type);
 }
 
+template <int Count>
+Call children(const char* goal) {
+    return {countText(Count) + " children",
+            {line("GetChildren " + std::to_string(Count))},
+            askForChildren<Count>,
+            goal,
+            Count};
+}
+
 const std::vector<Call>& calls() {
     static const std::vector<Call> all{
-        {"Ping", {line("Ping ")}, [](const LantrixServerHandle& s) { return s.ping(); }, "0.90"},
+        {"Ping", {line("Ping ")}, [](const LantrixServerHandle& s) { return s.ping(); }, "0.90", 0},
         {"Type of a node (two calls)",
          {line("GetNodeType 7"), line("GetNodeTypeStr 7")},
          askForType,
-         "0.90"},
-        {"10 children", {line("GetChildren 10")}, askForChildren<10>, ""},
-        {"1,000 children", {line("GetChildren 1000")}, askForChildren<1000>, "0.90"},
-        {"100,000 children", {line("GetChildren 100000")}, askForChildren<100000>, ""}};
+         "0.90",
+         0},
+        children<10>(""),
+        children<1000>("0.90"),
+        children<100000>(""),
+        children<1000000>("")};
     return all;
 }
 
-std::string callRate(const Samples& samples) {
-    return countText(samples.perSecond()) + "/s";
+// Of calls, or of the children that a call lists.
+std::string speedOf(const Samples& samples, const Call& call) {
+    return call.children == 0 ? countText(samples.perSecond()) + "/s"
+                              : timeText(samples.perItem() / call.children) + " a child";
 }
 
 } // namespace
@@ -92,14 +133,22 @@ void addCallFigures(const Arena& arena, Report& report) {
     const LantrixServerHandle server(arena.peer().host().c_str());
     for (const Call& call : calls()) {
         PingPong pingPong(arena.peer().host(), call.lines);
-        const auto samples = race({[&](int count) { pingPong.run(count); },
-                                   [&](int count) {
-                                       for (int i = 0; i < count; ++i)
-                                           require(call.make(server));
-                                   }},
-                                  Effort());
-        report.add({call.name, callRate(samples[1]), "ping-pong " + callRate(samples[0]),
-                    ratioText(samples[1].speedBeside(samples[0])), call.goal});
+        std::vector<Work> works{[&](int count) {
+                                    for (int i = 0; i < count; ++i)
+                                        require(call.make(server));
+                                },
+                                [&](int count) { pingPong.run(count); }};
+        if (call.children > 0)
+            works.emplace_back([&](int count) { pingPong.runAndList(count); });
+        const auto samples = race(works, Effort());
+        const auto add = [&](std::size_t yardstick, const std::string& name, const char* goal) {
+            report.add({call.name, speedOf(samples[0], call),
+                        name + speedOf(samples[yardstick], call),
+                        ratioText(samples[0].speedBeside(samples[yardstick])), goal});
+        };
+        add(1, "ping-pong ", call.goal);
+        if (call.children > 0)
+            add(2, "ping-pong and list ", "");
     }
 }
 

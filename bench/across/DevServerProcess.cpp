@@ -16,7 +16,7 @@ namespace bench {
 namespace {
 
 constexpr std::size_t rowBytes = 4096;
-constexpr std::size_t memoryBound = std::size_t{128} << 20; // less than the long clip
+constexpr std::size_t keptBytes = std::size_t{128} << 20; // less than the long clip
 
 std::string clipOption(const std::string& name, std::size_t frameSize) {
     return "Bench/" + name + "=1024x" + std::to_string(frameSize / rowBytes) + "x32";
@@ -63,7 +63,7 @@ DevServerOptions optionsFor(const std::filesystem::path& root,
                             const std::vector<std::size_t>& sizes) {
     DevServerOptions options;
     options.root = root;
-    options.prefetchBytes = memoryBound;
+    options.prefetchBytes = keptBytes;
     for (const std::size_t size : sizes)
         options.clips.push_back(clipOption(std::to_string(size), size));
     options.clips.push_back(clipOption("long", DevServerProcess::longClipFrameSize));

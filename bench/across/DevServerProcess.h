@@ -1,5 +1,5 @@
-// The development server in a process of its own, with a clip of cached frames for each size and
-// one clip that is too long for its memory, so that its frames have to be read ahead.
+// The development server in a process of its own, with a clip of one frame for each size, which it
+// keeps at hand, and one clip that is too long for that, so that its frames have to be read ahead.
 // Owns the process. Failures throw.
 #ifndef BENCH_ACROSS_DEVSERVERPROCESS_H
 #define BENCH_ACROSS_DEVSERVERPROCESS_H

@@ -17,11 +17,10 @@ void addCallFigures(const Arena& arena, Report& report);
 void addServerFigures(const Arena& arena, Report& report);
 /// Allocations for each frame, and memory over many frames.
 void addMemoryFigures(const Arena& arena, Report& report);
-/// What KV_LANTRIX_TCP_BUF_SIZE does. \p program is this one: the variable is read once, so each
-/// size has a process of its own, which runs probeBufferSize.
-void addBufferSizeFigures(const Arena& arena, const char* program, Report& report);
-/// Moves frames with \p host as lines on standard input ask for it.
-void probeBufferSize(const char* host);
+/// The command-line tool's put and get beside the slower one of their two halves.
+void addToolFigures(const Arena& arena, Report& report);
+/// What KV_LANTRIX_TCP_BUF_SIZE does to large frames; the panel's curves are over buffer size.
+Panel addBufferSizeFigures(const Arena& arena, Report& report);
 
 } // namespace bench
 

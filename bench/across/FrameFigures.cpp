@@ -59,10 +59,8 @@ void addSmallFrameRows(const Heat& heat, Report& report) {
 
 void addLargeFrameRows(const Heat& heat, Report& report) {
     report.add(heat.compare(Library, Copy, "0.97"));
-    for (std::size_t rival = FirstRival; rival < heat.size(); ++rival) {
-        report.add(heat.compare(Library, rival, "1.00"));
+    for (std::size_t rival = FirstRival; rival < heat.size(); ++rival)
         report.add(heat.compare(WithServer, rival, "1.00"));
-    }
 }
 
 // The sizes that have rows: those below 1 MiB on one core, the others on two.

@@ -26,8 +26,6 @@ std::unique_ptr<Rival> redisRival(const std::filesystem::path& folder);
 
 /// Those that the build found.
 std::vector<std::unique_ptr<Rival>> installedRivals(const std::filesystem::path& folder);
-/// A sentence for each that it did not find, with what to install; "" when all are there.
-std::string skippedRivals();
 
 } // namespace bench
 

@@ -1,47 +1,68 @@
-// lantrix-bench [PICTURE]: what lies across the library, measured against what the sockets can do
-// and against what a user would take instead. Prints tables and draws the curve of throughput over
-// frame size into the file PICTURE.
+// lantrix-bench [FOLDER]: what lies across the library, measured against what the sockets can do
+// and against what a user would take instead. Prints the rows of the table, and draws the curves
+// into pictures in FOLDER, the current one unless told otherwise. lantrix-bench --peer: runs the
+// other end of the measurements and prints its address. lantrix-bench --probe HOST: makes the calls
+// that standard input asks for (see Probe.h).
 #include "bench/across/Figures.h"
+#include "bench/across/Probe.h"
 
 #include <cstdio>
-#include <cstring>
 #include <exception>
+#include <filesystem>
 #include <fstream>
+#include <string>
 #include <vector>
+
+#include <unistd.h>
 
 namespace {
 
 using namespace bench;
 
-constexpr const char* thisProgram = "/proc/self/exe";
+void draw(const std::filesystem::path& file, const std::vector<Panel>& panels) {
+    std::ofstream(file) << svgOf(panels);
+}
 
-void measureAll(const char* picture) {
+void measureAll(const std::filesystem::path& folder) {
     cores(); // asked before anything is pinned
     const Arena arena;
     Report report;
     std::vector<Panel> panels;
     panels.push_back(addFrameFigures(arena, Placement::OneCore, report));
     addCallFigures(arena, report);
-    report.print("Both sides on one core");
+    report.print("Across it, both sides on one core");
     panels.push_back(addFrameFigures(arena, Placement::TwoCores, report));
-    report.print("A core for each side");
+    report.print("Across it, a core for each side");
+    draw(folder / "throughput.svg", panels);
     addServerFigures(arena, report);
     addMemoryFigures(arena, report);
     report.print("The development server, and memory");
-    addBufferSizeFigures(arena, thisProgram, report);
-    report.print("KV_LANTRIX_TCP_BUF_SIZE");
-    std::ofstream(picture) << svgOf(panels);
-    std::printf("\n%s", skippedRivals().c_str());
+#ifdef LANTRIX_BENCH_TOOL
+    addToolFigures(arena, report);
+    report.print("The command-line tool");
+#endif
+    draw(folder / "buffer-size.svg", {addBufferSizeFigures(arena, report)});
+    report.print("KV_LANTRIX_TCP_BUF_SIZE, frames of 12 MiB, with 16 KiB of 1 MiB");
+}
+
+void runPeer() {
+    const Peer peer;
+    std::printf("%s\n", peer.host().c_str());
+    std::fflush(stdout);
+    ::pause();
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
     try {
-        if (argc == 3 && std::strcmp(argv[1], "--probe") == 0)
-            bench::probeBufferSize(argv[2]);
+        const std::string first = argc > 1 ? argv[1] : ".";
+        if (first == "--peer")
+            runPeer();
+        else if (first == "--probe" && argc == 3)
+            bench::runProbe(argv[2]);
         else
-            measureAll(argc > 1 ? argv[1] : "throughput.svg");
+            measureAll(first);
         return 0;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "lantrix-bench: %s\n", error.what());

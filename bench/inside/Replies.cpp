@@ -70,9 +70,12 @@ void addReplyPairs() {
         addReplyPair("Parse a reply of " + countText(children) + " children",
                      "ok " + childrenList(children) + "\n", "child", children,
                      children == 300000 ? "0.50" : "");
-    const std::string lines = escapedLines(20000);
-    addReplyPair("Parse a reply of 1 MB with escapes", lines, "byte",
-                 static_cast<double>(lines.size()), "");
+    for (const int count : {20, 20000}) {
+        const std::string lines = escapedLines(count);
+        const double size = static_cast<double>(lines.size());
+        addReplyPair("Parse a reply of " + countText(size) + " bytes with escapes", lines, "byte",
+                     size, "");
+    }
 }
 
 } // namespace bench

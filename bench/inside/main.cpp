@@ -1,5 +1,5 @@
 // lantrix-microbench: what happens inside the process, measured against the least that has to be
-// done. Prints one table.
+// done. Prints the table's header and its rows.
 #include "bench/inside/Pairs.h"
 #include "bench/support/Peer.h"
 
@@ -15,7 +15,8 @@ int main(int, char** argv) {
         bench::addFindChildPairs(peer.host());
         bench::Report report;
         bench::runPairs(argv[0], report);
-        report.print("Inside the process");
+        bench::Report::printHeader();
+        report.print("Inside the process, processor time");
         return 0;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "lantrix-microbench: %s\n", error.what());

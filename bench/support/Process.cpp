@@ -6,6 +6,7 @@
 #include <exception>
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 #include <utility>
 
 #include <fcntl.h>
@@ -83,6 +84,14 @@ Process::~Process() {
         return;
     ::kill(id_, SIGTERM);
     ::waitpid(id_, nullptr, 0);
+}
+
+void Process::requireSuccess() {
+    int status = 0;
+    if (::waitpid(std::exchange(id_, -1), &status, 0) < 0)
+        failWithErrno("waitpid");
+    if (status != 0)
+        throw std::runtime_error("A program that the benchmark ran has failed");
 }
 
 const std::vector<int>& cores() {

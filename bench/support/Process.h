@@ -26,11 +26,13 @@ public:
     ~Process();
 
     pid_t id() const { return id_; }
+    /// Waits for the end, and throws unless it was with status 0.
+    void requireSuccess();
 
 private:
     explicit Process(pid_t id) : id_(id) {}
 
-    pid_t id_; // -1: moved from
+    pid_t id_; // -1: moved from, or awaited
 };
 
 /// The cores that this process may use, at most two, asked before anything is pinned.

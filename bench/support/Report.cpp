@@ -1,9 +1,9 @@
 #include "bench/support/Report.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstdarg>
 #include <cstdio>
+#include <iterator>
 
 namespace bench {
 
@@ -28,30 +28,31 @@ std::string threeDigits(double value, const char* unit) {
     return format("%.*f %s", decimals, value, unit);
 }
 
-void printCells(const std::vector<std::string>& cells, const std::vector<std::size_t>& widths) {
-    for (std::size_t i = 0; i < cells.size(); ++i)
-        std::printf("| %-*s ", static_cast<int>(widths[i]), cells[i].c_str());
+constexpr int widths[] = {61, 15, 36, 5, 12};
+
+// As many cells as there are columns.
+void printCells(const std::vector<std::string>& cells) {
+    auto width = std::begin(widths);
+    for (const std::string& cell : cells)
+        std::printf("| %-*s ", *width++, cell.c_str());
     std::printf("|\n");
+    std::fflush(stdout);
 }
 
 } // namespace
 
-void Report::print(const std::string& title) {
-    std::vector<std::vector<std::string>> lines{
-        {"Figure", "Measured", "Yardstick", "Ratio", "Goal"}, {}};
-    for (const Row& row : rows_)
-        lines.push_back(cellsOf(row));
-    std::vector<std::size_t> widths(lines.front().size());
-    for (const auto& line : lines)
-        for (std::size_t i = 0; i < line.size(); ++i)
-            widths[i] = std::max(widths[i], line[i].size());
-    for (const std::size_t width : widths)
-        lines[1].push_back(std::string(width, '-'));
+void Report::printHeader() {
+    printCells({"Figure", "Measured", "Yardstick", "Ratio", "Goal"});
+    std::vector<std::string> rule;
+    for (const int width : widths)
+        rule.emplace_back(static_cast<std::size_t>(width), '-');
+    printCells(rule);
+}
 
-    std::printf("\n%s\n\n", title.c_str());
-    for (const auto& line : lines)
-        printCells(line, widths);
-    std::fflush(stdout);
+void Report::print(const std::string& title) {
+    printCells({"**" + title + "**", "", "", "", ""});
+    for (const Row& row : rows_)
+        printCells(cellsOf(row));
     rows_.clear();
 }
 

@@ -1,5 +1,6 @@
-// The table that the benchmarks print: one row for each figure, as Markdown, so that it can be
-// pasted into a page as it is.
+// The one table that the benchmarks print: a row for each figure, as Markdown, so that it can be
+// pasted into a page as it is. All programs give their columns the same widths, so that the rows of
+// one can follow those of another.
 #ifndef BENCH_SUPPORT_REPORT_H
 #define BENCH_SUPPORT_REPORT_H
 
@@ -20,7 +21,9 @@ struct Row {
 class Report {
 public:
     void add(const Row& row) { rows_.push_back(row); }
-    /// Prints the rows, as a table of their own with a title above it, and forgets them.
+    /// The table's first lines.
+    static void printHeader();
+    /// Prints the rows below a line with their common title, and forgets them.
     void print(const std::string& title);
 
 private:

@@ -9,8 +9,19 @@
 
 namespace bench {
 
+namespace {
+
+namespace fs = std::filesystem;
+
+fs::path placeForFiles() {
+    const fs::path inMemory = "/dev/shm";
+    return fs::is_directory(inMemory) ? inMemory : fs::temp_directory_path();
+}
+
+} // namespace
+
 Scratch::Scratch() {
-    std::string name = std::filesystem::temp_directory_path() / "lantrix-bench-XXXXXX";
+    std::string name = placeForFiles() / "lantrix-bench-XXXXXX";
     if (::mkdtemp(&name[0]) == nullptr)
         failWithErrno(name.c_str());
     path_ = name;

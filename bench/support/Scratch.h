@@ -1,4 +1,5 @@
-// A folder for files of one run. Owns it: it is removed with the object, whatever is in it.
+// A folder for files of one run, in memory where the system has a place for that, so that no figure
+// is one of the medium. Owns it: it is removed with the object, whatever is in it.
 #ifndef BENCH_SUPPORT_SCRATCH_H
 #define BENCH_SUPPORT_SCRATCH_H
 

@@ -1,0 +1,90 @@
+#include "bench/across/Probe.h"
+
+#include "bench/across/FrameMover.h"
+#include "lantrix/LantrixClientAPI.h"
+
+#include <functional>
+#include <iostream>
+#include <map>
+#include <stdexcept>
+
+#include <fcntl.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+namespace bench {
+
+namespace {
+
+constexpr const char* thisProgram = "/proc/self/exe";
+
+void require(bool succeeded) {
+    if (!succeeded)
+        throw std::runtime_error("A call of the benchmark failed");
+}
+
+bool askForChildren(const LantrixServerHandle& server, std::size_t count) {
+    const LantrixNodeHandle node(server, std::to_string(count).c_str());
+    int told = 0;
+    return node.getNumChildren(told) && told == static_cast<int>(count);
+}
+
+} // namespace
+
+Probe::Pipe::Pipe() {
+    int ends[2];
+    if (::pipe2(ends, O_CLOEXEC) != 0)
+        failWithErrno("pipe");
+    reader = Socket(ends[0]);
+    writer = Socket(ends[1]);
+}
+
+Probe::Probe(const std::string& host, std::size_t bufferSize)
+    : process_(Process::running([&] {
+          ::dup2(orders_.reader.fd(), STDIN_FILENO);
+          ::dup2(answers_.writer.fd(), STDOUT_FILENO);
+          ::setenv("KV_LANTRIX_TCP_BUF_SIZE", std::to_string(bufferSize).c_str(), 1);
+          ::execl(thisProgram, thisProgram, "--probe", host.c_str(), nullptr);
+          failWithErrno(thisProgram);
+      })) {}
+
+Work Probe::moving(bool reads, std::size_t frameSize) {
+    return [this, reads, frameSize](int count) {
+        const std::string order = (reads ? "read " : "write ") + std::to_string(frameSize) + " " +
+                                  std::to_string(count) + "\n";
+        char answer = '\0';
+        if (::write(orders_.writer.fd(), order.data(), order.size()) < 0 ||
+            ::read(answers_.reader.fd(), &answer, 1) != 1)
+            throw std::runtime_error("The process with other buffer sizes has gone");
+    };
+}
+
+void runProbe(const std::string& host) {
+    const FrameIds ids = [](std::size_t) { return "frame"; };
+    const auto library = libraryFrames(host, ids, "");
+    const auto bare = bareExchange(host, ids);
+    const LantrixServerHandle server(host.c_str());
+    const std::map<std::string, std::function<void(std::size_t, int)>> actions{
+        {"read", [&](std::size_t size, int count) { library->read(size, count); }},
+        {"write", [&](std::size_t size, int count) { library->write(size, count); }},
+        {"bare-read", [&](std::size_t size, int count) { bare->read(size, count); }},
+        {"bare-write", [&](std::size_t size, int count) { bare->write(size, count); }},
+        {"ping",
+         [&](std::size_t, int count) {
+             while (count-- > 0)
+                 require(server.ping());
+         }},
+        {"children", [&](std::size_t size, int count) {
+             while (count-- > 0)
+                 require(askForChildren(server, size));
+         }}};
+    std::string what;
+    std::size_t size = 0;
+    int count = 0;
+    while (std::cin >> what >> size >> count) {
+        actions.at(what)(size, count);
+        std::cout << '.' << std::flush;
+    }
+}
+
+} // namespace bench
