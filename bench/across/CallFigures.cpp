@@ -123,7 +123,7 @@ const std::vector<Call>& calls() {
 // Of calls, or of the children that a call lists.
 std::string speedOf(const Samples& samples, const Call& call) {
     return call.children == 0 ? countText(samples.perSecond()) + "/s"
-                              : timeText(samples.perItem() / call.children) + " a child";
+                              : timeText(samples.perItem() / call.children) + "/child";
 }
 
 } // namespace

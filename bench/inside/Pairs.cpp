@@ -45,7 +45,7 @@ void enroll(const std::string& name, const std::function<void()>& body) {
 Row rowOf(const Pair& pair, const Medians& medians) {
     const double library = medians[pair.figure], yardstick = medians[yardstickOf(pair)];
     const auto cost = [&pair](double seconds) {
-        return timeText(seconds / pair.items) + " a " + pair.unit;
+        return timeText(seconds / pair.items) + "/" + pair.unit;
     };
     return {pair.figure, cost(library), pair.yardstickName + " " + cost(yardstick),
             ratioText(yardstick / library), pair.goal};
