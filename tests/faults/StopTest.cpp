@@ -53,6 +53,13 @@ std::string runStopped(Services& services, const Lateness& lateness, Millisecond
     return inTime ? "" : " ends after " + std::to_string(took.count()) + " ms";
 }
 
+// Connecting is not stopped: it is over before the call that is.
+std::string problemOfConnecting(const Exchange& exchange, Services& services) {
+    const std::string problem = problemOfRecovery(exchange, services, 0);
+    services.forgetOutputs();
+    return problem;
+}
+
 std::vector<Stop> stopsOfAllOperations() {
     std::vector<Stop> stops;
     for (const WireOperation& operation : wireOperations()) {
@@ -71,7 +78,11 @@ std::string runStalled(const Stop& stop, const Lateness& lateness) {
     const WireOperation& probe = probeAfter(stalled);
     ScriptedServer server;
     Services services(server.host());
-    Script script = {{stalled.received(), stalled.sent()}, gate, expect(stalled.unread())};
+    Script script = {expect(probe.request),
+                     reply(probe.reply),
+                     {stalled.received(), stalled.sent()},
+                     gate,
+                     expect(stalled.unread())};
     if (stalled.isFrame())
         script.push_back(awaitClose);
     else
@@ -79,8 +90,9 @@ std::string runStalled(const Stop& stop, const Lateness& lateness) {
     script.insert(script.end(), {expect(probe.request), reply(probe.reply)});
     stalled.operation->play(server, script);
 
-    std::string problem = runStopped(services, lateness, stop.moment,
-                                     [&] { return stalled.operation->run(services); });
+    std::string problem = problemOfConnecting(stalled, services);
+    problem += runStopped(services, lateness, stop.moment,
+                          [&] { return stalled.operation->run(services); });
     if (services.error != (stalled.isFrame() ? "Cannot read data on socket: Connection stopped"
                                              : methodOf(*stalled.operation) + " command stopped."))
         problem += " says '" + services.error + "'";
@@ -133,9 +145,10 @@ std::string runUnread(const WireOperation& request, Milliseconds moment, const L
     const WireOperation& probe = probeAfter(unread);
     ScriptedServer server;
     Services services(server.host());
-    request.play(server, {gate, cut, expect(probe.request), reply(probe.reply)});
-    std::string problem =
-        runStopped(services, lateness, moment, [&] { return request.run(services); });
+    request.play(server, {expect(probe.request), reply(probe.reply), gate, cut,
+                          expect(probe.request), reply(probe.reply)});
+    std::string problem = problemOfConnecting(unread, services);
+    problem += runStopped(services, lateness, moment, [&] { return request.run(services); });
     if (services.error != "Connection stopped")
         problem += " says '" + services.error + "'";
     server.openGate();
