@@ -211,8 +211,10 @@ private:
     std::size_t positionals_ = 0;
 };
 
-extern "C" void endQuietly(int) {
+extern "C" {
+static void endQuietly(int /*signal*/) {
     std::_Exit(0);
+}
 }
 
 // A person waits for the next character: after a second there is nothing to offer. Resolving a
