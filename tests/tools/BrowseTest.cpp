@@ -1,0 +1,116 @@
+// What the verbs print, and what they ask of the server.
+#include "tests/tools/ToolProgram.h"
+
+namespace {
+
+class BrowseTest : public ToolTest {
+protected:
+    BrowseTest() {
+        output({"mkdir", "-p", "/Library/Reel/day 1"});
+        output({"mkclip", shot_, "--format", "8x4x24@25", "--frames", "2"});
+        output({"mkclip", "/Library/Reel/show", "--format", "8x4x48", "--frames", "1", "--scan",
+                "field1_odd"});
+    }
+
+    const std::string shot_ = "/Library/Reel/shot";
+};
+
+TEST_F(BrowseTest, ListsAreFieldsBetweenTabs) {
+    const std::string longList = "clip\t2\t8x4x24x3@25 rgb8 progressive\tn4\tshot\n"
+                                 "clip\t1\t8x4x48x3@30 rgb16 field1_odd\tn5\tshow\n";
+    const std::pair<Words, std::string> cases[] = {
+        {{"ls"}, "Library\n"},
+        {{"ls", "/L*/Reel/sho?"}, "shot\nshow\n"},
+        {{"ls", "id=n2"}, "day 1\nshot\nshow\n"},
+        {{"ls", "-l", "/Library/Reel/s*"}, longList},
+        {{"tree", "/Library"},
+         host_ + ":/Library\n└── Reel\n    ├── day 1\n    ├── shot\n    └── show\n"},
+        {{"find", "--name", "sh*t"}, shot_ + "\n"},
+        {{"find", "/Library/Reel", "--kind", "folder"}, "/Library/Reel\n/Library/Reel/day 1\n"},
+        {{"du", "/Library", shot_}, "384\t3\t2\t/Library\n192\t2\t1\t" + shot_ + "\n"},
+        {{"frames", shot_, "--start-number", "1001", "-f", "1002-"},
+         "1002\tn4-f1\t" + scratch_ + "/server/nodes/n4/f1\n"},
+        {{"translate", "/a/b", "/c"}, "/a/b\t/a/b\n/c\t/c\n"},
+        {{"call", "GetChildren", "n1"}, "n2,Reel\n"},
+        {{"complete-words", "f"}, "find\nframes\n"},
+        {{"complete-words", "--", "tree", "--de"}, "--depth\n"},
+        {{"complete-words", "ls", "/Li"}, "/Library/\n"},
+        {{"complete-words", "get", "/Library/Reel/sh"}, shot_ + "\n/Library/Reel/show\n"}};
+    for (const auto& [words, expected] : cases)
+        EXPECT_EQ(expected, output(words)) << ::testing::PrintToString(words);
+}
+
+TEST_F(BrowseTest, JsonHasStableKeys) {
+    const std::tuple<Words, std::string, std::string> cases[] = {
+        {{"ls"}, "nodes", "id name "},
+        {{"ls", "-l"}, "nodes", "format frames id name type "},
+        {{"du"}, "use", "bytes clips frames path "},
+        {{"info"}, "", "host product protocol schema storageId vendor version "},
+        {{"bench", shot_}, "measurements", "count megabytesPerSecond perSecond seconds what "},
+        {{"tree"}, "", "children nodes path schema "}};
+    for (const auto& [words, rows, keys] : cases) {
+        const auto document = json(words);
+        EXPECT_EQ(1, document["schema"]);
+        std::string found;
+        for (const auto& entry : (rows.empty() ? document : document[rows][0]).items())
+            found += entry.key() + " ";
+        EXPECT_EQ(keys, found);
+    }
+}
+
+TEST_F(BrowseTest, AListCostsOneRequestBesidesTheWayThere) {
+    // Requests on the command connection, as --trace shows them.
+    const auto requests = [&](const Words& words) {
+        const std::string trace = run(Words{"--trace"} + words).errors, mark = " 7549 > sync 0 ";
+        std::string text;
+        for (std::size_t at = 0; (at = trace.find(mark, at)) != std::string::npos;) {
+            at += mark.size();
+            text += trace.substr(at, trace.find('\n', at) + 1 - at);
+        }
+        return text;
+    };
+    EXPECT_EQ("GetChildren n2\n", requests({"ls", "id=n2"}));
+    const std::string way = "GetRootNode \nGetChildren n0\n";
+    EXPECT_EQ(way + "GetChildren n1\nGetChildren n2\n", requests({"ls", "/Library/Reel"}));
+    EXPECT_EQ(way + "GetNodeType n1\nGetNodeTypeStr n1\n", requests({"ls", "-l"}));
+    const std::string errors = run({"--trace", "cat", "--raw", shot_, "-f", "0"}).errors;
+    for (const char* line : {" 7549 < ok n0\n", " 7550 < done, 96 bytes follow\n"})
+        EXPECT_NE(std::string::npos, errors.find(line)) << line << errors;
+}
+
+TEST_F(BrowseTest, ADryRunChangesNothing) {
+    write("frame", noise(96, 1));
+    const std::string before = output({"ls", "-l", "-R"});
+    for (const Words& words :
+         {Words{"mkdir", "-p", "/a/b"}, Words{"mkclip", "/a", "--format", "8x4x24"},
+          Words{"rm", "-r", "/Library"}, Words{"link", shot_, "/tmp/x"},
+          Words{"meta", "set", "/Library", "note", "text"}, Words{"put", "frame", shot_, "--raw"},
+          Words{"put", "frame", "/a", "--raw", "--format", "8x4x24"},
+          Words{"get", shot_, "x.#.png"}, Words{"cp", shot_, "/a"}, Words{"thumb", shot_, "x.png"},
+          Words{"sheet", shot_, "x.png"}, Words{"bench", "/Library"},
+          Words{"call", "DestroyNode", "n1"}}) {
+        EXPECT_EQ(0U, output(Words{"-n"} + words).find("would ")) << words[0];
+    }
+    EXPECT_EQ(before, output({"ls", "-l", "-R"}));
+    EXPECT_EQ("", output({"meta", "ls", "/Library"}));
+    EXPECT_EQ("frame ", files("."));
+    EXPECT_EQ(std::string(192, '\0'), output({"cat", shot_, "--raw"}));
+}
+
+TEST_F(BrowseTest, EditsDoWhatTheySay) {
+    const std::string text = "a \"b\" \\ \t é\nsecond line";
+    write("text", text + "\n");
+    output({"meta", "set", "/Library", "note", text});
+    output({"meta", "set", "/Library", "file", "--file", "text"});
+    EXPECT_EQ("file\nnote\n", output({"meta", "ls", "/Library"}));
+    EXPECT_EQ(text + "\n", output({"meta", "get", "/Library", "note"}));
+    EXPECT_EQ(text + "\n", json({"meta", "get", "/Library", "file"})["text"]);
+    EXPECT_EQ("removed " + host_ + ":" + shot_ + "\nremoved " + host_ + ":/Library/Reel/show\n",
+              run({"rm", "/Library/Reel/sho*"}).errors);
+    EXPECT_EQ("day 1\n", output({"ls", "/Library/Reel"}));
+    output({"rm", "-r", "-y", "/Library"});
+    EXPECT_NE("", output({"bench", "/", "--count", "2", "--format", "8x4x24"}));
+    EXPECT_EQ("", output({"ls"})); // what the bench made is gone again
+}
+
+} // namespace

@@ -1,0 +1,83 @@
+// Ends before the end: Ctrl-C, a time limit, a server that goes away; and going on from there.
+#include "tests/support/ScriptedServer.h"
+#include "tests/tools/ToolProgram.h"
+
+#include <functional>
+
+namespace {
+
+const Words get{"get", "/empty", "x.#.raw", "--raw", "--progress", "json"};
+const Words copy{"cp", "/empty", "/copy", "--progress", "json"};
+
+class InterruptTest : public ToolTest, public ::testing::WithParamInterface<Words> {
+protected:
+    InterruptTest() { output({"mkclip", "/empty", "--format", "64x64x24", "--frames", "1500"}); }
+    // Ends the transfer at its first frames; checks what it says and leaves, and resumes it.
+    void endHalfway(const Words& words, const std::function<void(ToolProgram&)>& end, int status,
+                    const std::string& reason) {
+        ToolProgram program(host_, folder_, words);
+        ASSERT_TRUE(program.awaitError("\"progress\""));
+        end(program);
+        const ToolResult result = program.finish();
+        EXPECT_EQ(status, result.status);
+        int done = 0;
+        const std::size_t at = result.errors.find("; ", result.errors.find(reason));
+        ASSERT_NE(std::string::npos, at) << result.errors;
+        const char* const rest = result.errors.c_str() + at;
+        EXPECT_EQ(1, std::sscanf(rest, "; %d of 1500 frames are done, --resume", &done)) << rest;
+        EXPECT_TRUE(done > 0 && done < 1500) << rest;
+        EXPECT_EQ(std::string::npos, files(".").find(".part-"));
+        serve();
+        output(words + Words{"--resume"}); // takes what is there for whole
+        EXPECT_EQ("", output(words[0] == "get" ? Words{"check", "/empty", "x.#.raw", "--raw"}
+                                               : Words{"check", "/empty", ":/copy"}));
+    }
+};
+
+TEST_P(InterruptTest, SaysHowFarItCameAndGoesOnFromThere) {
+    const auto interrupt = [](const ToolProgram& program) { program.signal(SIGINT); };
+    endHalfway(GetParam(), interrupt, 130, "lantrix: interrupted");
+}
+
+INSTANTIATE_TEST_SUITE_P(Transfers, InterruptTest,
+                         ::testing::Values(get, get + Words{"-j", "3"}, copy));
+
+TEST_F(InterruptTest, AServerThatGoesAwayLeavesWholeFilesOnly) {
+    const auto stop = [this](const ToolProgram&) { server_->stop(); };
+    endHalfway(get, stop, 5, "on " + host_ + ":7550");
+}
+
+TEST_F(ToolTest, ResumeSendsOnlyWhatIsNotThere) {
+    makeClip("plate", {"8x4x24"}, 96, 6);
+    write("plate.2", noise(96, 22));
+    write("plate.4", noise(96, 44));
+    const Words put{"put", "plate.#", "/plate", "--raw", "--resume"};
+    EXPECT_EQ(2 * 96, json(put)["bytes"]);
+    EXPECT_EQ(0, json(put)["bytes"]);
+    EXPECT_EQ(noise(96, 44), output({"cat", "/plate", "--raw", "-f", "4"}));
+    write("out.1", "kept as it is");
+    EXPECT_EQ(5, json({"get", "/plate", "out.#", "--raw", "--resume"})["frames"]);
+    EXPECT_EQ(noise(96, 5), read("out.5"));
+    fails(2, {"get", "/plate", "out.#", "--raw", "-f", "1"}, {"Replace 1 file?", "-y"});
+    EXPECT_EQ("kept as it is", read("out.1"));
+}
+
+// The server takes a request and never answers.
+TEST_F(ToolTest, ASilentServerIsLeftAtAnInterruptAndAfterTheTimeLimit) {
+    for (const bool isSignalled : {true, false}) {
+        ScriptedServer silent;
+        silent.commands({expect("sync 0 GetRootNode \n"), gate, awaitClose});
+        ToolProgram program(silent.host(), folder_,
+                            isSignalled ? Words{"ls"} : Words{"ls", "--timeout", "0.2"});
+        silent.awaitGate();
+        if (isSignalled)
+            program.signal(SIGINT);
+        silent.openGate();
+        const ToolResult result = program.finish();
+        EXPECT_EQ(isSignalled ? 130 : 5, result.status);
+        const char* const reason = isSignalled ? "interrupted\n" : "no answer within 0.2 s\n";
+        EXPECT_NE(std::string::npos, result.errors.find(reason)) << result.errors;
+    }
+}
+
+} // namespace

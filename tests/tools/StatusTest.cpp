@@ -1,0 +1,101 @@
+// Exit statuses and error texts, for people and for programs.
+#include "tests/support/ScriptedServer.h"
+#include "tests/tools/ToolProgram.h"
+
+namespace {
+
+class StatusTest : public ToolTest {
+protected:
+    StatusTest() {
+        makeClip("plate", {"8x4x24"}, 96, 3);
+        output({"mkdir", "/Library", "/Library/Reel"});
+    }
+};
+
+TEST_F(StatusTest, EachFailureHasItsStatusAndSaysWhatIsWrong) {
+    write("file", "");
+    fails(1, {"rm", "/Library"}, {"-r removes it"});
+    fails(2, {}, {"required"});
+    fails(2, {"lst"}, {"no verb 'lst'", "'ls'"});
+    fails(2, {"get", "/plate", "x.#.png", "-f", "2-1"}, {"'2-1' is no frame range"});
+    fails(2, {"mkdir", "/a,b"}, {"'a,b'"});
+    fails(2, {"mkclip", "/x", "--format", "8x8"}, {"'8x8' is no format"});
+    fails(2, {"rm", "-r", "/Library"}, {"-y"}); // nobody is there to be asked
+    fails(3, {"ls", "/Libary/Reel"}, {host_ + ":7549", "no 'Libary' in '/'", "'Library'?"});
+    fails(3, {"stat", "/Library/reel"}, {"no 'reel' in '/Library'", "'Reel'?"});
+    for (const char* verb : {"ls", "stat", "rm", "cat", "du", "find", "tree", "frames", "hash"})
+        fails(3, {verb, "id=n99"}, {"'n99'", host_ + ":7549"});
+    fails(3, {"put", "plate.#", "/none/x", "--raw", "--format", "8x4x24"}, {"'none'"});
+    fails(4, {"get", "/plate", "x.#.png", "-f", "2-3"}, {"frame 3", "frames 0-2"});
+    fails(4, {"put", "none.####.png", "/new"}, {"'none.####.png'"});
+    fails(4, {"meta", "get", "/plate", "none"}, {"stream 'none'"});
+    fails(5, {"ls", "127.0.0.0:/"}, {"127.0.0.0:7549"});
+    fails(6, {"call", "Nothing"}, {"Nothing", host_ + ":7549"});
+    fails(6, {"rm", "-y", "-r", "/"}, {"root"});
+    fails(8, {"put", "file", "/x"}, {"neither .png nor .exr"});
+    fails(8, {"get", "/plate", "file/x.#.png"}, {"'file/x.0.png'", "--resume"});
+    serve(4);
+    fails(7, {"meta", "set", "/plate", "note", "text"}, {"'note'", host_});
+    fails(7, {"link", "/plate", "/tmp/x"}, {"'/plate'", host_});
+    EXPECT_NE(std::string::npos, output({"doctor"}).find("2.4: too old to link clips"));
+}
+
+TEST_F(StatusTest, AClipIsNoFolderAndAFolderIsNoClip) {
+    for (const char* verb : {"get", "cat", "hash", "frames"})
+        fails(1, {verb, "/Library"}, {":/Library' is no clip"});
+    for (const char* verb : {"thumb", "sheet", "link", "check"})
+        fails(1, {verb, "/Library", "x.png"}, {":/Library' is no clip"});
+    fails(1, {"put", "--raw", "plate.#", "/Library"}, {":/Library' is no clip"});
+    for (const Words& words : {Words{"mkdir", "/plate/x"}, Words{"mkdir", "-p", "/plate/x/y"},
+                               Words{"mkclip", "/plate/x", "--format", "8x4x24"},
+                               Words{"put", "--raw", "plate.#", "/plate/x", "--format", "8x4x24"},
+                               Words{"cp", "/plate", "/plate/x"}})
+        fails(1, words, {":/plate' is a clip"});
+}
+
+TEST_F(StatusTest, DifferencesAreListed) {
+    output({"cp", "/plate", "/copy"});
+    EXPECT_EQ("", output({"check", "/copy", ":/plate"}));
+    write("plate.1", noise(96, 9));
+    const ToolResult result = run({"check", "/plate", "plate.#", "--raw"});
+    EXPECT_EQ(9, result.status);
+    const std::string hash = output({"hash", "/plate", "-f", "1"});
+    EXPECT_EQ(hash.substr(0, hash.size() - 1) + "\t", result.output.substr(0, hash.size()));
+    EXPECT_EQ(0, run({"check", "/plate", "plate.#", "--raw", "-f", "2"}).status);
+}
+
+// The server stores something else than it is sent.
+TEST_F(ToolTest, WrittenFramesAreReadBackToVerifyThem) {
+    const Step format{"sync 0 GetClipFormat c\n", "ok 1 1 24 3 3 1 30 rgb8 4 none \n"};
+    ScriptedServer server;
+    server.commands({call("GetNodeType c", "ok 1 0"), call("GetNodeTypeStr c", "ok Clip"), format,
+                     call("GetFrames c", "ok f"), awaitClose, call("GetFrames c", "ok f"), format,
+                     awaitClose});
+    server.frames({{std::string("WriteFrame\0f\0003\0RGB", 18), std::string(1, '\0')},
+                   {std::string("ReadFrame\0f\0003\0", 14), std::string("\0RGb", 4)},
+                   awaitClose});
+    write("frame", "RGB");
+    ToolProgram program(server.host(), folder_, {"put", "--raw", "--verify", "frame", "id=c"});
+    const ToolResult result = program.finish();
+    EXPECT_EQ(9, result.status);
+    EXPECT_NE(std::string::npos, result.errors.find("frame 0 reads back differently"));
+}
+
+TEST_F(StatusTest, ErrorsAreJsonOnRequestAndRedOnRequest) {
+    std::string error = run({"--json", "ls", "/Libary"}).errors;
+    auto json = nlohmann::json::parse(error);
+    EXPECT_EQ(1, json["schema"]);
+    EXPECT_EQ(R"({"host":")" + host_ +
+                  R"(","missing":"Libary","near":"Library","path":"/Libary",)"
+                  R"("port":7549,"status":3})",
+              (json["error"].erase("message"), json["error"].dump()));
+    EXPECT_EQ(2, nlohmann::json::parse(run({"ls", "--json", "--none"}).errors)["error"]["status"]);
+    // The details come from a worker process, too.
+    error = run({"get", "/plate", "none/x.#.png", "--json", "-j", "2"}).errors;
+    json = nlohmann::json::parse(error)["error"];
+    EXPECT_EQ("none/x.", json["file"].get<std::string>().substr(0, 7));
+    EXPECT_EQ(3, json["framesTotal"]);
+    fails(3, {"ls", "/x", "--color", "always"}, {"\x1b[31mlantrix:\x1b[0m "});
+}
+
+} // namespace
