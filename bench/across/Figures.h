@@ -6,11 +6,14 @@
 #include "bench/support/Curve.h"
 #include "bench/support/Report.h"
 
+#include <vector>
+
 namespace bench {
 
 /// Frames of all sizes, read and written. Below 1 MiB the bare exchange is the yardstick of rows,
-/// from there on the bare copy.
-Panel addFrameFigures(const Arena& arena, Placement placement, Report& report);
+/// from there on the bare copy. Adds a panel for each direction.
+void addFrameFigures(const Arena& arena, Placement placement, Report& report,
+                     std::vector<Panel>& panels);
 /// Round trips on the command connection.
 void addCallFigures(const Arena& arena, Report& report);
 /// The development server beside what a client can take, alone and with ten clients.

@@ -1,7 +1,7 @@
 #include "bench/across/Figures.h"
 
-#include <map>
 #include <string>
+#include <vector>
 
 namespace bench {
 
@@ -81,30 +81,36 @@ Heat measure(const Arena& arena, bool reads, std::size_t size, Placement placeme
     return heat;
 }
 
-} // namespace
-
-Panel addFrameFigures(const Arena& arena, Placement placement, Report& report) {
-    arena.place(placement);
-    std::map<std::string, Curve> curves;
-    for (const bool reads : {true, false})
-        for (const std::size_t size : curveSizes()) {
-            const Heat heat = measure(arena, reads, size, placement);
-            for (std::size_t i = 0; i < heat.size(); ++i)
-                curves[heat.name(i)].points.push_back({size, heat.rate(i)});
-            if (!hasRows(size, placement))
-                continue;
-            if (size < largeFrame)
-                addSmallFrameRows(heat, report);
-            else
-                addLargeFrameRows(heat, report);
-        }
-    Panel panel{placement == Placement::OneCore ? "both sides on one core" : "a core for each side",
+// The panel of one direction; rows go to the report.
+Panel addDirection(const Arena& arena, bool reads, Placement placement, Report& report) {
+    const bool oneCore = placement == Placement::OneCore;
+    Panel panel{std::string(reads ? "reading frames, " : "writing frames, ") +
+                    (oneCore ? "both sides on one core" : "a core for each side"),
                 {}};
-    for (auto& [name, curve] : curves) {
-        curve.name = name;
-        panel.curves.push_back(curve);
+    for (const std::size_t size : curveSizes()) {
+        const Heat heat = measure(arena, reads, size, placement);
+        panel.curves.resize(heat.size());
+        for (std::size_t i = 0; i < heat.size(); ++i) {
+            panel.curves[i].name = heat.name(i);
+            panel.curves[i].points.push_back({size, heat.rate(i)});
+        }
+        if (!hasRows(size, placement))
+            continue;
+        if (oneCore)
+            addSmallFrameRows(heat, report);
+        else
+            addLargeFrameRows(heat, report);
     }
     return panel;
+}
+
+} // namespace
+
+void addFrameFigures(const Arena& arena, Placement placement, Report& report,
+                     std::vector<Panel>& panels) {
+    arena.place(placement);
+    for (const bool reads : {true, false})
+        panels.push_back(addDirection(arena, reads, placement, report));
 }
 
 } // namespace bench

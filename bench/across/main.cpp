@@ -28,10 +28,10 @@ void measureAll(const std::filesystem::path& folder) {
     const Arena arena;
     Report report;
     std::vector<Panel> panels;
-    panels.push_back(addFrameFigures(arena, Placement::OneCore, report));
+    addFrameFigures(arena, Placement::OneCore, report, panels);
     addCallFigures(arena, report);
     report.print("Across it, both sides on one core");
-    panels.push_back(addFrameFigures(arena, Placement::TwoCores, report));
+    addFrameFigures(arena, Placement::TwoCores, report, panels);
     report.print("Across it, a core for each side");
     draw(folder / "throughput.svg", panels);
     addServerFigures(arena, report);

@@ -4,68 +4,72 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <sstream>
 
 namespace bench {
 
 namespace {
 
-constexpr double panelWidth = 560, panelHeight = 420;
-constexpr double left = 70, right = 20, top = 50, bottom = 60;
+constexpr double panelWidth = 560, plotHeight = 400;
+constexpr double left = 75, right = 30, top = 50, bottom = 50;
 constexpr double legendLine = 18;
-const char* const colours[] = {"#777777", "#000000", "#0072b2", "#d55e00", "#009e73",
-                               "#cc79a7", "#e69f00", "#56b4e9", "#7b3f00"};
+constexpr std::size_t columns = 2;
+constexpr double gridStep = 1e9;
+const char* const colours[] = {"#777777", "#000000", "#0072b2", "#d55e00", "#009e73", "#cc79a7"};
+
+const char* colourOf(std::size_t place) {
+    return colours[place % std::size(colours)];
+}
 
 class Drawing {
 public:
     explicit Drawing(const std::vector<Panel>& panels) {
-        for (const Panel& panel : panels)
+        for (const Panel& panel : panels) {
+            mostCurves_ = std::max(mostCurves_, panel.curves.size());
             for (const Curve& curve : panel.curves)
                 measure(curve);
-        highest_ = std::ceil(highest_ / 1e9) * 1e9;
-        for (const Panel& panel : panels) {
-            draw(panel);
-            ++column_;
         }
+        std::sort(sizes_.begin(), sizes_.end());
+        sizes_.erase(std::unique(sizes_.begin(), sizes_.end()), sizes_.end());
+        highest_ = std::ceil(highest_ / gridStep) * gridStep;
+        for (std::size_t i = 0; i < panels.size(); ++i)
+            draw(panels[i], static_cast<double>(i % columns), static_cast<double>(i / columns));
+        width_ = panelWidth * static_cast<double>(std::min(columns, panels.size()));
+        height_ = panelHeight() * std::ceil(static_cast<double>(panels.size()) / columns);
     }
 
     std::string picture() const {
-        const double legend = legendLine * static_cast<double>(names_.size() + 1);
         std::ostringstream out;
-        out << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" << column_ * panelWidth
-            << "\" height=\"" << panelHeight + legend
-            << "\" font-family=\"sans-serif\" font-size=\"12\">\n"
+        out << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" << width_ << "\" height=\""
+            << height_ << "\" font-family=\"sans-serif\" font-size=\"12\">\n"
             << "<rect width=\"100%\" height=\"100%\" fill=\"white\"/>\n"
-            << shapes_.str() << legendText() << "</svg>\n";
+            << shapes_.str() << "</svg>\n";
         return out.str();
     }
 
 private:
     void measure(const Curve& curve) {
-        if (std::find(names_.begin(), names_.end(), curve.name) == names_.end())
-            names_.push_back(curve.name);
         for (const Curve::Point& point : curve.points) {
-            sizes_.push_back(point.frameBytes);
+            sizes_.push_back(point.bytes);
             highest_ = std::max(highest_, point.bytesPerSecond);
         }
-        std::sort(sizes_.begin(), sizes_.end());
-        sizes_.erase(std::unique(sizes_.begin(), sizes_.end()), sizes_.end());
     }
 
+    double panelHeight() const {
+        return plotHeight + legendLine * (static_cast<double>(mostCurves_) + 1);
+    }
+
+    // Within the panel.
     double x(std::size_t bytes) const {
         const double first = std::log2(static_cast<double>(sizes_.front()));
         const double last = std::log2(static_cast<double>(sizes_.back()));
         const double part = (std::log2(static_cast<double>(bytes)) - first) / (last - first);
-        return column_ * panelWidth + left + part * (panelWidth - left - right);
+        return left + part * (panelWidth - left - right);
     }
 
     double y(double rate) const {
-        return panelHeight - bottom - rate / highest_ * (panelHeight - top - bottom);
-    }
-
-    const char* colourOf(const std::string& name) const {
-        const auto place = std::find(names_.begin(), names_.end(), name) - names_.begin();
-        return colours[static_cast<std::size_t>(place) % std::size(colours)];
+        return plotHeight - bottom - rate / highest_ * (plotHeight - top - bottom);
     }
 
     void text(double atX, double atY, const char* anchor, const std::string& words) {
@@ -73,51 +77,54 @@ private:
                 << words << "</text>\n";
     }
 
-    void gridLine(double x1, double y1, double x2, double y2) {
+    void line(double x1, double y1, double x2, double y2, const char* colour, int width) {
         shapes_ << "<line x1=\"" << x1 << "\" y1=\"" << y1 << "\" x2=\"" << x2 << "\" y2=\"" << y2
-                << "\" stroke=\"#dddddd\"/>\n";
+                << "\" stroke=\"" << colour << "\" stroke-width=\"" << width << "\"/>\n";
     }
 
-    void draw(const Panel& panel) {
+    void draw(const Panel& panel, double column, double row) {
+        shapes_ << "<g transform=\"translate(" << column * panelWidth << " " << row * panelHeight()
+                << ")\">\n";
+        text((x(sizes_.front()) + x(sizes_.back())) / 2, top / 2, "middle", panel.title);
+        drawGrid();
+        for (std::size_t place = 0; place < panel.curves.size(); ++place) {
+            drawCurve(panel.curves[place], colourOf(place));
+            drawLegend(panel.curves[place].name, place);
+        }
+        shapes_ << "</g>\n";
+    }
+
+    void drawGrid() {
+        const char* const gray = "#dddddd";
         const double first = x(sizes_.front()), last = x(sizes_.back());
-        text((first + last) / 2, top / 2, "middle", panel.title);
-        for (double rate = 0; rate <= highest_; rate += 1e9) {
-            gridLine(first, y(rate), last, y(rate));
+        for (double rate = 0; rate <= highest_; rate += gridStep) {
+            line(first, y(rate), last, y(rate), gray, 1);
             text(first - 8, y(rate) + 4, "end", rateText(rate));
         }
         for (const std::size_t size : sizes_) {
-            gridLine(x(size), y(0), x(size), y(highest_));
+            line(x(size), y(0), x(size), y(highest_), gray, 1);
             text(x(size), y(0) + 18, "middle", sizeText(size));
         }
-        for (const Curve& curve : panel.curves)
-            draw(curve);
     }
 
-    void draw(const Curve& curve) {
-        shapes_ << "<polyline fill=\"none\" stroke-width=\"2\" stroke=\"" << colourOf(curve.name)
+    void drawCurve(const Curve& curve, const char* colour) {
+        shapes_ << "<polyline fill=\"none\" stroke-width=\"2\" stroke=\"" << colour
                 << "\" points=\"";
         for (const Curve::Point& point : curve.points)
-            shapes_ << x(point.frameBytes) << "," << y(point.bytesPerSecond) << " ";
+            shapes_ << x(point.bytes) << "," << y(point.bytesPerSecond) << " ";
         shapes_ << "\"/>\n";
     }
 
-    std::string legendText() const {
-        std::ostringstream out;
-        double line = panelHeight;
-        for (const std::string& name : names_) {
-            out << "<line x1=\"" << left << "\" y1=\"" << line - 4 << "\" x2=\"" << left + 30
-                << "\" y2=\"" << line - 4 << "\" stroke-width=\"2\" stroke=\"" << colourOf(name)
-                << "\"/>\n<text x=\"" << left + 40 << "\" y=\"" << line << "\">" << name
-                << "</text>\n";
-            line += legendLine;
-        }
-        return out.str();
+    void drawLegend(const std::string& name, std::size_t place) {
+        const double atY = plotHeight + legendLine * static_cast<double>(place);
+        line(left, atY - 4, left + 30, atY - 4, colourOf(place), 2);
+        text(left + 40, atY, "start", name);
     }
 
-    std::vector<std::string> names_; // of the curves, in the order in which they were met
     std::vector<std::size_t> sizes_;
-    double highest_ = 0;
-    int column_ = 0; // of the panel that is being drawn
+    double highest_ = 0; // bytes per second, of all curves
+    std::size_t mostCurves_ = 0;
+    double width_ = 0, height_ = 0;
     std::ostringstream shapes_;
 };
 

@@ -1,5 +1,5 @@
-// Draws throughput over frame size as an SVG picture: one panel beside the other, a logarithmic
-// axis of sizes below, bytes per second upwards from zero.
+// Draws throughput over a size as an SVG picture: panels two by two, each with a logarithmic axis
+// of sizes below, bytes per second upwards from zero and a legend of its own.
 #ifndef BENCH_SUPPORT_CURVE_H
 #define BENCH_SUPPORT_CURVE_H
 
@@ -11,7 +11,7 @@ namespace bench {
 
 struct Curve {
     struct Point {
-        std::size_t frameBytes;
+        std::size_t bytes; ///< The size, not 0.
         double bytesPerSecond;
     };
     std::string name;
@@ -23,7 +23,8 @@ struct Panel {
     std::vector<Curve> curves;
 };
 
-/// The text of the picture. Curves of one name have one colour in all panels.
+/// The text of the picture. All panels have the same axes; a curve's colour is that of its place in
+/// its panel.
 std::string svgOf(const std::vector<Panel>& panels);
 
 } // namespace bench

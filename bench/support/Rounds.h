@@ -12,8 +12,8 @@ namespace bench {
 using Work = std::function<void(int count)>;
 
 struct Effort {
-    int rounds = 7;         ///< Of each contender.
-    double seconds = 0.035; ///< What one contender's turn should take.
+    int rounds = 9;        ///< Of each contender.
+    double seconds = 0.05; ///< What one contender's turn should take.
 };
 
 double median(std::vector<double> values);
