@@ -99,14 +99,16 @@ void FaultyRelay::Session::forward(Side side, std::size_t size, std::optional<Cu
         });
 }
 
+// Whoever is told that the plan has been carried out may release the stall at once.
 void FaultyRelay::Session::breakOff(Side side, std::size_t size, const Cut& cut) {
     if (cut.fault == Fault::Stall) {
         relay_.stalled_ = weak_from_this();
-        if (side == Side::Request)
-            return;
-        held_.emplace(reply_.buffer.data() + cut.offset, size - cut.offset);
-        return pump(side);
+        if (side == Side::Reply)
+            held_.emplace(reply_.buffer.data() + cut.offset, size - cut.offset);
+        relay_.fired_ = true;
+        return side == Side::Reply ? pump(side) : void();
     }
+    relay_.fired_ = true;
     std::error_code ignored;
     if (cut.fault == Fault::Reset)
         client_.set_option(asio::socket_base::linger(true, 0), ignored);
@@ -168,15 +170,10 @@ void FaultyRelay::arm(const Plan& plan) {
     fired_ = false;
 }
 
-bool FaultyRelay::fired() {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    return fired_;
-}
-
 bool FaultyRelay::disarm() {
     const std::lock_guard<std::mutex> lock(mutex_);
     plan_.reset();
-    return std::exchange(fired_, false);
+    return fired_.exchange(false);
 }
 
 void FaultyRelay::release() {
@@ -202,6 +199,5 @@ std::optional<FaultyRelay::Cut> FaultyRelay::cutOf(Channel channel, Side side, s
     }
     const Cut cut{plan_->fault, plan_->offset};
     plan_.reset();
-    fired_ = true;
     return cut;
 }

@@ -34,7 +34,7 @@ public:
     /// The next exchange on the plan's channel breaks.
     void arm(const Plan& plan);
     /// True once the plan has been carried out.
-    [[nodiscard]] bool fired();
+    [[nodiscard]] bool fired() const { return fired_; }
     /// Takes a plan back. True when it had been carried out.
     bool disarm();
     /// Ends a stall: delivers the rest of a command's reply and returns when the client's socket
@@ -60,9 +60,9 @@ private:
     const asio::ip::address server_;
     asio::ip::tcp::acceptor commands_;
     asio::ip::tcp::acceptor frames_;
-    std::mutex mutex_; // guards plan_ and fired_
+    std::mutex mutex_; // guards plan_
     std::optional<Plan> plan_;
-    bool fired_ = false;
+    std::atomic<bool> fired_{false};
     std::weak_ptr<Session> stalled_; // of the context's thread
     std::atomic<unsigned> connections_{0};
     std::atomic<std::size_t> bytes_{0};

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <iterator>
@@ -19,6 +20,7 @@ constexpr std::size_t shortestReply = 4;    // "ok \n"
 constexpr std::size_t shortestFrameRequest = 20;
 constexpr std::size_t faultsIn = 20; // one call in so many is broken
 constexpr auto pauseBetweenCalls = std::chrono::milliseconds(25);
+constexpr std::chrono::seconds patience(60); // with the last call
 const char* const streamName = "soak";
 
 std::size_t hashOf(const std::vector<char>& buffer) {
@@ -63,8 +65,12 @@ void SoakWorker::start() {
 
 void SoakWorker::finish() {
     finishing_ = true;
-    while (running_.valid() && running_.wait_for(pauseBetweenCalls) != std::future_status::ready)
+    const auto end = std::chrono::steady_clock::now() + patience;
+    while (running_.valid() && running_.wait_for(pauseBetweenCalls) != std::future_status::ready) {
         stopStalledCall();
+        if (!find(std::chrono::steady_clock::now() < end, "a call does not end"))
+            std::_Exit(1); // its thread can't be waited for
+    }
 }
 
 void SoakWorker::stopStalledCall() {
