@@ -78,6 +78,7 @@ private:
 
     static void runTool(std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(), LANTRIX_BENCH_TOOL);
+        arguments.emplace_back("-y"); // files of the turn before are replaced
         Process::executing(arguments).requireSuccess();
     }
 
