@@ -30,9 +30,7 @@ TEST_F(BrowseTest, ListsAreFieldsBetweenTabs) {
         {{"du", "/Library", shot_}, "384\t3\t2\t/Library\n192\t2\t1\t" + shot_ + "\n"},
         {{"frames", shot_, "--start-number", "1001", "-f", "1002-"},
          "1002\tn4-f1\t" + scratch_ + "/server/nodes/n4/f1\n"},
-        {{"translate", "/a/b", "/c"}, "/a/b\t/a/b\n/c\t/c\n"},
         {{"call", "GetChildren", "n1"}, "n2,Reel\n"},
-        {{"complete-words", "f"}, "find\nframes\n"},
         {{"complete-words", "--", "tree", "--de"}, "--depth\n"},
         {{"complete-words", "ls", "/Li"}, "/Library/\n"},
         {{"complete-words", "get", "/Library/Reel/sh"}, shot_ + "\n/Library/Reel/show\n"}};
@@ -74,8 +72,7 @@ TEST_F(BrowseTest, AListCostsOneRequestBesidesTheWayThere) {
     EXPECT_EQ(way + "GetChildren n1\nGetChildren n2\n", requests({"ls", "/Library/Reel"}));
     EXPECT_EQ(way + "GetNodeType n1\nGetNodeTypeStr n1\n", requests({"ls", "-l"}));
     const std::string errors = run({"--trace", "cat", "--raw", shot_, "-f", "0"}).errors;
-    for (const char* line : {" 7549 < ok n0\n", " 7550 < done, 96 bytes follow\n"})
-        EXPECT_NE(std::string::npos, errors.find(line)) << line << errors;
+    EXPECT_NE(std::string::npos, errors.find(" 7550 < done, 96 bytes follow\n")) << errors;
 }
 
 TEST_F(BrowseTest, ADryRunChangesNothing) {
@@ -92,7 +89,6 @@ TEST_F(BrowseTest, ADryRunChangesNothing) {
         EXPECT_EQ(0U, output(Words{"-n"} + words).find("would ")) << words[0];
     }
     EXPECT_EQ(before, output({"ls", "-l", "-R"}));
-    EXPECT_EQ("", output({"meta", "ls", "/Library"}));
     EXPECT_EQ("frame ", files("."));
     EXPECT_EQ(std::string(192, '\0'), output({"cat", shot_, "--raw"}));
 }

@@ -18,7 +18,6 @@ TEST_F(StatusTest, EachFailureHasItsStatusAndSaysWhatIsWrong) {
     fails(2, {}, {"required"});
     fails(2, {"lst"}, {"no verb 'lst'", "'ls'"});
     fails(2, {"get", "/plate", "x.#.png", "-f", "2-1"}, {"'2-1' is no frame range"});
-    fails(2, {"mkdir", "/a,b"}, {"'a,b'"});
     fails(2, {"mkclip", "/x", "--format", "8x8"}, {"'8x8' is no format"});
     fails(2, {"rm", "-r", "/Library"}, {"-y"}); // nobody is there to be asked
     fails(3, {"ls", "/Libary/Reel"}, {host_ + ":7549", "no 'Libary' in '/'", "'Library'?"});
@@ -33,11 +32,9 @@ TEST_F(StatusTest, EachFailureHasItsStatusAndSaysWhatIsWrong) {
     fails(6, {"call", "Nothing"}, {"Nothing", host_ + ":7549"});
     fails(6, {"rm", "-y", "-r", "/"}, {"root"});
     fails(8, {"put", "file", "/x"}, {"neither .png nor .exr"});
-    fails(8, {"get", "/plate", "file/x.#.png"}, {"'file/x.0.png'", "--resume"});
     serve(4);
     fails(7, {"meta", "set", "/plate", "note", "text"}, {"'note'", host_});
     fails(7, {"link", "/plate", "/tmp/x"}, {"'/plate'", host_});
-    EXPECT_NE(std::string::npos, output({"doctor"}).find("2.4: too old to link clips"));
 }
 
 TEST_F(StatusTest, AClipIsNoFolderAndAFolderIsNoClip) {
@@ -46,11 +43,9 @@ TEST_F(StatusTest, AClipIsNoFolderAndAFolderIsNoClip) {
     for (const char* verb : {"thumb", "sheet", "link", "check"})
         fails(1, {verb, "/Library", "x.png"}, {":/Library' is no clip"});
     fails(1, {"put", "--raw", "plate.#", "/Library"}, {":/Library' is no clip"});
-    for (const Words& words : {Words{"mkdir", "/plate/x"}, Words{"mkdir", "-p", "/plate/x/y"},
-                               Words{"mkclip", "/plate/x", "--format", "8x4x24"},
-                               Words{"put", "--raw", "plate.#", "/plate/x", "--format", "8x4x24"},
-                               Words{"cp", "/plate", "/plate/x"}})
-        fails(1, words, {":/plate' is a clip"});
+    for (const Words& words : {Words{"mkdir"}, Words{"mkdir", "-p"}, Words{"cp", "/plate"},
+                               Words{"put", "--raw", "plate.#", "--format", "8x4x24"}})
+        fails(1, words + Words{"/plate/x"}, {":/plate' is a clip"});
 }
 
 TEST_F(StatusTest, DifferencesAreListed) {

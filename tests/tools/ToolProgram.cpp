@@ -37,8 +37,10 @@ ToolProgram::ToolProgram(const std::string& host, const std::string& folder, con
 }
 
 ToolProgram::~ToolProgram() {
-    if (process_ > 0)
-        signal(SIGKILL), finish();
+    if (process_ > 0) {
+        signal(SIGKILL);
+        finish();
+    }
 }
 
 bool ToolProgram::awaitError(const std::string& text) {
@@ -112,10 +114,10 @@ void ToolTest::fails(int status, const Words& words, const Words& texts, rlim_t 
         EXPECT_NE(std::string::npos, result.errors.find(text)) << text;
 }
 
-void ToolTest::makeClip(const std::string& name, const Words& format, std::size_t frameSize,
-                        int frames) const {
-    for (int i = 0; i < frames; ++i)
-        write(name + "." + std::to_string(i), noise(frameSize, static_cast<unsigned>(i)));
+void ToolTest::makeClip(const std::string& name, const Words& format, std::size_t size,
+                        int count) const {
+    for (int i = 0; i < count; ++i)
+        write(name + "." + std::to_string(i), noise(size, static_cast<unsigned>(i)));
     output(Words{"put", "--raw", name + ".#", "/" + name, "--format"} + format);
 }
 

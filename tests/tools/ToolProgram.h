@@ -63,8 +63,7 @@ protected:
     void fails(int status, const Words& words, const Words& texts = {},
                rlim_t largestFile = RLIM_INFINITY) const;
     /// Makes the clip /NAME of raw frames, and leaves their bytes in files NAME.0, NAME.1, ...
-    void makeClip(const std::string& name, const Words& format, std::size_t frameSize,
-                  int frames) const;
+    void makeClip(const std::string& name, const Words& format, std::size_t size, int count) const;
 
     std::string path(const std::string& name) const { return folder_ + "/" + name; }
     std::string read(const std::string& name) const;
@@ -72,9 +71,7 @@ protected:
     /// The names of the files in a folder, in order, with a blank behind each.
     std::string files(const std::string& folder) const;
 
-    const std::string host_;
-    const std::string scratch_;
-    const std::string folder_;
+    const std::string host_, scratch_, folder_;
     std::unique_ptr<DevServer> server_;
 };
 
