@@ -103,6 +103,10 @@ std::vector<int> FrameRange::indices(int startNumber, int count) const {
     return indices;
 }
 
+std::string countText(std::size_t count, const std::string& noun) {
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
 std::string describeFrames(const std::vector<int>& numbers) {
     std::string text;
     for (std::size_t i = 0; i < numbers.size();) {

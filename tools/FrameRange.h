@@ -37,6 +37,8 @@ private:
     std::vector<Span> spans_; // none: all frames
 };
 
+/// "1 frame", "6 frames".
+[[nodiscard]] std::string countText(std::size_t count, const std::string& noun);
 /// Frame numbers as short text: runs joined, "0-4,7,9-12".
 [[nodiscard]] std::string describeFrames(const std::vector<int>& numbers);
 

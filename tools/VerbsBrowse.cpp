@@ -45,8 +45,8 @@ public:
     void add(const Address& address) {
         Session session(context_.options, address.host);
         for (const FoundNode& node : session.findAll(address)) {
-            if (isNamePattern(address.path())) {
-                addRow(session, node, node.address.name()); // a pattern lists what it matches
+            if (node.address.path() != address.path()) { // a pattern lists what it matches
+                addRow(session, node, node.address.name());
             } else {
                 addChildren(session, node, "", 0);
             }
@@ -280,9 +280,9 @@ void runFrames(Context& context, const FramesArguments& arguments) {
     context.output.table("frames", rows);
 }
 
-} // namespace
+// ---- on the command line
 
-void addBrowseVerbs(CLI::App& app, Context& context) {
+void addLs(CLI::App& app, Context& context) {
     const auto ls = std::make_shared<LsArguments>();
     CLI::App* verb =
         addVerb<LsArguments>(app, "ls", "List the children of a node, or what a pattern matches",
@@ -292,42 +292,63 @@ void addBrowseVerbs(CLI::App& app, Context& context) {
     verb->add_flag("-l,--long", ls->isLong,
                    "Kind, frames and format too: 2 requests more for each node, 4 for a clip");
     verb->add_flag("-R,--recursive", ls->recursive, "What lies below, too");
+}
 
+void addTree(CLI::App& app, Context& context) {
     const auto tree = std::make_shared<TreeArguments>();
-    verb = addVerb<TreeArguments>(
+    CLI::App* verb = addVerb<TreeArguments>(
         app, "tree", "Draw the tree below a node", "lantrix tree --depth 2 farm:/Library", tree,
         [&](const TreeArguments& arguments) { runTree(context, arguments); });
     verb->add_option("ADDRESS", tree->address, "The node; the root unless given");
     verb->add_option("--depth", tree->depth, "How many levels")->check(CLI::PositiveNumber);
+}
 
+void addStat(CLI::App& app, Context& context) {
     const auto stat = std::make_shared<StatArguments>();
-    verb = addVerb<StatArguments>(
+    CLI::App* verb = addVerb<StatArguments>(
         app, "stat", "Show all that is known of a node", "lantrix stat farm:/Library/Reel/plate",
         stat, [&](const StatArguments& arguments) { runStat(context, arguments); });
     verb->add_option("ADDRESS", stat->address, "The node")->required();
+}
 
+void addFind(CLI::App& app, Context& context) {
     const auto find = std::make_shared<FindArguments>();
-    verb = addVerb<FindArguments>(
+    CLI::App* verb = addVerb<FindArguments>(
         app, "find", "Find nodes by their name", "lantrix find /Library --name 'sh*' --kind clip",
         find, [&](const FindArguments& arguments) { runFind(context, arguments); });
     verb->add_option("ADDRESS", find->address, "Where to begin; the root unless given");
     verb->add_option("--name", find->name, "A shell pattern");
     verb->add_option("--kind", find->kind, "Only clips, or only what is none")
         ->check(CLI::IsMember({"clip", "folder"}));
+}
 
+void addDu(CLI::App& app, Context& context) {
     const auto du = std::make_shared<DuArguments>();
-    verb = addVerb<DuArguments>(app, "du", "Add up the frames below a node and their bytes",
-                                "lantrix du '/Library/*'", du,
-                                [&](const DuArguments& arguments) { runDu(context, arguments); });
+    CLI::App* verb = addVerb<DuArguments>(
+        app, "du", "Add up the frames below a node and their bytes", "lantrix du '/Library/*'", du,
+        [&](const DuArguments& arguments) { runDu(context, arguments); });
     verb->add_option("ADDRESS", du->addresses, "Nodes; the root unless given");
+}
 
+void addFrames(CLI::App& app, Context& context) {
     const auto frames = std::make_shared<FramesArguments>();
-    verb = addVerb<FramesArguments>(
+    CLI::App* verb = addVerb<FramesArguments>(
         app, "frames", "List the frames of a clip: number, id and file",
         "lantrix frames /Library/Reel/plate -f 0-9", frames,
         [&](const FramesArguments& arguments) { runFrames(context, arguments); });
     verb->add_option("CLIP", frames->address, "The clip")->required();
     addFrameOptions(*verb, frames->frames);
+}
+
+} // namespace
+
+void addBrowseVerbs(CLI::App& app, Context& context) {
+    addLs(app, context);
+    addTree(app, context);
+    addStat(app, context);
+    addFind(app, context);
+    addDu(app, context);
+    addFrames(app, context);
 }
 
 } // namespace tool

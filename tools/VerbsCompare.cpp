@@ -55,8 +55,9 @@ struct Comparison {
 void requireSameCount(const ClipPlace& place, std::size_t count, const std::string& others) {
     if (count != static_cast<std::size_t>(place.frames)) {
         throw Failure(Status::Differs,
-                      "'" + place.address.text() + "' has " + std::to_string(place.frames) +
-                          " frames, and there are " + std::to_string(count) + " " + others);
+                      "'" + place.address.text() + "' has " +
+                          countText(static_cast<std::size_t>(place.frames), "frame") +
+                          ", and there are " + std::to_string(count) + " " + others);
     }
 }
 
@@ -145,7 +146,8 @@ void runCheck(Context& context, const CheckArguments& arguments) {
                                            " frames of '" + place.address.text() +
                                            "' differ: " + describeFrames(numbers));
     }
-    context.output.note("check: " + count + " frames are the same");
+    context.output.note("check: " + countText(hashes.size(), "frame") +
+                        (hashes.size() == 1 ? " is the same" : " are the same"));
 }
 
 } // namespace

@@ -138,7 +138,7 @@ void runMkclip(Context& context, const MkclipArguments& arguments) {
     }
     format.setScanFormat(scan);
     const std::string what = address.text() + " (" + describeFormat(format) + ") with " +
-                             std::to_string(arguments.frames) + " frames";
+                             countText(static_cast<std::size_t>(arguments.frames), "frame");
     Session session(context.options, address.host);
     if (context.options.dryRun) {
         static_cast<void>(findParentOfNew(session, address));
@@ -228,7 +228,7 @@ void runLink(Context& context, const LinkArguments& arguments) {
         paths.emplace_back((isHere ? std::filesystem::absolute(file).string() : file).c_str());
     }
     const std::string what =
-        address.text() + " to " + std::to_string(paths.size()) + " files on the server";
+        address.text() + " to " + countText(paths.size(), "file") + " on the server";
     Session session(context.options, address.host);
     LantrixNodeHandle clip = session.findClip(address);
     if (context.options.dryRun) {
@@ -239,6 +239,54 @@ void runLink(Context& context, const LinkArguments& arguments) {
                  [&] { return clip.linkToFrames(paths.data(), static_cast<int>(paths.size())); });
     context.output.note("linked " + what);
     context.output.result({{"linked", address.path()}, {"files", paths.size()}});
+}
+
+// ---- on the command line
+
+void addMkdir(CLI::App& app, Context& context) {
+    const auto mkdir = std::make_shared<MkdirArguments>();
+    CLI::App* verb = addVerb<MkdirArguments>(
+        app, "mkdir", "Make nodes that hold others", "lantrix mkdir -p farm:/Library/Reel", mkdir,
+        [&](const MkdirArguments& arguments) { runMkdir(context, arguments); });
+    verb->add_option("ADDRESS", mkdir->addresses, "The new nodes")->required();
+    verb->add_option("--type", mkdir->type, "The server's name, or number, for the kind of node");
+    verb->add_flag("-p,--parents", mkdir->parents,
+                   "Make what is missing on the way; no error when it is there");
+}
+
+void addMkclip(CLI::App& app, Context& context) {
+    const auto mkclip = std::make_shared<MkclipArguments>();
+    CLI::App* verb = addVerb<MkclipArguments>(
+        app, "mkclip", "Make a clip",
+        "lantrix mkclip /Library/Reel/plate --format 1920x1080x24@25 --frames 100", mkclip,
+        [&](const MkclipArguments& arguments) { runMkclip(context, arguments); });
+    verb->add_option("ADDRESS", mkclip->address, "The new clip")->required();
+    verb->add_option("--format", mkclip->format,
+                     "WIDTHxHEIGHTxBITS[xCHANNELS][@RATE], bits being those of a whole pixel")
+        ->required();
+    verb->add_option("--frames", mkclip->frames, "How many frames")->check(CLI::NonNegativeNumber);
+    verb->add_option("--scan", mkclip->scan,
+                     "progressive, field1_odd, field1_even, field2_odd or field2_even");
+    verb->add_option("--tag", mkclip->tag, "The format tag: rgb8, rgb16f, rgb10, ...");
+}
+
+void addRm(CLI::App& app, Context& context) {
+    const auto rm = std::make_shared<RmArguments>();
+    CLI::App* verb =
+        addVerb<RmArguments>(app, "rm", "Remove nodes", "lantrix rm -r -y /Library/Reel/old*", rm,
+                             [&](const RmArguments& arguments) { runRm(context, arguments); });
+    verb->add_option("ADDRESS", rm->addresses, "The nodes")->required();
+    verb->add_flag("-r,--recursive", rm->recursive, "With all below; asks first, unless -y");
+}
+
+void addLink(CLI::App& app, Context& context) {
+    const auto link = std::make_shared<LinkArguments>();
+    CLI::App* verb = addVerb<LinkArguments>(
+        app, "link", "Make existing files of the server's host the frames of a clip",
+        "lantrix link /Library/Reel/plate /media/plate.*.raw", link,
+        [&](const LinkArguments& arguments) { runLink(context, arguments); });
+    verb->add_option("CLIP", link->address, "The clip")->required();
+    verb->add_option("FILE", link->files, "The files, as the server's host names them")->required();
 }
 
 } // namespace
@@ -271,43 +319,10 @@ LantrixNodeHandle makeClip(Session& session, const Address& address,
 }
 
 void addEditVerbs(CLI::App& app, Context& context) {
-    const auto mkdir = std::make_shared<MkdirArguments>();
-    CLI::App* verb = addVerb<MkdirArguments>(
-        app, "mkdir", "Make nodes that hold others", "lantrix mkdir -p farm:/Library/Reel", mkdir,
-        [&](const MkdirArguments& arguments) { runMkdir(context, arguments); });
-    verb->add_option("ADDRESS", mkdir->addresses, "The new nodes")->required();
-    verb->add_option("--type", mkdir->type, "The server's name, or number, for the kind of node");
-    verb->add_flag("-p,--parents", mkdir->parents,
-                   "Make what is missing on the way; no error when it is there");
-
-    const auto mkclip = std::make_shared<MkclipArguments>();
-    verb = addVerb<MkclipArguments>(
-        app, "mkclip", "Make a clip",
-        "lantrix mkclip /Library/Reel/plate --format 1920x1080x24@25 --frames 100", mkclip,
-        [&](const MkclipArguments& arguments) { runMkclip(context, arguments); });
-    verb->add_option("ADDRESS", mkclip->address, "The new clip")->required();
-    verb->add_option("--format", mkclip->format,
-                     "WIDTHxHEIGHTxBITS[xCHANNELS][@RATE], bits being those of a whole pixel")
-        ->required();
-    verb->add_option("--frames", mkclip->frames, "How many frames")->check(CLI::NonNegativeNumber);
-    verb->add_option("--scan", mkclip->scan,
-                     "progressive, field1_odd, field1_even, field2_odd or field2_even");
-    verb->add_option("--tag", mkclip->tag, "The format tag: rgb8, rgb16f, rgb10, ...");
-
-    const auto rm = std::make_shared<RmArguments>();
-    verb =
-        addVerb<RmArguments>(app, "rm", "Remove nodes", "lantrix rm -r -y /Library/Reel/old*", rm,
-                             [&](const RmArguments& arguments) { runRm(context, arguments); });
-    verb->add_option("ADDRESS", rm->addresses, "The nodes")->required();
-    verb->add_flag("-r,--recursive", rm->recursive, "With all below; asks first, unless -y");
-
-    const auto link = std::make_shared<LinkArguments>();
-    verb = addVerb<LinkArguments>(
-        app, "link", "Make existing files of the server's host the frames of a clip",
-        "lantrix link /Library/Reel/plate /media/plate.*.raw", link,
-        [&](const LinkArguments& arguments) { runLink(context, arguments); });
-    verb->add_option("CLIP", link->address, "The clip")->required();
-    verb->add_option("FILE", link->files, "The files, as the server's host names them")->required();
+    addMkdir(app, context);
+    addMkclip(app, context);
+    addRm(app, context);
+    addLink(app, context);
 }
 
 } // namespace tool

@@ -57,7 +57,8 @@ void runList(Context& context, const MetaArguments& arguments) {
         throw failure;
     }
     const std::string near = nearestName(stream, names);
-    throw Failure(Status::FrameMissing, "there is no stream '" + stream + "' on " + session.host() +
+    throw Failure(Status::FrameMissing, "there is no stream '" + stream + "' on " +
+                                            session.place() +
                                             (near.empty() ? "" : "; did you mean '" + near + "'?") +
                                             " (" + failure.what() + ")")
         .with("host", session.host())

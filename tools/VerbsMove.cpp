@@ -57,10 +57,11 @@ ClipPlace provideClip(Session& session, const Address& address, const Destinatio
 std::string provideText(const Address& address, const Destination& destination, int count) {
     if (!destination.existing) {
         return "make " + address.text() + " (" + describeFormat(destination.format) + ") with " +
-               std::to_string(count) + " frames and ";
+               countText(static_cast<std::size_t>(count), "frame") + " and ";
     }
     return destination.existing->frames < count
-               ? "give " + address.text() + " " + std::to_string(count) + " frames and "
+               ? "give " + address.text() + " " +
+                     countText(static_cast<std::size_t>(count), "frame") + " and "
                : "";
 }
 
@@ -216,7 +217,7 @@ void settleExisting(Context& context, std::vector<FrameStep>& steps, bool resume
     }
     const auto count = std::count_if(steps.begin(), steps.end(), isThere);
     if (count > 0 && !context.options.dryRun) {
-        confirm(context, "Replace " + std::to_string(count) + " files that are there?");
+        confirm(context, "Replace " + countText(static_cast<std::size_t>(count), "file") + "?");
     }
 }
 
@@ -284,7 +285,7 @@ void runCp(Context& context, const CpArguments& arguments) {
     }
     if (options.dryRun) {
         context.output.wouldDo({provideText(toAddress, destination, count) + "copy " +
-                                std::to_string(count) + " frames of " + from.address.text()});
+                                countText(indices.size(), "frame") + " of " + from.address.text()});
         return;
     }
     const ClipPlace to = provideClip(*session, toAddress, destination, count);
@@ -354,9 +355,9 @@ void addMissingOption(CLI::App& verb, std::string& missing) {
         ->check(CLI::IsMember({"error", "hold", "black"}));
 }
 
-} // namespace
+// ---- on the command line
 
-void addMoveVerbs(CLI::App& app, Context& context) {
+void addGet(CLI::App& app, Context& context) {
     const auto get = std::make_shared<GetArguments>();
     CLI::App* verb = addVerb<GetArguments>(
         app, "get", "Write the frames of a clip to image files",
@@ -370,9 +371,11 @@ void addMoveVerbs(CLI::App& app, Context& context) {
     verb->add_flag("--raw", get->raw, "The bytes of the frames as they are");
     verb->add_flag("--verify", get->verify, "Read each file back and compare");
     verb->add_flag("--resume", get->resume, "Leave out the files that are there");
+}
 
+void addPut(CLI::App& app, Context& context) {
     const auto put = std::make_shared<PutArguments>();
-    verb = addVerb<PutArguments>(
+    CLI::App* verb = addVerb<PutArguments>(
         app, "put", "Write image files to a clip, which is made when it is missing",
         "lantrix put shot.####.png farm:/Library/Reel/plate --start-number 1001 --verify", put,
         [&](const PutArguments& arguments) { runPut(context, arguments); });
@@ -389,9 +392,11 @@ void addMoveVerbs(CLI::App& app, Context& context) {
     verb->add_flag("--raw", put->raw, "Each file holds the bytes of one frame");
     verb->add_flag("--verify", put->verify, "Read each frame back and compare");
     verb->add_flag("--resume", put->resume, "Leave out the frames that the server has already");
+}
 
+void addCp(CLI::App& app, Context& context) {
     const auto cp = std::make_shared<CpArguments>();
-    verb = addVerb<CpArguments>(
+    CLI::App* verb = addVerb<CpArguments>(
         app, "cp", "Copy frames to another clip, on the same server or another one",
         "lantrix cp farm:/Library/Reel/plate vault:/Archive/plate -f 0-99", cp,
         [&](const CpArguments& arguments) { runCp(context, arguments); });
@@ -400,9 +405,11 @@ void addMoveVerbs(CLI::App& app, Context& context) {
     addFrameOptions(*verb, cp->frames);
     verb->add_flag("--verify", cp->verify, "Read each frame back and compare");
     verb->add_flag("--resume", cp->resume, "Leave out the frames that are there already");
+}
 
+void addCat(CLI::App& app, Context& context) {
     const auto cat = std::make_shared<CatArguments>();
-    verb = addVerb<CatArguments>(
+    CLI::App* verb = addVerb<CatArguments>(
         app, "cat", "Write frames to standard output, as PAM images or raw",
         "lantrix cat :/Library/Reel/plate | ffmpeg -f image2pipe -c:v pam -i - plate.mov", cat,
         [&](const CatArguments& arguments) { runCat(context, arguments); });
@@ -411,6 +418,15 @@ void addMoveVerbs(CLI::App& app, Context& context) {
     addMissingOption(*verb, cat->missing);
     CLI::Option* pam = verb->add_flag("--pam", cat->pam, "PAM images, as without it");
     verb->add_flag("--raw", cat->raw, "The bytes of the frames as they are")->excludes(pam);
+}
+
+} // namespace
+
+void addMoveVerbs(CLI::App& app, Context& context) {
+    addGet(app, context);
+    addPut(app, context);
+    addCp(app, context);
+    addCat(app, context);
 }
 
 } // namespace tool

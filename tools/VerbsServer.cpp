@@ -273,37 +273,46 @@ void runTranslate(Context& context, const TranslateArguments& arguments) {
     context.output.table("paths", rows);
 }
 
-} // namespace
+// ---- on the command line
 
-void addServerVerbs(CLI::App& app, Context& context) {
+void addPing(CLI::App& app, Context& context) {
     const auto ping = std::make_shared<HostArguments>();
     CLI::App* verb =
         addVerb<HostArguments>(app, "ping", "Measure one round trip", "lantrix ping farm", ping,
                                [&](const HostArguments& given) { runPing(context, given); });
     verb->add_option("HOST", ping->host, "The server");
+}
 
+void addInfo(CLI::App& app, Context& context) {
     const auto info = std::make_shared<HostArguments>();
-    verb = addVerb<HostArguments>(app, "info", "Show what the server says of itself",
-                                  "lantrix info farm --json", info,
-                                  [&](const HostArguments& given) { runInfo(context, given); });
+    CLI::App* verb = addVerb<HostArguments>(
+        app, "info", "Show what the server says of itself", "lantrix info farm --json", info,
+        [&](const HostArguments& given) { runInfo(context, given); });
     verb->add_option("HOST", info->host, "The server");
+}
 
+void addDoctor(CLI::App& app, Context& context) {
     const auto doctor = std::make_shared<HostArguments>();
-    verb = addVerb<HostArguments>(app, "doctor",
-                                  "Find out what keeps a server from being reached, and what to do",
-                                  "lantrix doctor farm", doctor,
-                                  [&](const HostArguments& given) { runDoctor(context, given); });
+    CLI::App* verb = addVerb<HostArguments>(
+        app, "doctor", "Find out what keeps a server from being reached, and what to do",
+        "lantrix doctor farm", doctor,
+        [&](const HostArguments& given) { runDoctor(context, given); });
     verb->add_option("HOST", doctor->host, "The server");
+}
 
+void addCall(CLI::App& app, Context& context) {
     const auto call = std::make_shared<CallArguments>();
-    verb = addVerb<CallArguments>(app, "call", "Send one command as it is and print its reply",
-                                  "lantrix call --host farm GetChildren 0", call,
-                                  [&](const CallArguments& given) { runCall(context, given); });
+    CLI::App* verb =
+        addVerb<CallArguments>(app, "call", "Send one command as it is and print its reply",
+                               "lantrix call --host farm GetChildren 0", call,
+                               [&](const CallArguments& given) { runCall(context, given); });
     verb->add_option("METHOD", call->method, "The method's name")->required();
     verb->add_option("ARGUMENTS", call->words, "Joined by blanks");
+}
 
+void addTranslate(CLI::App& app, Context& context) {
     const auto translate = std::make_shared<TranslateArguments>();
-    verb = addVerb<TranslateArguments>(
+    CLI::App* verb = addVerb<TranslateArguments>(
         app, "translate", "Translate file paths from one host's view to another's",
         "lantrix translate /media/plate.0001.dpx --to-os WindowsNT", translate,
         [&](const TranslateArguments& given) { runTranslate(context, given); });
@@ -314,6 +323,16 @@ void addServerVerbs(CLI::App& app, Context& context) {
         CLI::IsMember({"Unknown", "Irix", "Linux", "WindowsNT", "MacOSX"}, CLI::ignore_case);
     verb->add_option("--from-os", translate->fromOs, "Its operating system")->check(systems);
     verb->add_option("--to-os", translate->toOs, "Its operating system")->check(systems);
+}
+
+} // namespace
+
+void addServerVerbs(CLI::App& app, Context& context) {
+    addPing(app, context);
+    addInfo(app, context);
+    addDoctor(app, context);
+    addCall(app, context);
+    addTranslate(app, context);
 }
 
 } // namespace tool

@@ -110,11 +110,11 @@ private:
     bool receive(std::string& pending) {
         constexpr int milliseconds = 50;
         pollfd entry{pipe_[0], POLLIN, 0};
-        while (::poll(&entry, 1, milliseconds) <= 0) {
+        do {
             if (wasInterrupted()) {
                 endWorkers();
             }
-        }
+        } while (::poll(&entry, 1, milliseconds) <= 0);
         char buffer[65536];
         const ssize_t size = ::read(pipe_[0], buffer, sizeof buffer);
         if (size < 0) {
