@@ -36,9 +36,10 @@ public:
 
     void addRows(Report& report) const {
         for (std::size_t i = 1; i < samples_.size(); ++i)
-            report.add({title() + ", buffers of " + sizeText(bufferSizes[i]), rateText(rate(i)),
-                        "system's own buffers " + rateText(rate(0)), ratioText(rate(i) / rate(0)),
-                        ""});
+            report.add({title() + " " + sizeText(frameSizeFor(bufferSizes[i])) + ", buffers of " +
+                            sizeText(bufferSizes[i]),
+                        rateText(rate(i)), "system's own buffers " + rateText(rate(0)),
+                        ratioText(rate(i) / rate(0)), ""});
     }
 
     void addCurves(Panel& panel) const {
