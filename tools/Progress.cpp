@@ -31,8 +31,8 @@ Progress::Progress(const Options& options, std::string what, std::size_t total)
     : mode_(modeOf(options)), what_(std::move(what)), total_(total) {}
 
 Progress::~Progress() {
-    if (mode_ == Mode::Bar && done_ > 0) {
-        std::fputc('\n', stderr);
+    if (mode_ == Mode::Bar && done_ > 0 && done_ < total_) {
+        std::fputc('\n', stderr); // of a bar that was left before its end
     }
 }
 
@@ -56,9 +56,11 @@ void Progress::showBar(double seconds) const {
     const std::size_t filled = total_ == 0 ? width : width * done_ / total_;
     const double left =
         perSecond(static_cast<double>(total_ - done_) * seconds, static_cast<double>(done_));
-    std::fprintf(stderr, "\r%s [%s%s] %zu/%zu frames  %.1f MB/s  %.0f s left \x1b[K", what_.c_str(),
-                 std::string(filled, '#').c_str(), std::string(width - filled, '.').c_str(), done_,
-                 total_, perSecond(static_cast<double>(bytes_) / megabyte, seconds), left);
+    std::fprintf(stderr, "\r%s [%s%s] %zu/%zu frames  %.1f MB/s  %.0f s left \x1b[K%s",
+                 what_.c_str(), std::string(filled, '#').c_str(),
+                 std::string(width - filled, '.').c_str(), done_, total_,
+                 perSecond(static_cast<double>(bytes_) / megabyte, seconds), left,
+                 done_ == total_ ? "\n" : "");
     std::fflush(stderr);
 }
 
