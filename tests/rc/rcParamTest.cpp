@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+#include <string>
+#include <utility>
+
 namespace {
 
 TEST(rcParam, TableBuildsParametersThatConvertText) {
@@ -22,6 +26,24 @@ TEST(rcParam, TableBuildsParametersThatConvertText) {
         EXPECT_STREQ(each.name, each.type.name());
         parameters[1].setStringValue(each.set);
         EXPECT_EQ(each.got, parameters[1].stringValue());
+    }
+}
+
+TEST(rcParam, EachTypeTakesAndGivesItsOwnKindOnly) {
+    const std::pair<const rcParam::Type&, const char*> cases[] = {
+        {rcParamVoid::TYPE, "0 0 0.000000 0"}, {rcParamInt::TYPE, "7 0 0.000000 0"},
+        {rcParamLong::TYPE, "0 8 0.000000 0"}, {rcParamFloat::TYPE, "0 0 1.500000 0"},
+        {rcParamBool::TYPE, "0 0 0.000000 1"}, {rcParamString::TYPE, "0 0 0.000000 0"}};
+    for (const auto& [type, values] : cases) {
+        const std::unique_ptr<rcParam> parameter(type.alloc());
+        parameter->setIntValue(7);
+        parameter->setLongValue(8);
+        parameter->setFloatValue(1.5F);
+        parameter->setBoolValue(true);
+        EXPECT_EQ(values, std::to_string(parameter->intValue()) + " " +
+                              std::to_string(parameter->longValue()) + " " +
+                              std::to_string(parameter->floatValue()) + " " +
+                              std::to_string(parameter->boolValue()));
     }
 }
 

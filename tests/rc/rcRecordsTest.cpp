@@ -89,4 +89,11 @@ TEST(rcResult, ReplyLinesParseHoweverTheyAreSplit) {
     }
 }
 
+TEST(rcResult, ReplyLineIsBuiltFromItsFields) {
+    rcResult result;
+    result.setCode(rcResult::Error);
+    result.setValue("a\tb");
+    EXPECT_EQ("error a\\tb\n", result.escapedCommand());
+}
+
 } // namespace

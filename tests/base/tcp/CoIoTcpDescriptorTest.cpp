@@ -58,6 +58,7 @@ TEST(CoIoTcpDescriptor, RefusedOptionsAreLoggedWithTheirPlace) {
     CoIoTcpDescriptor::setSendBufferSizeSocketOption(-1, 1);
     CoIoTcpDescriptor::setReceiveBufferSizeSocketOption(-1, 1);
     CoIoTcpDescriptor descriptor(-1);
+    descriptor.init(); // does nothing
     EXPECT_FALSE(descriptor.setNonBlocking(-1, true));
     EXPECT_STREQ("Couldn't set socket as nonblocking: Bad file descriptor", descriptor.lastError());
     EXPECT_EQ("error CoIoTcpDescriptor_MACOSX:190 Cannot set socket option: Bad file descriptor\n"
