@@ -73,6 +73,9 @@ TEST_F(CoIoDescriptorTest, ClosedDescriptorRefusesAndNeverWaits) {
     EXPECT_STREQ("Not connected.", descriptor.lastError());
     EXPECT_EQ(-1, descriptor.nonBlockingWrite("data", 4));
     EXPECT_EQ(0, descriptor.nonBlockingRead(buffer, 4));
+    descriptor.setId(1 << 20); // a number that names none
+    EXPECT_EQ(-1, descriptor.blockingRead(buffer, 4));
+    EXPECT_STREQ(std::strerror(EBADF), descriptor.lastError());
 }
 
 TEST_F(CoIoDescriptorTest, ReadLineCutsALongLineAndConsumesItWhole) {
