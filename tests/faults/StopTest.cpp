@@ -193,11 +193,11 @@ TEST(StopStorm, HurtsNothingWhileTheServerBreaksConnections) {
         }
     });
     int successes = 0, failures = 0;
-    while (Clock::now() < end) {
+    do {
         handles.clip = LantrixNodeHandle(handles.server, "clip");
         for (const PublicOperation& operation : publicOperations())
             ++(operation.call(handles) ? successes : failures);
-    }
+    } while (Clock::now() < end);
     ending = true;
     stopper.join();
     server.breakConnections(false);
