@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <memory>
 
 namespace {
@@ -151,18 +152,23 @@ bool LantrixFindChild(const LantrixNodeHandle& parent, const char* name,
     if (name == nullptr)
         return false;
     return parent.serverImp().attempt([&] {
-        // A copy, so that result may be the parent.
-        const LantrixNodeHandle node(parent); // NOLINT(performance-unnecessary-copy-initialization)
+        // The parent's own cache stays stale, and result may be the parent.
+        const LantrixNodeHandle asking(parent.getServer(), parent.getNodeId());
+        const LantrixNodeHandle& node = parent.imp().childrenStale_ ? asking : parent;
         int count = 0;
-        if (!node.getNumChildren(count))
+        if (!node.getNumChildren(count) || count == 0)
             return false;
-        for (int i = 0; i < count; ++i) {
-            if (!node.getChild(i, result))
-                return false;
-            if (std::strcmp(result.imp().displayName_.c_str(), name) == 0)
-                return true;
-        }
-        return false;
+        const auto& children = node.imp().children_;
+        const auto found =
+            std::find_if(children.begin(), children.end(), [name](const auto& child) {
+                return std::strcmp(child.first.c_str(), name) == 0;
+            });
+        const bool isFound = found != children.end();
+        // result names the last child that was looked at; past the first one, what it knew is gone.
+        const auto last = isFound ? found : std::prev(children.end());
+        const bool isFirst = last == children.begin();
+        result.imp().become(*last, parent.getServer(), isFirst);
+        return isFound;
     });
 }
 

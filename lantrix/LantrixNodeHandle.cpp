@@ -163,13 +163,7 @@ bool LantrixNodeHandle::getChild(int index, LantrixNodeHandle& child) const {
             return false;
         if (!holds(imp().children_, index))
             return server.fail("Child node index out of range");
-        // Copies, for the child may be this handle, whose state goes with the new id.
-        const LantrixServerHandle& handle = getServer();
-        auto info = imp().children_[static_cast<std::size_t>(index)];
-        child.setNodeId(info.second.c_str());
-        child.setServer(handle);
-        lantrixRequireStored(child.getNodeId(), info.second.c_str());
-        child.imp().knowDisplayName(std::move(info.first));
+        child.imp().become(imp().children_[static_cast<std::size_t>(index)], getServer(), true);
         return true;
     });
 }

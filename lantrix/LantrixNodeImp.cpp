@@ -1,5 +1,6 @@
 #include "lantrix/LantrixNodeImp.h"
 
+#include "lantrix/LantrixReplyText.h"
 #include "lantrix/LantrixServerImp.h"
 
 #include <cstring>
@@ -78,6 +79,18 @@ void LantrixNodeImp::setId(const LantrixNodeId& id) {
 
 void LantrixNodeImp::forget() {
     *this = LantrixNodeImp(*server_, id_);
+}
+
+void LantrixNodeImp::become(LantrixNodeInterface::NodeInfo child, const LantrixServerHandle& server,
+                            bool keeps) {
+    const LantrixNodeId id(child.second.c_str());
+    lantrixRequireStored(id, child.second.c_str());
+    if (!keeps)
+        forget();
+    setId(id);
+    server_ = &server;
+    lantrixRequireStored(id_, child.second.c_str());
+    knowDisplayName(std::move(child.first));
 }
 
 void LantrixNodeImp::knowDisplayName(std::string name) {

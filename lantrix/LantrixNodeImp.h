@@ -31,6 +31,10 @@ public:
     void setId(const LantrixNodeId& id);
     /// Forgets everything but id and server.
     void forget();
+    /// Makes the state name a child of another node, with its display name. \p keeps: what is known
+    /// stays where setId() would keep it; otherwise all is forgotten.
+    void become(LantrixNodeInterface::NodeInfo child, const LantrixServerHandle& server,
+                bool keeps);
     /// Remembers the display name without asking.
     void knowDisplayName(std::string name);
 

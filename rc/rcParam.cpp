@@ -4,6 +4,7 @@
 
 #include <cfloat>
 #include <cstdlib>
+#include <cstring>
 
 #include <strings.h>
 
@@ -155,12 +156,13 @@ rcParamStringToEscapedString::rcParamStringToEscapedString(const char* text) {
     if (text == nullptr)
         return;
     push_back('"');
-    for (; *text != '\0'; ++text) {
-        if (*text == '"' || *text == '\\')
-            push_back('\\');
-        push_back(*text);
+    for (std::size_t run = std::strcspn(text, "\"\\"); text[run] != '\0';
+         run = std::strcspn(text, "\"\\")) {
+        append(text, run).push_back('\\');
+        push_back(text[run]);
+        text += run + 1;
     }
-    push_back('"');
+    append(text).push_back('"');
 }
 
 rcParamEscapedStringToString::rcParamEscapedStringToString(const char* text) {

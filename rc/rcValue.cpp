@@ -17,17 +17,15 @@ char unescaped(char c) {
     }
 }
 
-// The letter that follows the backslash of an escaped byte, or 0 for a byte that needs none.
+// The letter that follows the backslash of an escaped byte.
 char escapeLetter(char c) {
     switch (c) {
     case '\t':
         return 't';
     case '\n':
         return 'n';
-    case '\\':
-        return '\\';
     default:
-        return '\0';
+        return '\\';
     }
 }
 
@@ -83,13 +81,15 @@ void rcValue::appendEscaped(const char* data, std::size_t size) {
 std::string rcValue::escapedValue() const {
     std::string escaped;
     escaped.reserve(value_.size());
-    for (const char* p = value_.c_str(); *p != '\0'; ++p) {
-        const char letter = escapeLetter(*p);
-        if (letter != '\0')
-            escaped.push_back('\\');
-        escaped.push_back(letter != '\0' ? letter : *p);
+    for (const char* rest = value_.c_str();;) {
+        const std::size_t run = std::strcspn(rest, "\t\n\\");
+        escaped.append(rest, run);
+        rest += run;
+        if (*rest == '\0')
+            return escaped;
+        escaped.push_back('\\');
+        escaped.push_back(escapeLetter(*rest++));
     }
-    return escaped;
 }
 
 void rcValue::setValue(const char* value) {
