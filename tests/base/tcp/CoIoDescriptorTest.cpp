@@ -75,6 +75,7 @@ TEST_F(CoIoDescriptorTest, ClosedDescriptorRefusesAndNeverWaits) {
     EXPECT_EQ(0, descriptor.nonBlockingRead(buffer, 4));
     descriptor.setId(1 << 20); // a number that names none
     EXPECT_EQ(-1, descriptor.blockingRead(buffer, 4));
+    EXPECT_EQ(-1, descriptor.blockingWrite("data", 4));
     EXPECT_STREQ(std::strerror(EBADF), descriptor.lastError());
 }
 
