@@ -37,7 +37,8 @@ std::string runCases(std::size_t count, std::size_t atOnce,
             told += "case " + std::to_string(i) + ": " + problem + "\n";
         }
     };
-    useSmallStacks();
+    if (sizeof(void*) == 4)
+        useSmallStacks();
     std::vector<std::thread> threads;
     while (threads.size() < std::min(atOnce, count))
         threads.emplace_back(work);
