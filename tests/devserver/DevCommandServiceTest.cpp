@@ -66,9 +66,7 @@ TEST_F(DevCommandServiceTest, BadRequestsSayWhatIsWrong) {
         {"DestroyNode", "n0", "The root node can't be destroyed."},
         {"GetFrames", "n1", "The node 'n1' is no clip."},
         {"CreateNode", "n1 \"a", "The node's name is no text in double quotes."},
-        {"CreateNode", "n1 \"a\"", "The node kind is missing."},
         {"CreateNode", "n1 \"a\" x y", "The node kind 'x' is no number."},
-        {"CreateNode", "n1 \"a\" 2 y", "The node kind 2 is neither 0 nor 1."},
         {"CreateNode", "n1 \"a\" 0 y z", "The node type holds a blank."},
         {"CreateNode", "n1 \"\" 0 y", "A node needs a name."},
         {"CreateNode", "n1 \"a/b\" 0 y",
@@ -76,7 +74,6 @@ TEST_F(DevCommandServiceTest, BadRequestsSayWhatIsWrong) {
          "carry."},
         {"CreateNode", "n2 \"a\" 0 y", "The node 'clip' is a clip, which has no nodes below it."},
         {"AllocateFrames", "n2 -1 " + format, "The number of frames is negative."},
-        {"AllocateFrames", "n2 1000001 " + format, "A clip has at most 1000000 frames."},
         {"AllocateFrames", "n2 99999999999 " + format,
          "The number of frames '99999999999' is no number."},
         {"AllocateFrames", "n2 1 4 2 8 1 0 1 30 t 4 m \"\"",
@@ -85,15 +82,11 @@ TEST_F(DevCommandServiceTest, BadRequestsSayWhatIsWrong) {
          "The frame rate '29,97' is no number."},
         {"AllocateFrames", "n2 1 4 2 8 1 8 1 30 " + longTag + " 4 m \"\"",
          "A tag of the clip format is longer than 255 bytes."},
-        {"SetFramePaths", "n2 /a h 0 v " + format.substr(2), "The clip format has too few fields."},
         {"SetFramePaths", "n2 a h 0 v " + format, "The path 'a' is not absolute."},
-        {"SetFramePaths", "n2 /dev/null h 0 v " + format, "'/dev/null' is no regular file."},
         {"GetMetaData", "n2 notes  0", "The node 'n2' has no metadata stream 'notes'."},
-        {"SetMetaData", "n2 notes \"a\" b\"", "The metadata is no text in double quotes."},
         {"SetMetaData", "n2 a,b \"\"",
          "The metadata stream name 'a,b' is empty or holds a comma or white space."},
         {"TranslatePaths", "\"a\" 5 \"b\" 1 ", "The source system 5 is not from 0 to 4."},
-        {"TranslatePaths", "\"a\" 1 \"b\" 2 c", "The path 'c' is no text in double quotes."},
     };
     for (const auto& [method, arguments, error] : requests)
         EXPECT_EQ(reply(method, arguments), "error " + error) << method << " " << arguments;

@@ -13,11 +13,10 @@ namespace {
 /// A server with the clip n1 of three frames of eight bytes, and a connection to its frame port.
 class DevFrameServiceTest : public testing::Test {
 protected:
-    void start(const std::string& address, int protocolMinor = 6) {
+    void start(const std::string& address) {
         DevServerOptions options;
         options.root = scratch_ / "root";
         options.listen = address;
-        options.protocolMinor = protocolMinor;
         options.clips = {"clip=8x1x8"};
         options.verbose = true;
         options.log = [this](const std::string& line) { take(line); };
@@ -111,13 +110,6 @@ TEST_F(DevFrameServiceTest, AnnouncedFramesAreReadAhead) {
     std::filesystem::remove(scratch_ / "root/nodes/n1/f1");
     EXPECT_EQ(client_->read("n1-f1", 8), "");
     EXPECT_EQ(client_->payload, "abcdefgh");
-}
-
-TEST_F(DevFrameServiceTest, OlderServersDoNotReadAhead) {
-    start("127.0.0.124", 4);
-    client_->send(frameRequest("ReadAhead", "n1-f1", "8"));
-    EXPECT_EQ(client_->receiveUntil('\0'), "Unknown request 'ReadAhead'.");
-    EXPECT_TRUE(client_->isClosed());
 }
 
 TEST_F(DevFrameServiceTest, RequestsMayArriveInOnePiece) {

@@ -126,10 +126,6 @@ TEST_F(DevTreeTest, IdsAreNeverUsedAgain) {
     tree_->destroyNode(last);
     open();
     EXPECT_NE(tree_->createNode(DevTree::rootId(), "next", DevNode::Plain, ""), last);
-    tree_->destroyNode(clip_);
-    EXPECT_EQ(errorOf([&] { (void)tree_->frame(frame(0)); }),
-              "There is no frame '" + frame(0) + "'.");
-    EXPECT_FALSE(std::filesystem::exists(root_ + "/nodes/" + clip_));
 }
 
 TEST_F(DevTreeTest, SymbolicLinksLeadNowhere) {

@@ -134,10 +134,9 @@ TEST(SizeAtTheEndsOfItsType, IsNoTransferOfADescriptor) {
         EXPECT_EQ(-1, descriptor.blockingRead(line, length));
         EXPECT_STREQ("Transfer too long", descriptor.lastError());
     }
-    for (const int length : {INT_MIN, -1, 0}) {
+    for (const int length : {INT_MIN, -1, 0})
         EXPECT_EQ(0, descriptor.readLine(line, length));
-        EXPECT_STREQ("No room for a line.", descriptor.lastError());
-    }
+    EXPECT_STREQ("No room for a line.", descriptor.lastError());
 }
 
 std::atomic<int> signals(0);

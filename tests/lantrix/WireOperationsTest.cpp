@@ -2,13 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <clocale>
-#include <cstdlib>
-#include <filesystem>
-
-#include <sys/resource.h>
-#include <unistd.h>
-
 namespace {
 
 const std::string nul(1, '\0');
@@ -37,48 +30,6 @@ TEST(EveryWireOperation, SendsItsRequestAndReadsItsReply) {
 TEST(EveryWireOperation, AssemblesAReplyThatComesByteByByte) {
     for (const WireOperation& operation : wireOperations())
         expectGoodExchange(operation, dribble(operation.reply));
-}
-
-TEST(EveryWireOperation, WorksBeyondTheFirstThousandDescriptors) {
-    rlimit limit{};
-    ::getrlimit(RLIMIT_NOFILE, &limit);
-    limit.rlim_cur = std::min<rlim_t>(limit.rlim_max, 4096);
-    ASSERT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &limit));
-    std::vector<int> taken;
-    while (taken.empty() || taken.back() < 1100)
-        taken.push_back(::dup(STDERR_FILENO));
-    for (const WireOperation& operation : wireOperations())
-        expectGoodExchange(operation, reply(operation.reply));
-    for (const int fd : taken)
-        ::close(fd);
-}
-
-// Builds a locale in a scratch directory where the system has none. Warnings of the builder about
-// what the locale leaves out make it fail, though it has written the locale.
-bool setLocaleWithDecimalComma() {
-    if (std::setlocale(LC_ALL, "de_DE.UTF-8") != nullptr)
-        return true;
-    const std::string folder = testing::TempDir() + "locale" + std::to_string(::getpid());
-    const std::string build = "mkdir -p " + folder + " && cd " + folder +
-                              " && sed 's/^decimal_point.*/decimal_point \",\"/' "
-                              "/usr/share/i18n/locales/POSIX >source && "
-                              "localedef -c -i ./source -f UTF-8 ./comma >log 2>&1";
-    static_cast<void>(std::system(build.c_str()));
-    ::setenv("LOCPATH", folder.c_str(), 1);
-    const bool set = std::setlocale(LC_ALL, "comma") != nullptr;
-    std::filesystem::remove_all(folder);
-    return set;
-}
-
-TEST(EveryWireOperation, KeepsTheDecimalPointWhereTheLocaleHasAComma) {
-    if (!setLocaleWithDecimalComma())
-        GTEST_SKIP() << "no locale with a decimal comma, and no localedef to build one";
-    char text[8];
-    std::snprintf(text, sizeof text, "%g", 0.5);
-    EXPECT_STREQ("0,5", text);
-    for (const WireOperation& operation : wireOperations())
-        expectGoodExchange(operation, reply(operation.reply));
-    std::setlocale(LC_ALL, "C");
 }
 
 TEST(EveryWireOperation, ReportsARefusalAndGoesOnOnTheSameConnection) {

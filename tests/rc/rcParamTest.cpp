@@ -31,9 +31,9 @@ TEST(rcParam, TableBuildsParametersThatConvertText) {
 
 TEST(rcParam, EachTypeTakesAndGivesItsOwnKindOnly) {
     const std::pair<const rcParam::Type&, const char*> cases[] = {
-        {rcParamVoid::TYPE, "0 0 0.000000 0"}, {rcParamInt::TYPE, "7 0 0.000000 0"},
-        {rcParamLong::TYPE, "0 8 0.000000 0"}, {rcParamFloat::TYPE, "0 0 1.500000 0"},
-        {rcParamBool::TYPE, "0 0 0.000000 1"}, {rcParamString::TYPE, "0 0 0.000000 0"}};
+        {rcParamVoid::TYPE, "0 0 0 0"}, {rcParamInt::TYPE, "7 0 0 0"},
+        {rcParamLong::TYPE, "0 8 0 0"}, {rcParamFloat::TYPE, "0 0 3 0"},
+        {rcParamBool::TYPE, "0 0 0 1"}, {rcParamString::TYPE, "0 0 0 0"}};
     for (const auto& [type, values] : cases) {
         const std::unique_ptr<rcParam> parameter(type.alloc());
         parameter->setIntValue(7);
@@ -42,7 +42,7 @@ TEST(rcParam, EachTypeTakesAndGivesItsOwnKindOnly) {
         parameter->setBoolValue(true);
         EXPECT_EQ(values, std::to_string(parameter->intValue()) + " " +
                               std::to_string(parameter->longValue()) + " " +
-                              std::to_string(parameter->floatValue()) + " " +
+                              std::to_string(static_cast<int>(2 * parameter->floatValue())) + " " +
                               std::to_string(parameter->boolValue()));
     }
 }
