@@ -17,65 +17,47 @@ void CommandText::take(const char* data, std::size_t size, const Print& print) {
     }
 }
 
-void FrameRequestText::take(const char* data, std::size_t size, const Print& print) {
+void FrameText::take(const char* data, std::size_t size, const Print& print) {
     for (std::size_t i = 0; i < size; ++i) {
         if (payload_ > 0) {
             const std::size_t skipped = std::min(payload_, size - i);
             payload_ -= skipped;
             i += skipped - 1;
         } else if (data[i] == '\0') {
-            takeToken(print);
+            payload_ = takeText(text_, print);
+            text_.clear();
         } else {
-            token_ += data[i];
+            text_ += data[i];
         }
     }
 }
 
-void FrameRequestText::takeToken(const Print& print) {
-    tokens_.push_back(token_);
-    token_.clear();
+std::size_t FrameRequestText::takeText(const std::string& text, const Print& print) {
+    tokens_.push_back(text);
     if (tokens_.size() < 3) {
-        return;
+        return 0;
     }
     print(tokens_[0] + " " + tokens_[1] + " " + tokens_[2]);
     const auto size = static_cast<std::size_t>(std::max(0LL, std::atoll(tokens_[2].c_str())));
-    if (tokens_[0] == "WriteFrame") {
-        payload_ = size;
-        owed_.push_back(0);
-    } else if (tokens_[0] == "ReadFrame") {
-        owed_.push_back(size);
+    const bool isWrite = tokens_[0] == "WriteFrame";
+    if (isWrite || tokens_[0] == "ReadFrame") {
+        owed_.push_back(isWrite ? 0 : size);
     }
     tokens_.clear();
+    return isWrite ? size : 0;
 }
 
-void FrameReplyText::take(const char* data, std::size_t size, const Print& print) {
-    for (std::size_t i = 0; i < size; ++i) {
-        if (payload_ > 0) {
-            const std::size_t skipped = std::min(payload_, size - i);
-            payload_ -= skipped;
-            i += skipped - 1;
-        } else if (data[i] == '\0') {
-            takeStatus(print);
-        } else {
-            status_ += data[i];
-        }
-    }
-}
-
-void FrameReplyText::takeStatus(const Print& print) {
+std::size_t FrameReplyText::takeText(const std::string& text, const Print& print) {
     const std::size_t owed = owed_.empty() ? 0 : owed_.front();
     if (!owed_.empty()) {
         owed_.pop_front();
     }
-    if (!status_.empty()) {
-        print("failed: " + status_);
-    } else if (owed == 0) {
-        print("done");
-    } else {
-        print("done, " + std::to_string(owed) + " bytes follow");
-        payload_ = owed;
+    if (!text.empty()) {
+        print("failed: " + text);
+        return 0;
     }
-    status_.clear();
+    print(owed == 0 ? "done" : "done, " + std::to_string(owed) + " bytes follow");
+    return owed;
 }
 
 } // namespace tool

@@ -34,31 +34,39 @@ private:
 /// The payloads that replies owe to requests: 0 for the status of a written frame.
 using OwedPayloads = std::deque<std::size_t>;
 
-class FrameRequestText : public WireText {
+/// Either direction of the frame channel: texts that end with a NUL, and payloads between them.
+class FrameText : public WireText {
 public:
-    explicit FrameRequestText(OwedPayloads& owed) : owed_(owed) {}
+    explicit FrameText(OwedPayloads& owed) : owed_(owed) {}
     void take(const char* data, std::size_t size, const Print& print) override;
 
-private:
-    void takeToken(const Print& print);
+protected:
+    /// Takes a text that is complete; returns how many bytes of a payload follow it.
+    virtual std::size_t takeText(const std::string& text, const Print& print) = 0;
 
     OwedPayloads& owed_;
-    std::vector<std::string> tokens_;
-    std::string token_;
+
+private:
+    std::string text_;
     std::size_t payload_ = 0; // bytes of a frame still to come
 };
 
-class FrameReplyText : public WireText {
+class FrameRequestText : public FrameText {
 public:
-    explicit FrameReplyText(OwedPayloads& owed) : owed_(owed) {}
-    void take(const char* data, std::size_t size, const Print& print) override;
+    using FrameText::FrameText;
 
 private:
-    void takeStatus(const Print& print);
+    std::size_t takeText(const std::string& text, const Print& print) override;
 
-    OwedPayloads& owed_;
-    std::string status_;
-    std::size_t payload_ = 0;
+    std::vector<std::string> tokens_;
+};
+
+class FrameReplyText : public FrameText {
+public:
+    using FrameText::FrameText;
+
+private:
+    std::size_t takeText(const std::string& text, const Print& print) override;
 };
 
 } // namespace tool
