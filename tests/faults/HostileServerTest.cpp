@@ -163,16 +163,6 @@ TEST(PeerThatDoesNotAnswer, IsGivenUpAfterTenSecondsByEveryOperation) {
               }));
 }
 
-TEST(HostThatCannotBeResolved, IsReportedByEveryOperation) {
-    const std::string host(64, 'x'); // longer than a label may be: nobody is asked
-    for (const WireOperation& operation : wireOperations()) {
-        Services services(host.c_str());
-        EXPECT_FALSE(operation.run(services)) << operation.name;
-        EXPECT_EQ("Unknown host '" + host + "'", services.error);
-        EXPECT_EQ("", services.outputs());
-    }
-}
-
 // Between two calls, and in the middle of one: a thousand times each, with SIGPIPE at its default.
 TEST(ServerThatRestarts, IsFoundAgainAThousandTimes) {
     std::signal(SIGPIPE, SIG_DFL);

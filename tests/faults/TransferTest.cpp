@@ -93,7 +93,7 @@ TEST(SizeAtTheEndsOfItsType, IsAnErrorThatHurtsNothing) {
         {{0}, "", [](H& h, int v) { return h.server.writeFrame("f1", nullptr, v); }},
         {{INT_MIN, -1, 0, 829439},
          "Unable to read frame: Supplied frame buffer too small",
-         [](H& h, int v) { return h.clip.readFrame(1, h.frame.data(), v); }},
+         [](H& h, int v) { return h.clip.readFrame(INT_MAX, h.frame.data(), v); }},
         {extreme, "Frame index out of range",
          [](H& h, int v) { return h.clip.readFrame(v, h.frame.data(), 829440); }},
         {extreme, "Frame index out of range",

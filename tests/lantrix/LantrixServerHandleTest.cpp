@@ -97,21 +97,6 @@ TEST_F(LantrixServerHandleTest, CopyStartsAnewOnTheSameHost) {
     EXPECT_EQ(6, minor);
 }
 
-TEST_F(LantrixServerHandleTest, FramesAreReadAndWrittenByIdWithoutAnyCheck) {
-    const auto request = [](const std::string& name, const std::string& rest) {
-        return expect(name + nul + "f1" + nul + "4" + nul + rest);
-    };
-    remote.frames({request("WriteFrame", "abcd"), reply(nul), request("ReadFrame", ""),
-                   reply(nul + "efgh"), request("ReadFrame", ""), reply("No such frame" + nul)});
-    char buffer[] = "abcd";
-    EXPECT_TRUE(server.writeFrame("f1", buffer, 4));
-    EXPECT_TRUE(server.readFrame("f1", buffer, 4));
-    EXPECT_STREQ("efgh", buffer);
-    EXPECT_FALSE(server.readFrame("f1", buffer, 4));
-    EXPECT_STREQ("No such frame", server.lastError());
-    EXPECT_STREQ("efgh", buffer);
-}
-
 TEST_F(LantrixServerHandleTest, LastErrorOutlivesSuccessAndIsSharedWithNodes) {
     remote.commands({call("GetRootNode ", "error No root"), call("GetRootNode ", "ok r")});
     LantrixNodeHandle node(server, "before");

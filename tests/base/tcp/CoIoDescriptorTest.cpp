@@ -3,9 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstring>
-#include <thread>
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -56,13 +54,6 @@ TEST_F(CoIoDescriptorTest, ClosedPeerEndsEveryReadAsItsCallersExpect) {
     EXPECT_STREQ("Connection closed", descriptor.lastError());
 }
 
-TEST_F(CoIoDescriptorTest, WriteToAClosedPeerIsATextAndNoSignal) {
-    std::signal(SIGPIPE, SIG_DFL);
-    peer.close();
-    EXPECT_EQ(-1, descriptor.blockingWrite("data", 4));
-    EXPECT_STREQ(std::strerror(EPIPE), descriptor.lastError());
-}
-
 TEST_F(CoIoDescriptorTest, ClosedDescriptorRefusesAndNeverWaits) {
     EXPECT_EQ(0, descriptor.close());
     EXPECT_EQ(-1, descriptor.close());
@@ -89,23 +80,6 @@ TEST_F(CoIoDescriptorTest, ReadLineCutsALongLineAndConsumesItWhole) {
     peer.close();
     EXPECT_EQ(0, descriptor.readLine(buffer, 8));
     EXPECT_STREQ("Unexpected end of data stream.", descriptor.lastError());
-}
-
-TEST_F(CoIoDescriptorTest, SignalWhileThereIsNoRoomDoesNotBreakAWrite) {
-    struct sigaction action {};
-    action.sa_handler = [](int) {};
-    ::sigaction(SIGALRM, &action, nullptr); // without SA_RESTART
-    const std::string bytes(8 << 20, 'x');
-    const unsigned length = static_cast<unsigned>(bytes.size());
-    const pthread_t writer = ::pthread_self();
-    std::thread reading([&] {
-        EXPECT_EQ("x", received(1)); // the write is under way
-        for (int i = 0; i < 50; ++i, std::this_thread::sleep_for(std::chrono::milliseconds(1)))
-            ::pthread_kill(writer, SIGALRM);
-        EXPECT_TRUE(bytes.substr(1) == received(length - 1));
-    });
-    EXPECT_EQ(8 << 20, descriptor.blockingWrite(bytes.data(), length)) << descriptor.lastError();
-    reading.join();
 }
 
 TEST_F(CoIoDescriptorTest, WritesToWhatIsNoSocket) {
