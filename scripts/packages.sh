@@ -7,6 +7,8 @@ x86_packages="g++-multilib googletest"
 clang_packages="clang libclang-rt-14-dev llvm"
 lint_packages="clang-format clang-tidy"
 docs_packages="doxygen"
+hosts_packages="locales"
+coverage_packages="gcovr"
 bench_packages="libbenchmark-dev"
 rival_packages="nginx libcurl4-openssl-dev redis-server libhiredis-dev" # optional, never installed
 
