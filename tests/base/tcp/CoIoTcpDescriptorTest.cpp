@@ -42,6 +42,9 @@ TEST(CoIoTcpDescriptor, ConnectedSocketHasTheOptionsAskedFor) {
         EXPECT_STREQ("", descriptor.lastError());
         EXPECT_NE(0, ::fcntl(descriptor.id(), F_GETFL) & O_NONBLOCK);
         EXPECT_NE(0, option(descriptor, IPPROTO_TCP, TCP_NODELAY));
+#ifdef TCP_NOTSENT_LOWAT
+        EXPECT_EQ(262144, option(descriptor, IPPROTO_TCP, TCP_NOTSENT_LOWAT));
+#endif
         return std::make_pair(option(descriptor, SOL_SOCKET, SO_SNDBUF),
                               option(descriptor, SOL_SOCKET, SO_RCVBUF));
     };
