@@ -1,10 +1,11 @@
 #include "lantrix/LantrixFrameClientAPI.h"
 
 #include "base/loggerBase/src/CoException.h"
+#include "base/loggerBase/src/CoText.h"
 #include "lantrix/LantrixFrameInterface.h"
 
+#include <charconv>
 #include <climits>
-#include <cstdio>
 #include <cstring>
 
 namespace {
@@ -29,14 +30,14 @@ int LantrixFrameClientAPI::sendText(const char* text, bool moreFollows) {
 
 // Three texts, each with a write of its own. What goes last is never held back, so that no
 // request waits for a write that does not come.
-int LantrixFrameClientAPI::sendRequest(const char* name, const LantrixFrameId& frameId, int number,
+int LantrixFrameClientAPI::sendRequest(const char* name, const char* frameId, int number,
                                        bool payloadFollows) {
-    if (std::strlen(frameId.id()) >= INT_MAX)
+    if (std::strlen(frameId) >= INT_MAX)
         throw CoException("Frame id too long", 73, source);
-    char digits[16];
-    std::snprintf(digits, sizeof digits, "%d", number);
+    char digits[16] = ""; // more than an int has
+    std::to_chars(digits, digits + sizeof digits, number);
     sendText(name, true);
-    sendText(frameId.id(), true);
+    sendText(frameId, true);
     return sendText(digits, payloadFollows);
 }
 
@@ -60,7 +61,11 @@ void LantrixFrameClientAPI::readStatus(char* status, std::size_t limit, int line
 }
 
 int LantrixFrameClientAPI::writeFrame(const LantrixFrameId& frameId, const char* buffer, int size) {
-    sendRequest("WriteFrame", frameId, size, size > 0);
+    return writeFrame(frameId.id(), buffer, size);
+}
+
+int LantrixFrameClientAPI::writeFrame(const char* frameId, const char* buffer, int size) {
+    sendRequest("WriteFrame", coTextOrEmpty(frameId), size, size > 0);
     connection_->write(buffer, size);
     char status[longestWriteStatus + 1];
     readStatus(status, longestWriteStatus, 141);
@@ -68,12 +73,16 @@ int LantrixFrameClientAPI::writeFrame(const LantrixFrameId& frameId, const char*
 }
 
 int LantrixFrameClientAPI::readFrame(const LantrixFrameId& frameId, char* buffer, int size) {
-    sendRequest("ReadFrame", frameId, size, false);
+    return readFrame(frameId.id(), buffer, size);
+}
+
+int LantrixFrameClientAPI::readFrame(const char* frameId, char* buffer, int size) {
+    sendRequest("ReadFrame", coTextOrEmpty(frameId), size, false);
     char status[longestReadStatus + 1];
     readStatus(status, longestReadStatus, 73);
     return connection_->read(buffer, size);
 }
 
 int LantrixFrameClientAPI::readAhead(const LantrixFrameId& frameId, int count) {
-    return sendRequest("ReadAhead", frameId, count, false);
+    return sendRequest("ReadAhead", frameId.id(), count, false);
 }

@@ -21,16 +21,19 @@ public:
     /// Sends "WriteFrame" and \p size bytes of \p buffer; returns 1. A negative size is sent as
     /// it stands, without bytes, and then fails.
     int writeFrame(const LantrixFrameId& frameId, const char* buffer, int size);
+    /// The same without a copy of the id; null is the empty one.
+    int writeFrame(const char* frameId, const char* buffer, int size);
     /// Sends "ReadFrame" and fills exactly \p size bytes of \p buffer; returns \p size. A size of
     /// zero or less is sent as it stands and then fails.
     int readFrame(const LantrixFrameId& frameId, char* buffer, int size);
+    /// The same without a copy of the id; null is the empty one.
+    int readFrame(const char* frameId, char* buffer, int size);
     /// Sends "ReadAhead", which has no answer; what \p count means is the server's. Returns the
     /// bytes of the last text sent.
     int readAhead(const LantrixFrameId& frameId, int count);
 
 private:
-    int sendRequest(const char* name, const LantrixFrameId& frameId, int number,
-                    bool payloadFollows);
+    int sendRequest(const char* name, const char* frameId, int number, bool payloadFollows);
     int sendText(const char* text, bool moreFollows);
     void readStatus(char* status, std::size_t limit, int line);
 
