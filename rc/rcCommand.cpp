@@ -53,7 +53,13 @@ void rcCommand::reset() {
 }
 
 std::string rcCommand::escapedCommand() const {
-    return type_ + " " + id_ + " " + method_ + " " + value_.escapedValue() + "\n";
+    const std::string value = value_.escapedValue();
+    std::string line;
+    line.reserve(type_.size() + id_.size() + method_.size() + value.size() + 4);
+    for (const std::string* field : {&type_, &id_, &method_})
+        line.append(*field).push_back(' ');
+    line.append(value).push_back('\n');
+    return line;
 }
 
 bool rcCommand::appendChar(char c) {
