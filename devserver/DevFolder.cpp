@@ -76,6 +76,16 @@ void devReadAt(const DevDescriptor& file, char* data, std::size_t size, std::siz
     }
 }
 
+// Systems read ahead only so much at one request. One that takes none reads the file when it is
+// sent.
+void devReadAhead([[maybe_unused]] const DevDescriptor& file, [[maybe_unused]] std::size_t size) {
+#ifdef POSIX_FADV_WILLNEED
+    constexpr std::size_t step = std::size_t{128} << 10;
+    for (std::size_t done = 0; done < size; done += step)
+        ::posix_fadvise(file.get(), static_cast<off_t>(done), step, POSIX_FADV_WILLNEED);
+#endif
+}
+
 void devWrite(const DevDescriptor& file, const char* data, std::size_t size) {
     while (size > 0) {
         const ssize_t count = ::write(file.get(), data, size);

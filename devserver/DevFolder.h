@@ -39,6 +39,9 @@ void devWrite(const DevDescriptor& file, const char* data, std::size_t size);
 /// Reads \p size bytes at \p offset of a file that holds them; DevError when it turns out shorter.
 void devReadAt(const DevDescriptor& file, char* data, std::size_t size, std::size_t offset);
 
+/// Tells the system that the first \p size bytes of a file are soon to be read. Does not wait.
+void devReadAhead(const DevDescriptor& file, std::size_t size);
+
 class DevFolder {
 public:
     /// Not open; only to be assigned to.

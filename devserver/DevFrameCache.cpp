@@ -11,16 +11,33 @@ constexpr std::size_t mostAnnounced = 1024;
 
 using Lock = std::unique_lock<std::mutex>;
 
-// Small frames must not use up the descriptors that a process may have.
+// Files of small frames must not use up the descriptors that a process may have.
 constexpr std::size_t mostOpen = 128;
 
-// Bytes read at once: few enough to stay in the processor's cache.
-constexpr std::size_t chunkSize = std::size_t{256} << 10;
+// Up to here a frame takes less time to copy than to send from its file.
+constexpr std::size_t mostCopied = std::size_t{128} << 10;
+
+constexpr std::size_t entrySize = 256; // of a kept frame without its bytes
+
+bool isSmall(const DevFrame& frame) {
+    return frame.size <= mostCopied;
+}
+
+DevKeptFrame keptFrom(DevOpenFrame& opened) {
+    DevKeptFrame kept;
+    if (!isSmall(opened.frame)) {
+        kept.file = std::move(opened.file);
+        return kept;
+    }
+    kept.bytes.resize(opened.frame.size);
+    devReadAt(opened.file, kept.bytes.data(), kept.bytes.size(), 0);
+    return kept;
+}
 
 } // namespace
 
 DevFrameCache::DevFrameCache(const DevTree& tree, const DevLog& log, std::size_t bound)
-    : tree_(tree), log_(log), bound_(bound), unused_(chunkSize), thread_([this] { run(); }) {}
+    : tree_(tree), log_(log), bound_(bound), thread_([this] { run(); }) {}
 
 DevFrameCache::~DevFrameCache() {
     {
@@ -41,37 +58,41 @@ void DevFrameCache::announce(const std::string& frameId) {
     changed_.notify_all();
 }
 
-DevFrameCache::File DevFrameCache::find(const DevFrameKey& key) {
-    Lock lock(mutex_);
-    changed_.wait(lock, [&] { return loading_ == nullptr || !(*loading_ == key); });
+DevFrameCache::Frame DevFrameCache::find(const DevFrameKey& key) {
+    const Lock lock(mutex_);
     const auto found = index_.find(key);
     if (found == index_.end())
         return nullptr;
     kept_.splice(kept_.begin(), kept_, found->second);
-    return kept_.front().file;
+    return kept_.front().frame;
 }
 
 bool DevFrameCache::accepts(const DevFrame& frame) const {
     return !frame.linked && frame.size <= bound_ / 2;
 }
 
-void DevFrameCache::keep(DevOpenFrame& opened) {
+std::size_t DevFrameCache::chargeOf(const DevFrame& frame) const {
+    return entrySize + (isSmall(frame) ? frame.size : std::max(frame.size, bound_ / mostOpen));
+}
+
+DevFrameCache::Frame DevFrameCache::keep(DevOpenFrame& opened) {
     const DevFrame& frame = opened.frame;
     if (!accepts(frame))
-        return;
+        return nullptr;
+    const Frame kept = std::make_shared<const DevKeptFrame>(keptFrom(opened));
     const Lock lock(mutex_);
     if (index_.count(frame.key) != 0)
-        return;
-    kept_.push_front(
-        {frame.key, frame.size, std::make_shared<const DevDescriptor>(std::move(opened.file))});
+        return kept;
+    kept_.push_front({frame.key, chargeOf(frame), kept});
     index_[frame.key] = kept_.begin();
-    keptBytes_ += frame.size;
-    while (keptBytes_ > bound_ || kept_.size() > mostOpen)
+    charged_ += kept_.front().charge;
+    while (charged_ > bound_)
         dropOldest();
+    return kept;
 }
 
 void DevFrameCache::dropOldest() {
-    keptBytes_ -= kept_.back().size;
+    charged_ -= kept_.back().charge;
     index_.erase(kept_.back().key);
     kept_.pop_back();
 }
@@ -97,37 +118,10 @@ void DevFrameCache::run() {
 
 void DevFrameCache::readAhead(const std::string& frameId) {
     DevOpenFrame opened = tree_.openFrame(frameId);
-    if (!opened.file.isOpen() || !accepts(opened.frame))
+    if (!opened.file.isOpen() || !accepts(opened.frame) || find(opened.frame.key) != nullptr)
         return;
-    {
-        const Lock lock(mutex_);
-        if (index_.count(opened.frame.key) != 0)
-            return;
-        loading_ = &opened.frame.key;
-    }
-    try {
-        readThrough(opened);
-        keep(opened);
-    } catch (...) {
-        finishLoad();
-        throw;
-    }
-    finishLoad();
+    devReadAhead(opened.file, opened.frame.size);
+    keep(opened);
     if (log_.isVerbose())
-        log_("ReadAhead: " + frameId + " is in memory");
-}
-
-void DevFrameCache::readThrough(const DevOpenFrame& opened) {
-    for (std::size_t done = 0; done < opened.frame.size; done += chunkSize) {
-        const std::size_t size = std::min(chunkSize, opened.frame.size - done);
-        devReadAt(opened.file, unused_.data(), size, done);
-    }
-}
-
-void DevFrameCache::finishLoad() {
-    {
-        const Lock lock(mutex_);
-        loading_ = nullptr;
-    }
-    changed_.notify_all();
+        log_("ReadAhead: " + frameId + " is at hand");
 }

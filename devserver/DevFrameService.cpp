@@ -49,6 +49,7 @@ private:
     void store(const std::string& frameId, std::size_t size, std::size_t& left);
     void read(const DevFrameRequest& request);
     void sendFrame(const std::string& frameId, std::size_t size);
+    void sendKept(const DevKeptFrame& kept, std::size_t size);
     void sendFile(const DevDescriptor& file, std::size_t size);
     void sendThroughMemory(const DevDescriptor& file, std::size_t size, std::size_t sent);
     void sendZeros(std::size_t size);
@@ -158,9 +159,9 @@ void DevFrameService::Session::read(const DevFrameRequest& request) {
 void DevFrameService::Session::sendFrame(const std::string& frameId, std::size_t size) {
     const DevFrame frame = service_.tree_.frame(frameId);
     checkReadSize(frame, size);
-    if (const DevFrameCache::File kept = service_.cache_.find(frame.key)) {
+    if (const DevFrameCache::Frame kept = service_.cache_.find(frame.key)) {
         trace("ReadFrame: from memory", frameId);
-        sendFile(*kept, frame.size);
+        sendKept(*kept, frame.size);
         return sendZeros(size - frame.size);
     }
     DevOpenFrame opened = service_.tree_.openFrame(frameId);
@@ -170,9 +171,18 @@ void DevFrameService::Session::sendFrame(const std::string& frameId, std::size_t
         send(success, {});
         return sendZeros(size);
     }
-    sendFile(opened.file, opened.frame.size);
+    if (const DevFrameCache::Frame kept = service_.cache_.keep(opened))
+        sendKept(*kept, opened.frame.size);
+    else
+        sendFile(opened.file, opened.frame.size);
     sendZeros(size - opened.frame.size);
-    service_.cache_.keep(opened);
+}
+
+void DevFrameService::Session::sendKept(const DevKeptFrame& kept, std::size_t size) {
+    if (kept.file.isOpen())
+        sendFile(kept.file, size);
+    else
+        send(success, kept.bytes);
 }
 
 // Success is told first: a file that then turns out shorter, or can't be read, ends the connection.

@@ -32,7 +32,7 @@ struct DevServerOptions {
     /// on the way are made too.
     std::vector<std::string> clips;
     /// Bound of the frames that are kept at hand, read before or announced with "ReadAhead", in
-    /// bytes. Their contents are in the system's file cache, which gives way to other needs.
+    /// bytes. Large ones are in the system's file cache, which gives way to other needs.
     std::size_t prefetchBytes = std::size_t{256} << 20;
     /// Log each request too.
     bool verbose = false;

@@ -106,7 +106,7 @@ TEST_F(DevFrameServiceTest, AnnouncedFramesAreReadAhead) {
     EXPECT_EQ(client_->write("n1-f1", "abcdefgh"), "");
     client_->send(frameRequest("ReadAhead", "n9-f9", "8")); // has no reply, and no effect
     client_->send(frameRequest("ReadAhead", "n1-f1", "8"));
-    awaitLog("ReadAhead: n1-f1 is in memory");
+    awaitLog("ReadAhead: n1-f1 is at hand");
     std::filesystem::remove(scratch_ / "root/nodes/n1/f1");
     EXPECT_EQ(client_->read("n1-f1", 8), "");
     EXPECT_EQ(client_->payload, "abcdefgh");
