@@ -2,9 +2,7 @@
 add_compile_options(
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
     -Woverloaded-virtual -Wcast-align -Wcast-qual -Wdouble-promotion -Wundef -Wextra-semi
-    -Wredundant-decls -Wvla
-    # The logger takes its callers' formats as they come; a format without arguments is still seen.
-    -Wformat=2 -Wno-format-nonliteral)
+    -Wredundant-decls -Wvla -Wformat=2)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     add_compile_options(-Wduplicated-cond -Wduplicated-branches -Wsuggest-override
                         -Wmissing-declarations)

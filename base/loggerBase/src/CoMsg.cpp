@@ -29,17 +29,25 @@ int trimmedLength(const std::string& text) {
     return static_cast<int>(length);
 }
 
-std::string localTimeText(std::time_t seconds, const char* format) {
-    std::tm local{};
-    char text[64];
-    if (localtime_r(&seconds, &local) == nullptr ||
-        std::strftime(text, sizeof text, format, &local) == 0)
-        return std::string();
-    return text;
-}
+// Month, day and year, then the time of day; neither when the system can't tell.
+class LocalTimeText {
+public:
+    explicit LocalTimeText(std::time_t seconds) {
+        std::tm local{};
+        if (localtime_r(&seconds, &local) != nullptr)
+            std::snprintf(text_, sizeof text_, "%02d/%02d/%02d:%02d:%02d:%02d", local.tm_mon + 1,
+                          local.tm_mday, local.tm_year % 100, local.tm_hour, local.tm_min,
+                          local.tm_sec);
+    }
+    const char* c_str() const { return text_; }
+
+private:
+    char text_[80] = ":"; // room for six ints
+};
 
 // A message that finds no memory is lost: logging never fails the call that logs.
-void post(CoMsg::Level level, const char* format, std::va_list arguments) {
+__attribute__((format(printf, 2, 0))) void post(CoMsg::Level level, const char* format,
+                                                std::va_list arguments) {
     if (level > CoMsg::filterLevel_)
         return;
     coAssert(format != nullptr, "fmt != 0", source, 91);
@@ -51,7 +59,7 @@ void post(CoMsg::Level level, const char* format, std::va_list arguments) {
     }
 }
 
-void printLine(const char* format, std::va_list arguments) {
+__attribute__((format(printf, 1, 0))) void printLine(const char* format, std::va_list arguments) {
     std::vfprintf(stdout, format, arguments);
     std::fputc('\n', stdout);
 }
@@ -101,10 +109,10 @@ CoMsg::CoMsg(const char* text, const char* file, int line, Level level)
 char* CoMsg::format(char* buffer, int size) const {
     if (size < 1)
         return buffer;
-    std::snprintf(buffer, static_cast<std::size_t>(size), "[%s] %u %s:%d %s:%s.%.3d %.*s\n",
+    std::snprintf(buffer, static_cast<std::size_t>(size), "[%s] %u %s:%d %s.%.3d %.*s\n",
                   levelToString(level_), pid_, module_.c_str(), line_,
-                  localTimeText(seconds_, "%D").c_str(), localTimeText(seconds_, "%T").c_str(),
-                  nanoseconds_ / 1000000, trimmedLength(text_), text_.c_str());
+                  LocalTimeText(seconds_).c_str(), nanoseconds_ / 1000000, trimmedLength(text_),
+                  text_.c_str());
     return buffer;
 }
 
