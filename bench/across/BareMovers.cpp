@@ -47,11 +47,12 @@ private:
 
 class BareExchange : public FrameMover {
 public:
-    BareExchange(const std::string& host, const FrameIds& ids)
-        : socket_(Socket::connectTo(host, 7550)), ids_(ids) {}
+    BareExchange(const std::string& host, const FrameIds& ids, bool waits)
+        : socket_(Socket::connectTo(host, 7550)), ids_(ids), waits_(waits) {}
 
     std::string name(bool reads) const override {
-        return reads ? "bare exchange read" : "bare exchange write";
+        return std::string("bare exchange ") + (reads ? "read" : "write") +
+               (waits_ ? ", one poll" : "");
     }
 
     void read(std::size_t size, int count) override {
@@ -87,11 +88,14 @@ private:
 
     void receiveStatus() const {
         char status = '\1';
+        if (waits_)
+            socket_.awaitData();
         requireSuccess(socket_.receiveAll(&status, 1) && status == '\0');
     }
 
     Socket socket_;
     FrameIds ids_;
+    bool waits_;
 };
 
 } // namespace
@@ -100,8 +104,8 @@ std::unique_ptr<FrameMover> bareCopy(const Peer& peer) {
     return std::make_unique<BareCopy>(peer);
 }
 
-std::unique_ptr<FrameMover> bareExchange(const std::string& host, const FrameIds& ids) {
-    return std::make_unique<BareExchange>(host, ids);
+std::unique_ptr<FrameMover> bareExchange(const std::string& host, const FrameIds& ids, bool waits) {
+    return std::make_unique<BareExchange>(host, ids, waits);
 }
 
 } // namespace bench

@@ -10,6 +10,10 @@
 
 namespace bench {
 
+/// The row that sets one contender beside another, where both moved frames of \p size bytes.
+Row frameRow(std::size_t size, const std::string& name, const Samples& samples,
+             const std::string& yardstick, const Samples& yardsticks, const char* goal);
+
 /// Frames of all sizes, read and written. Below 1 MiB the bare exchange is the yardstick of rows,
 /// from there on the bare copy. Adds a panel for each direction.
 void addFrameFigures(const Arena& arena, Placement placement, Report& report,

@@ -31,9 +31,8 @@ public:
 
     /// The row that sets one contender beside another.
     Row compare(std::size_t one, std::size_t yardstick, const char* goal) const {
-        return {name(one) + ", " + sizeText(size_), rateText(rate(one)),
-                name(yardstick) + " " + rateText(rate(yardstick)),
-                ratioText(samples_[one].speedBeside(samples_[yardstick])), goal};
+        return frameRow(size_, name(one), samples_[one], name(yardstick), samples_[yardstick],
+                        goal);
     }
 
 private:
@@ -81,6 +80,16 @@ Heat measure(const Arena& arena, bool reads, std::size_t size, Placement placeme
     return heat;
 }
 
+// How near the library comes to the bare exchange when that waits for the status as it does.
+void addWaitingRow(const Arena& arena, bool reads, Report& report) {
+    constexpr std::size_t size = std::size_t{64} << 10;
+    const auto waiting = bareExchange(arena.peer().host(), arena.peerIds(), true);
+    const auto samples =
+        race({arena.library->moving(reads, size), waiting->moving(reads, size)}, Effort());
+    report.add(frameRow(size, arena.library->name(reads), samples[0], waiting->name(reads),
+                        samples[1], ""));
+}
+
 // The panel of one direction; rows go to the report.
 Panel addDirection(const Arena& arena, bool reads, Placement placement, Report& report) {
     const bool oneCore = placement == Placement::OneCore;
@@ -106,11 +115,23 @@ Panel addDirection(const Arena& arena, bool reads, Placement placement, Report& 
 
 } // namespace
 
+Row frameRow(std::size_t size, const std::string& name, const Samples& samples,
+             const std::string& yardstick, const Samples& yardsticks, const char* goal) {
+    const auto rate = [size](const Samples& of) {
+        return rateText(static_cast<double>(size) * of.perSecond());
+    };
+    return {name + ", " + sizeText(size), rate(samples), yardstick + " " + rate(yardsticks),
+            ratioText(samples.speedBeside(yardsticks)), goal};
+}
+
 void addFrameFigures(const Arena& arena, Placement placement, Report& report,
                      std::vector<Panel>& panels) {
     arena.place(placement);
-    for (const bool reads : {true, false})
+    for (const bool reads : {true, false}) {
         panels.push_back(addDirection(arena, reads, placement, report));
+        if (placement == Placement::OneCore)
+            addWaitingRow(arena, reads, report);
+    }
 }
 
 } // namespace bench

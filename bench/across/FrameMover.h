@@ -35,8 +35,10 @@ using FrameIds = std::function<std::string(std::size_t size)>;
 
 /// A plain stream of frames without requests: what the sockets can do.
 std::unique_ptr<FrameMover> bareCopy(const Peer& peer);
-/// The same small writes as the library, one status byte, and plain loops of send and recv.
-std::unique_ptr<FrameMover> bareExchange(const std::string& host, const FrameIds& ids);
+/// The same small writes as the library, one status byte, and plain loops of send and recv. With
+/// \p waits also the library's poll before the status.
+std::unique_ptr<FrameMover> bareExchange(const std::string& host, const FrameIds& ids,
+                                         bool waits = false);
 /// A server handle of the library. Curves call it \p name.
 std::unique_ptr<FrameMover> libraryFrames(const std::string& host, const FrameIds& ids,
                                           const std::string& name);

@@ -23,12 +23,8 @@ void addCachedRow(const Arena& arena, std::size_t size, Report& report) {
     const auto client = bareExchange(arena.devServer().host(), arena.devServerIds());
     const auto samples =
         race({arena.library->moving(true, size), client->moving(true, size)}, Effort());
-    const auto rate = [&](std::size_t i) {
-        return rateText(static_cast<double>(size) * samples[i].perSecond());
-    };
-    report.add({"lantrixd, cached frames, " + sizeText(size), rate(1),
-                "lantrix can take " + rate(0), ratioText(samples[1].speedBeside(samples[0])),
-                "1.00"});
+    report.add(frameRow(size, "lantrixd, cached frames", samples[1], "lantrix can take", samples[0],
+                        "1.00"));
 }
 
 // The server does not keep the whole long clip at hand, so each frame has to be announced before
@@ -48,12 +44,8 @@ void addReadAheadRow(const Arena& arena, Report& report) {
         }
     };
     const auto samples = race({arena.library->moving(true, size), inTurn}, Effort());
-    const auto rate = [&](std::size_t i) {
-        return rateText(static_cast<double>(size) * samples[i].perSecond());
-    };
-    report.add({"lantrixd, frames read ahead, " + sizeText(size), rate(1),
-                "lantrix can take " + rate(0), ratioText(samples[1].speedBeside(samples[0])),
-                "1.00"});
+    report.add(frameRow(size, "lantrixd, frames read ahead", samples[1], "lantrix can take",
+                        samples[0], "1.00"));
 }
 
 // Frames that each of some clients has read at the same time, for a while.

@@ -7,6 +7,7 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -135,6 +136,13 @@ bool Socket::receiveAll(void* data, std::size_t size) const {
         size -= count;
     }
     return true;
+}
+
+void Socket::awaitData() const {
+    constexpr int milliseconds = 1000;
+    pollfd descriptor = {fd_, POLLIN, 0};
+    while (::poll(&descriptor, 1, milliseconds) == 0) {
+    }
 }
 
 std::size_t Socket::receiveSome(void* data, std::size_t most) const {

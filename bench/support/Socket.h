@@ -33,6 +33,8 @@ public:
     void sendAll(const void* data, std::size_t size, int flags = 0) const;
     /// A loop of recv until all bytes are there. False when the peer has closed before.
     bool receiveAll(void* data, std::size_t size) const;
+    /// One poll, as the library makes before it reads: returns when there is something to receive.
+    void awaitData() const;
     /// One recv: the bytes received, 0 when the peer has closed.
     std::size_t receiveSome(void* data, std::size_t most) const;
 
