@@ -12,7 +12,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int width = 1280, height = 720, frameCount = 12;
+constexpr int width = 1280, height = 720, frameCount = 24;
 
 // Neither flat nor noise: what pictures cost to compress lies between the two.
 tool::Image pictureOf(int number) {
