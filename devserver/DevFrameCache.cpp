@@ -84,8 +84,8 @@ DevFrameCache::Frame DevFrameCache::keep(DevOpenFrame& opened) {
     if (index_.count(frame.key) != 0)
         return kept;
     kept_.push_front({frame.key, chargeOf(frame), kept});
-    index_[frame.key] = kept_.begin();
     charged_ += kept_.front().charge;
+    index_[frame.key] = kept_.begin();
     while (charged_ > bound_)
         dropOldest();
     return kept;
