@@ -12,8 +12,8 @@ const std::vector<std::size_t>& curveSizes() {
 Arena::Arena()
     : devServer_(scratch_.path() / "tree", curveSizes()), rivals_(installedRivals(scratch_.path())),
       copy(bareCopy(peer_)), exchange(bareExchange(peer_.host(), peerIds())),
-      library(libraryFrames(peer_.host(), peerIds(), "lantrix")),
-      libraryWithServer(libraryFrames(devServer_.host(), devServerIds(), "lantrix, lantrixd")) {
+      lantrix(libraryFrames(peer_.host(), peerIds(), "lantrix")),
+      lantrixWithServer(libraryFrames(devServer_.host(), devServerIds(), "lantrix, lantrixd")) {
     for (const auto& rival : rivals_)
         for (const std::size_t size : curveSizes())
             rival->write(size, 1);

@@ -45,8 +45,8 @@ private:
 public:
     const std::unique_ptr<FrameMover> copy;              ///< Bare, with the peer.
     const std::unique_ptr<FrameMover> exchange;          ///< Bare, with the peer.
-    const std::unique_ptr<FrameMover> library;           ///< With the peer.
-    const std::unique_ptr<FrameMover> libraryWithServer; ///< With the development server.
+    const std::unique_ptr<FrameMover> lantrix;           ///< With the peer.
+    const std::unique_ptr<FrameMover> lantrixWithServer; ///< With the development server.
     const std::vector<std::unique_ptr<Rival>>& rivals() const { return rivals_; }
 };
 

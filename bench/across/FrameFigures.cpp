@@ -15,8 +15,8 @@ public:
     Heat(const Arena& arena, bool reads, std::size_t size) : reads_(reads), size_(size) {
         add(*arena.copy);
         add(*arena.exchange);
-        add(*arena.library);
-        add(*arena.libraryWithServer);
+        add(*arena.lantrix);
+        add(*arena.lantrixWithServer);
         for (const auto& rival : arena.rivals())
             add(*rival);
     }
@@ -85,8 +85,8 @@ void addWaitingRow(const Arena& arena, bool reads, Report& report) {
     constexpr std::size_t size = std::size_t{64} << 10;
     const auto waiting = bareExchange(arena.peer().host(), arena.peerIds(), true);
     const auto samples =
-        race({arena.library->moving(reads, size), waiting->moving(reads, size)}, Effort());
-    report.add(frameRow(size, arena.library->name(reads), samples[0], waiting->name(reads),
+        race({arena.lantrix->moving(reads, size), waiting->moving(reads, size)}, Effort());
+    report.add(frameRow(size, arena.lantrix->name(reads), samples[0], waiting->name(reads),
                         samples[1], ""));
 }
 

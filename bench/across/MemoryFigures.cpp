@@ -40,8 +40,8 @@ void addAllocationFigures(const Arena& arena, std::size_t size, int count, Repor
                     server);
     };
     addAllocationRow("read by index, with read-ahead", size, byIndex, count, report);
-    addAllocationRow("read by id", size, arena.library->moving(true, size), count, report);
-    addAllocationRow("written by id", size, arena.library->moving(false, size), count, report);
+    addAllocationRow("read by id", size, arena.lantrix->moving(true, size), count, report);
+    addAllocationRow("written by id", size, arena.lantrix->moving(false, size), count, report);
 }
 
 std::string growth(std::size_t before, std::size_t after) {
@@ -55,7 +55,7 @@ void addMemoryFigures(const Arena& arena, Report& report) {
     addAllocationFigures(arena, std::size_t{64} << 10, 1000, report);
     addAllocationFigures(arena, std::size_t{12} << 20, 50, report);
 
-    FrameMover& mover = *arena.libraryWithServer;
+    FrameMover& mover = *arena.lantrixWithServer;
     const std::size_t size = curveSizes().front();
     mover.read(size, 1000);
     mover.write(size, 1000);
