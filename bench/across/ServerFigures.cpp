@@ -16,7 +16,7 @@ namespace {
 
 constexpr int crowd = 10;
 constexpr std::size_t crowdFrame = std::size_t{1} << 20;
-constexpr std::chrono::milliseconds crowdTime(1000);
+constexpr std::chrono::milliseconds crowdTime(2000);
 
 // Plain loops read from the server what the library could take from the bare peer.
 void addCachedRow(const Arena& arena, std::size_t size, Report& report) {
