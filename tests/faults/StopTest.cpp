@@ -170,7 +170,7 @@ TEST(StopAtEachMoment, EndsASendingThatFindsNoRoom) {
     const Lateness lateness;
     const auto& requests = longRequests();
     const std::size_t moments = momentsOfAnOperation;
-    EXPECT_EQ("", runCases(requests.size() * moments, 60, [&](std::size_t i) {
+    EXPECT_EQ("", runCases(requests.size() * moments, 20, [&](std::size_t i) {
                   const Milliseconds moment(i / requests.size() * 1000 / moments);
                   const WireOperation& request = requests[i % requests.size()];
                   return runAgainIfLate([&] { return runUnread(request, moment, lateness); });
