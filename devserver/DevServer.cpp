@@ -125,6 +125,7 @@ private:
     const DevServerOptions options_;
     const DevLog log_;
     asio::io_context context_;
+    asio::io_context unwatched_; // of connections: what arrives wakes their own threads alone
     Listener commandListener_;
     Listener frameListener_;
     DevTree tree_;
@@ -173,7 +174,7 @@ void DevServer::Impl::makeClips() {
 
 void DevServer::Impl::accept(Listener& listener) {
     listener.acceptor.async_accept(
-        [this, &listener](const std::error_code& error, tcp::socket socket) {
+        unwatched_, [this, &listener](const std::error_code& error, tcp::socket socket) {
             accepted(listener, error, std::move(socket));
         });
 }
