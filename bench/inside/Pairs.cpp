@@ -55,7 +55,7 @@ Row rowOf(const Pair& pair, const Medians& medians) {
 
 void addPair(const Pair& pair) {
     pairs().push_back(pair);
-    enroll(pair.figure, pair.library);
+    enroll(pair.figure, pair.work);
     enroll(yardstickOf(pair), pair.yardstick);
 }
 

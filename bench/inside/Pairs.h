@@ -15,7 +15,7 @@ struct Pair {
     std::string figure;
     std::string unit; ///< What is counted: "child", "byte".
     double items;     ///< Of that unit in one call.
-    std::function<void()> library;
+    std::function<void()> work;
     std::string yardstickName;
     std::function<void()> yardstick;
     std::string goal;
