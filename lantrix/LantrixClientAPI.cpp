@@ -121,7 +121,7 @@ bool LantrixServerHandle::translatePaths(const LantrixStr* srcPaths, LantrixStr*
 bool LantrixServerHandle::readFrame(const char* frameId, void* buffer, int bufferSize) {
     LantrixServerImp& server = imp();
     return server.attempt([&] {
-        server.frameService_.readFrame(frameId, static_cast<char*>(buffer), bufferSize);
+        server.frameService_.readFrameById(frameId, static_cast<char*>(buffer), bufferSize);
         return true;
     });
 }
@@ -129,7 +129,7 @@ bool LantrixServerHandle::readFrame(const char* frameId, void* buffer, int buffe
 bool LantrixServerHandle::writeFrame(const char* frameId, const void* buffer, int bufferSize) {
     LantrixServerImp& server = imp();
     return server.attempt([&] {
-        server.frameService_.writeFrame(frameId, static_cast<const char*>(buffer), bufferSize);
+        server.frameService_.writeFrameById(frameId, static_cast<const char*>(buffer), bufferSize);
         return true;
     });
 }

@@ -61,10 +61,10 @@ void LantrixFrameClientAPI::readStatus(char* status, std::size_t limit, int line
 }
 
 int LantrixFrameClientAPI::writeFrame(const LantrixFrameId& frameId, const char* buffer, int size) {
-    return writeFrame(frameId.id(), buffer, size);
+    return writeFrameById(frameId.id(), buffer, size);
 }
 
-int LantrixFrameClientAPI::writeFrame(const char* frameId, const char* buffer, int size) {
+int LantrixFrameClientAPI::writeFrameById(const char* frameId, const char* buffer, int size) {
     sendRequest("WriteFrame", coTextOrEmpty(frameId), size, size > 0);
     connection_->write(buffer, size);
     char status[longestWriteStatus + 1];
@@ -73,10 +73,10 @@ int LantrixFrameClientAPI::writeFrame(const char* frameId, const char* buffer, i
 }
 
 int LantrixFrameClientAPI::readFrame(const LantrixFrameId& frameId, char* buffer, int size) {
-    return readFrame(frameId.id(), buffer, size);
+    return readFrameById(frameId.id(), buffer, size);
 }
 
-int LantrixFrameClientAPI::readFrame(const char* frameId, char* buffer, int size) {
+int LantrixFrameClientAPI::readFrameById(const char* frameId, char* buffer, int size) {
     sendRequest("ReadFrame", coTextOrEmpty(frameId), size, false);
     char status[longestReadStatus + 1];
     readStatus(status, longestReadStatus, 73);

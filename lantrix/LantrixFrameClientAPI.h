@@ -21,13 +21,13 @@ public:
     /// Sends "WriteFrame" and \p size bytes of \p buffer; returns 1. A negative size is sent as
     /// it stands, without bytes, and then fails.
     int writeFrame(const LantrixFrameId& frameId, const char* buffer, int size);
-    /// The same without a copy of the id; null is the empty one.
-    int writeFrame(const char* frameId, const char* buffer, int size);
+    /// The same for an id that is a text already; null is the empty one. Makes no copy of it.
+    int writeFrameById(const char* frameId, const char* buffer, int size);
     /// Sends "ReadFrame" and fills exactly \p size bytes of \p buffer; returns \p size. A size of
     /// zero or less is sent as it stands and then fails.
     int readFrame(const LantrixFrameId& frameId, char* buffer, int size);
-    /// The same without a copy of the id; null is the empty one.
-    int readFrame(const char* frameId, char* buffer, int size);
+    /// The same for an id that is a text already; null is the empty one. Makes no copy of it.
+    int readFrameById(const char* frameId, char* buffer, int size);
     /// Sends "ReadAhead", which has no answer; what \p count means is the server's. Returns the
     /// bytes of the last text sent.
     int readAhead(const LantrixFrameId& frameId, int count);
