@@ -1,7 +1,7 @@
 #include "tools/Application.h"
 
-#include "tools/Session.h"
-#include "tools/Verbs.h"
+#include "tools/session/Session.h"
+#include "tools/verbs/Verbs.h"
 
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>

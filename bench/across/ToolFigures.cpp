@@ -1,6 +1,6 @@
 #include "bench/across/Figures.h"
 
-#include "tools/ClipFrames.h"
+#include "tools/transfer/ClipFrames.h"
 
 #include <algorithm>
 #include <string>

@@ -1,0 +1,75 @@
+// What the bytes of a frame mean: the format tags that the tool knows, the size of a frame, and
+// the packing of 10-bit samples. docs/frames.md describes the same for people.
+// Plain values. Failures are thrown as Failure.
+#ifndef IMAGE_PIXELLAYOUT_H
+#define IMAGE_PIXELLAYOUT_H
+
+#include "lantrix/LantrixTypes.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tool {
+
+using Bytes = std::vector<char>;
+
+/// How one sample is stored in a frame.
+enum class SampleKind { Integer8, Integer16, Half, Packed10 };
+
+/// Rows from top to bottom without padding, pixels from left to right, channels interleaved.
+struct PixelLayout {
+    SampleKind kind = SampleKind::Integer8;
+    int channels = 3; ///< 1 gray, 2 gray and alpha, 3 RGB, 4 RGBA; Packed10 is RGB.
+
+    [[nodiscard]] int bitsPerPixel() const;
+    /// The format tag, "rgb8" and the like.
+    [[nodiscard]] std::string tag() const;
+    bool operator==(const PixelLayout& other) const {
+        return kind == other.kind && channels == other.channels;
+    }
+};
+
+/// The layout of a format tag; none for a tag that is not known.
+[[nodiscard]] std::optional<PixelLayout> layoutOfTag(const std::string& tag);
+/// The integer layout of these numbers; none when there is none.
+[[nodiscard]] std::optional<PixelLayout> layoutOfDepth(int bitsPerPixel, int channels);
+
+/// Bytes of one frame. Refuses a frame that is larger than the protocol can carry.
+[[nodiscard]] int frameBytes(const PixelLayout& layout, int width, int height);
+
+/// The pixels of one image or frame, laid out as in a frame, but for Packed10, which is held as
+/// Integer16 with the 10 bits widened. 16-bit samples and halves are little-endian.
+struct Image {
+    PixelLayout layout;
+    int width = 0;
+    int height = 0;
+    Bytes pixels;
+};
+
+/// The format of a new clip of images of this kind.
+[[nodiscard]] LantrixClipFormat clipFormat(const PixelLayout& layout, int width, int height);
+/// Parses "WIDTHxHEIGHTxBITS[xCHANNELS][@RATE]"; \p tag, when not empty, names the layout. The
+/// frame buffer size follows from the layout, or from the bits where the tag is not known.
+[[nodiscard]] LantrixClipFormat parseClipFormat(const std::string& text, const std::string& tag);
+/// "1920x1080x24x3@25 rgb8 progressive", for people.
+[[nodiscard]] std::string describeFormat(const LantrixClipFormat& format);
+
+/// True when frames of one format can be those of the other; the rate and the like may differ.
+[[nodiscard]] bool isSameKind(const LantrixClipFormat& a, const LantrixClipFormat& b);
+
+/// The layout of a clip's frames. A tag that is not known, or one that does not fit the rest of
+/// the format, is a Failure which tells of --raw.
+[[nodiscard]] PixelLayout layoutOfClip(const LantrixClipFormat& format);
+
+/// The layout in which an Image holds the pixels of such a frame.
+[[nodiscard]] PixelLayout heldLayout(const PixelLayout& layout);
+/// Packs the image into the bytes of a frame, and back. An image with samples that 10 bits can't
+/// hold exactly is refused.
+[[nodiscard]] Bytes frameOfImage(Image image, const PixelLayout& layout);
+[[nodiscard]] Image imageOfFrame(Bytes frame, const PixelLayout& layout, int width, int height);
+
+} // namespace tool
+
+#endif

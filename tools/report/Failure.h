@@ -1,0 +1,69 @@
+// How the tool fails: one exception that carries the exit status, the message, and the details
+// that a person or a program needs to mend it; and the one place where texts of the library's
+// lastError() are sorted into exit statuses.
+// Failures are thrown anywhere and reported once, by the application.
+#ifndef TOOLS_REPORT_FAILURE_H
+#define TOOLS_REPORT_FAILURE_H
+
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace tool {
+
+/// The exit statuses of the program.
+enum class Status {
+    Done = 0,
+    Other = 1,
+    Usage = 2,
+    NodeNotFound = 3,
+    FrameMissing = 4,
+    NoConnection = 5,
+    Refused = 6,
+    ProtocolTooOld = 7,
+    LocalFile = 8,
+    Differs = 9,
+    Interrupted = 130
+};
+
+/// What a program reads beside the message.
+using Detail = std::variant<std::string, long long>;
+
+class Failure : public std::runtime_error {
+public:
+    Failure(Status status, const std::string& message)
+        : std::runtime_error(message), status_(status) {}
+
+    /// Adds a detail for programs: "host", "port", "path", "missing", "near", "file", ...
+    Failure& with(const std::string& key, Detail value);
+
+    [[nodiscard]] Status status() const { return status_; }
+    [[nodiscard]] const std::vector<std::pair<std::string, Detail>>& details() const {
+        return details_;
+    }
+
+private:
+    Status status_;
+    std::vector<std::pair<std::string, Detail>> details_;
+};
+
+/// A failure of the local disk: \p what, the file and the text of \p errorNumber.
+[[nodiscard]] Failure fileFailure(const std::string& what, const std::string& file,
+                                  int errorNumber);
+
+/// The status that a text of the library's lastError() stands for. Texts that neither the library
+/// nor the operating system writes come from the server, which refused.
+[[nodiscard]] Status statusOfLibraryError(const std::string& text);
+
+/// A number without zeros at its end: "2.5", "25".
+[[nodiscard]] std::string shortNumber(double number);
+
+/// The candidate that is most like \p name; "" when none is near.
+[[nodiscard]] std::string nearestName(const std::string& name,
+                                      const std::vector<std::string>& candidates);
+
+} // namespace tool
+
+#endif

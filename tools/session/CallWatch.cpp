@@ -1,0 +1,74 @@
+#include "tools/session/CallWatch.h"
+
+#include "tools/session/Session.h"
+
+namespace tool {
+
+CallWatch::CallWatch(std::function<void()> stop, double timeoutSeconds)
+    : stop_(std::move(stop)), timeout_(std::chrono::duration_cast<Clock::duration>(
+                                  std::chrono::duration<double>(timeoutSeconds))),
+      thread_(&CallWatch::watch, this) {}
+
+CallWatch::~CallWatch() {
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        isEnding_ = true;
+    }
+    ended_.notify_one();
+    thread_.join();
+}
+
+void CallWatch::begin() {
+    wasStopped_.store(false);
+    const Clock::time_point due =
+        timeout_ == Clock::duration::zero() ? Clock::time_point::max() : Clock::now() + timeout_;
+    deadline_.store(due.time_since_epoch().count());
+}
+
+void CallWatch::end() {
+    deadline_.store(0);
+}
+
+Failure CallWatch::failure(const std::string& host, Port port, const std::string& doing,
+                           std::string error) const {
+    if (wasInterrupted()) {
+        return {Status::Interrupted, "interrupted"};
+    }
+    Status status = statusOfLibraryError(error);
+    if (wasStopped_.load()) {
+        status = Status::NoConnection;
+        error = "no answer within " + shortNumber(std::chrono::duration<double>(timeout_).count()) +
+                " s";
+    } else if (error.empty()) {
+        error = "the server closed the connection";
+    }
+    const int number = static_cast<int>(port);
+    Failure failure(status,
+                    "can't " + doing + " on " + host + ":" + std::to_string(number) + ": " + error);
+    failure.with("host", host).with("port", number).with("reason", error);
+    return failure;
+}
+
+void CallWatch::watch() {
+    constexpr auto interval = std::chrono::milliseconds(50);
+    std::unique_lock<std::mutex> lock(mutex_);
+    while (!ended_.wait_for(lock, interval, [this] { return isEnding_; })) {
+        stopIfDue();
+    }
+}
+
+void CallWatch::stopIfDue() {
+    const Clock::rep deadline = deadline_.load();
+    if (deadline == 0) {
+        return;
+    }
+    const bool isLate = Clock::now().time_since_epoch().count() > deadline;
+    if (isLate) {
+        wasStopped_.store(true);
+    }
+    if (isLate || wasInterrupted()) {
+        stop_();
+    }
+}
+
+} // namespace tool

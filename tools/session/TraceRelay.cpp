@@ -1,0 +1,187 @@
+#include "tools/session/TraceRelay.h"
+
+#include "base/tcp/src/CoIoTcpDescriptor.h"
+#include "tools/report/Failure.h"
+
+#include <arpa/inet.h>
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+#include <vector>
+
+namespace tool {
+
+namespace {
+
+constexpr std::array<int, 2> ports{7549, 7550};
+
+// Opens a listening socket; -1 when the address is taken.
+int openListener(const std::string& address, int port) {
+    const int descriptor = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in name{};
+    name.sin_family = AF_INET;
+    name.sin_port = htons(static_cast<in_port_t>(port));
+    ::inet_pton(AF_INET, address.c_str(), &name.sin_addr);
+    CoIoTcpDescriptor::setReuseAddressSocketOption(descriptor, true);
+    if (::bind(descriptor, reinterpret_cast<const sockaddr*>(&name), sizeof name) != 0 ||
+        ::listen(descriptor, 4) != 0) {
+        ::close(descriptor);
+        return -1;
+    }
+    return descriptor;
+}
+
+// Waits a little; false when nothing happened.
+bool waitFor(pollfd* entries, nfds_t count) {
+    constexpr int milliseconds = 50; // how soon the relay's end is seen
+    return ::poll(entries, count, milliseconds) > 0;
+}
+
+} // namespace
+
+std::string loopbackAddress(int attempt) {
+    const unsigned number = static_cast<unsigned>(::getpid()) * 31 + static_cast<unsigned>(attempt);
+    return "127." + std::to_string(200 + number / 62500 % 50) + "." +
+           std::to_string(1 + number / 250 % 250) + "." + std::to_string(1 + number % 250);
+}
+
+TraceRelay::TraceRelay(std::string host) : host_(std::move(host)) {
+    for (int attempt = 0; attempt < loopbackAttempts && address_.empty(); ++attempt) {
+        if (listenOn(loopbackAddress(attempt))) {
+            address_ = loopbackAddress(attempt);
+        }
+    }
+    if (address_.empty()) {
+        throw Failure(Status::Other, "--trace found no loopback address with free ports 7549 and "
+                                     "7550");
+    }
+    for (std::size_t side = 0; side < ports.size(); ++side) {
+        threads_[side] = std::thread(&TraceRelay::run, this, side);
+    }
+}
+
+TraceRelay::~TraceRelay() {
+    isEnding_.store(true);
+    for (std::thread& thread : threads_) {
+        thread.join();
+    }
+    closeListeners();
+}
+
+bool TraceRelay::listenOn(const std::string& address) {
+    for (std::size_t side = 0; side < ports.size(); ++side) {
+        listeners_[side] = openListener(address, ports[side]);
+        if (listeners_[side] < 0) {
+            closeListeners();
+            return false;
+        }
+    }
+    return true;
+}
+
+void TraceRelay::closeListeners() {
+    for (int& listener : listeners_) {
+        if (listener >= 0) {
+            ::close(listener);
+        }
+        listener = -1;
+    }
+}
+
+std::string TraceRelay::connectError() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return connectError_;
+}
+
+void TraceRelay::run(std::size_t side) {
+    while (!isEnding_.load()) {
+        pollfd entry{listeners_[side], POLLIN, 0};
+        if (!waitFor(&entry, 1)) {
+            continue;
+        }
+        const int client = ::accept(listeners_[side], nullptr, nullptr);
+        if (client >= 0) {
+            serve(client, ports[side]);
+            ::close(client);
+        }
+    }
+}
+
+void TraceRelay::serve(int client, int port) {
+    CoIoTcpDescriptor server(host_.c_str(), port, 0, 0, 10);
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        connectError_ = server.lastError();
+        if (!connectError_.empty()) {
+            return;
+        }
+    }
+    print(port, "=", "connected to " + host_);
+    OwedPayloads owed;
+    const bool isCommands = port == ports[0];
+    std::unique_ptr<WireText> requests;
+    std::unique_ptr<WireText> replies;
+    if (isCommands) {
+        requests = std::make_unique<CommandText>();
+        replies = std::make_unique<CommandText>();
+    } else {
+        requests = std::make_unique<FrameRequestText>(owed);
+        replies = std::make_unique<FrameReplyText>(owed);
+    }
+    // A request and its reply take turns, so one thread passes both directions on.
+    bool isOpen = true;
+    while (isOpen && !isEnding_.load()) {
+        pollfd entries[]{{client, POLLIN, 0}, {server.id(), POLLIN, 0}};
+        waitFor(entries, 2);
+        if (entries[0].revents != 0) {
+            isOpen = passOn(client, server.id(), *requests, ">", port);
+        }
+        if (isOpen && entries[1].revents != 0) {
+            isOpen = passOn(server.id(), client, *replies, "<", port);
+        }
+    }
+    print(port, "=", "closed");
+}
+
+bool TraceRelay::passOn(int from, int to, WireText& text, const char* mark, int port) {
+    char buffer[65536];
+    const ssize_t size = ::recv(from, buffer, sizeof buffer, 0);
+    if (size < 0) {
+        return errno == EINTR || errno == EAGAIN;
+    }
+    if (size == 0) {
+        return false;
+    }
+    const auto count = static_cast<std::size_t>(size);
+    text.take(buffer, count, [&](const std::string& line) { print(port, mark, line); });
+    return sendAll(to, buffer, count);
+}
+
+bool TraceRelay::sendAll(int descriptor, const char* data, std::size_t size) const {
+    std::size_t done = 0;
+    while (done < size && !isEnding_.load()) {
+        pollfd entry{descriptor, POLLOUT, 0};
+        if (!waitFor(&entry, 1)) {
+            continue;
+        }
+        const ssize_t sent =
+            ::send(descriptor, data + done, size - done, MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (sent < 0 && errno != EINTR && errno != EAGAIN) {
+            return false;
+        }
+        done += sent > 0 ? static_cast<std::size_t>(sent) : 0;
+    }
+    return done == size;
+}
+
+void TraceRelay::print(int port, const char* mark, const std::string& line) {
+    const std::chrono::duration<double> time = Clock::now() - start_;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    std::fprintf(stderr, "%10.6f %d %s %s\n", time.count(), port, mark, line.c_str());
+}
+
+} // namespace tool

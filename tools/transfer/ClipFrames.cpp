@@ -1,0 +1,203 @@
+#include "tools/transfer/ClipFrames.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#define XXH_INLINE_ALL
+#include <xxhash.h>
+
+namespace tool {
+
+ClipPlace locateClip(Session& session, const Address& address) {
+    LantrixNodeHandle clip = session.findClip(address);
+    return {address, clip.getNodeId().id(), session.format(clip), session.countFrames(clip)};
+}
+
+ClipPlace locateClip(const Options& options, const Address& address) {
+    Session session(options, address.host);
+    return locateClip(session, address);
+}
+
+Missing parseMissing(const std::string& text) {
+    return text == "hold" ? Missing::Hold : text == "black" ? Missing::Black : Missing::Error;
+}
+
+ClipFrames::ClipFrames(const Options& options, const ClipPlace& place)
+    : place_(place), session_(options, place.address.host),
+      clip_(session_.server(), place.nodeId.c_str()) {}
+
+std::string ClipFrames::doing(const char* what, int index) const {
+    return std::string(what) + " frame " + std::to_string(index) + " of '" + place_.address.path() +
+           "'";
+}
+
+void ClipFrames::read(int index, Bytes& frame) {
+    frame.resize(static_cast<std::size_t>(place_.format.frameBufferSize()));
+    session_.call(
+        doing("read", index),
+        [&] { return clip_.readFrame(index, frame.data(), place_.format.frameBufferSize()); },
+        Port::Frames);
+}
+
+namespace {
+
+bool isHole(const Failure& failure) {
+    return failure.status() == Status::Refused || failure.status() == Status::FrameMissing;
+}
+
+} // namespace
+
+void ClipFrames::read(int index, Bytes& frame, Missing missing) {
+    try {
+        read(index, frame);
+    } catch (const Failure& failure) {
+        if (missing == Missing::Error || !isHole(failure)) {
+            throw;
+        }
+        if (missing == Missing::Black) {
+            std::fill(frame.begin(), frame.end(), '\0');
+        } else if (!readBefore(index, frame)) {
+            throw;
+        }
+    }
+}
+
+// The nearest frame before this one that can be read.
+bool ClipFrames::readBefore(int index, Bytes& frame) {
+    while (--index >= 0) {
+        try {
+            read(index, frame);
+            return true;
+        } catch (const Failure& failure) {
+            if (!isHole(failure)) {
+                throw;
+            }
+        }
+    }
+    return false;
+}
+
+void ClipFrames::write(int index, const Bytes& frame) {
+    session_.call(
+        doing("write", index),
+        [&] { return clip_.writeFrame(index, frame.data(), static_cast<int>(frame.size())); },
+        Port::Frames);
+}
+
+// By the frame's id, so that no frame is announced that is about to be written.
+bool ClipFrames::holds(int index, const Bytes& frame) {
+    LantrixStr id;
+    session_.call(doing("find", index), [&] { return clip_.getFrameId(index, id); });
+    readBack_.resize(frame.size());
+    try {
+        session_.call(
+            doing("read back", index),
+            [&] {
+                return session_.server().readFrame(id, readBack_.data(),
+                                                   static_cast<int>(readBack_.size()));
+            },
+            Port::Frames);
+    } catch (const Failure& failure) {
+        if (!isHole(failure)) {
+            throw;
+        }
+        return false;
+    }
+    return readBack_ == frame;
+}
+
+FileFrames::FileFrames(const LantrixClipFormat& format, bool raw) : format_(format) {
+    if (!raw) {
+        layout_ = layoutOfClip(format);
+    }
+}
+
+namespace {
+
+[[noreturn]] void wrongSize(const std::string& file, const std::string& is,
+                            const std::string& not_) {
+    throw Failure(Status::LocalFile, "'" + file + "' is " + is + ", not " + not_)
+        .with("file", file);
+}
+
+std::string sizeText(int width, int height) {
+    return std::to_string(width) + "x" + std::to_string(height);
+}
+
+} // namespace
+
+void FileFrames::checkFile(const std::string& file) const {
+    if (!layout_) {
+        std::error_code error;
+        const std::uintmax_t bytes = std::filesystem::file_size(file, error);
+        if (error) {
+            throw fileFailure("can't read", file, error.value());
+        }
+        if (bytes != size()) {
+            wrongSize(file, std::to_string(bytes) + " bytes", std::to_string(size()));
+        }
+        return;
+    }
+    checkImage(file, readImageHeader(file));
+}
+
+void FileFrames::checkImage(const std::string& file, const Image& image) const {
+    if (image.width != format_.width() || image.height != format_.height()) {
+        wrongSize(file, sizeText(image.width, image.height),
+                  sizeText(format_.width(), format_.height()));
+    }
+    const PixelLayout held = heldLayout(*layout_);
+    if (!(image.layout == held)) {
+        wrongSize(file, image.layout.tag(), held.tag() + " for a clip of " + layout_->tag());
+    }
+}
+
+void FileFrames::read(const std::string& file, Bytes& frame) const {
+    if (file.empty()) {
+        frame.assign(size(), '\0');
+        return;
+    }
+    if (!layout_) {
+        frame = readFile(file, size() + 1);
+        if (frame.size() != size()) {
+            wrongSize(file, std::to_string(frame.size()) + " bytes or more",
+                      std::to_string(size()));
+        }
+        return;
+    }
+    Image image = readImage(file);
+    checkImage(file, image);
+    try {
+        frame = frameOfImage(std::move(image), *layout_);
+    } catch (const Failure& failure) {
+        throw Failure(failure.status(), "'" + file + "': " + failure.what()).with("file", file);
+    }
+}
+
+void FileFrames::write(const std::string& file, Bytes& frame, bool verify) const {
+    AsideFile aside(file);
+    if (!layout_) {
+        aside.write(frame);
+        if (verify && readFile(aside.path(), frame.size() + 1) != frame) {
+            throw Failure(Status::Differs, "'" + file + "' reads back differently");
+        }
+    } else {
+        const Image image =
+            imageOfFrame(std::move(frame), *layout_, format_.width(), format_.height());
+        writeImage(image, aside.path());
+        if (verify && readImage(aside.path()).pixels != image.pixels) {
+            throw Failure(Status::Differs, "'" + file + "' reads back differently");
+        }
+    }
+    aside.commit();
+}
+
+std::string hashOf(const Bytes& bytes) {
+    const XXH128_hash_t hash = XXH3_128bits(bytes.data(), bytes.size());
+    char text[33];
+    std::snprintf(text, sizeof text, "%016llx%016llx", static_cast<unsigned long long>(hash.high64),
+                  static_cast<unsigned long long>(hash.low64));
+    return text;
+}
+
+} // namespace tool

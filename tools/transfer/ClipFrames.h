@@ -1,0 +1,85 @@
+// The frames of a clip and the frames in local files, as the transfers move them.
+// ClipFrames owns a session of its own, so that each worker has one; used by one thread at a time.
+// Failures are thrown as Failure.
+#ifndef TOOLS_TRANSFER_CLIPFRAMES_H
+#define TOOLS_TRANSFER_CLIPFRAMES_H
+
+#include "image/ImageFile.h"
+#include "tools/session/Session.h"
+
+#include <optional>
+#include <string>
+
+namespace tool {
+
+/// A clip that was found, for sessions that are opened later.
+struct ClipPlace {
+    Address address;
+    std::string nodeId;
+    LantrixClipFormat format;
+    int frames = 0;
+};
+
+/// Asks where the clip is and what it is.
+[[nodiscard]] ClipPlace locateClip(Session& session, const Address& address);
+[[nodiscard]] ClipPlace locateClip(const Options& options, const Address& address);
+
+/// What stands in for frames and files that are not there.
+enum class Missing { Error, Hold, Black };
+[[nodiscard]] Missing parseMissing(const std::string& text);
+
+class ClipFrames {
+public:
+    ClipFrames(const Options& options, const ClipPlace& place);
+
+    /// Reads the frame at \p index; sizes \p frame to it. Announces the next one to the server.
+    void read(int index, Bytes& frame);
+    /// The same; for a frame that the server can't give, what \p missing says.
+    void read(int index, Bytes& frame, Missing missing);
+    void write(int index, const Bytes& frame);
+    /// True when the server has these bytes as the frame. A frame that can't be read is another.
+    [[nodiscard]] bool holds(int index, const Bytes& frame);
+
+private:
+    [[nodiscard]] std::string doing(const char* what, int index) const;
+    bool readBefore(int index, Bytes& frame);
+
+    ClipPlace place_;
+    Session session_;
+    LantrixNodeHandle clip_;
+    Bytes readBack_;
+};
+
+/// Reads and writes files as frames of one format: images, or the bytes as they are.
+class FileFrames {
+public:
+    /// \p raw: files hold the bytes of frames. Otherwise the format's tag must be known.
+    FileFrames(const LantrixClipFormat& format, bool raw);
+
+    /// No layout: raw.
+    [[nodiscard]] const std::optional<PixelLayout>& layout() const { return layout_; }
+
+    /// Refuses a file that does not fit the format, or that has been cut off.
+    void checkFile(const std::string& file) const;
+    /// An empty name is a black frame, all bytes zero.
+    void read(const std::string& file, Bytes& frame) const;
+    /// Writes aside and renames. \p verify reads back before that and compares. \p frame may be
+    /// taken away.
+    void write(const std::string& file, Bytes& frame, bool verify) const;
+
+private:
+    void checkImage(const std::string& file, const Image& image) const;
+    [[nodiscard]] std::size_t size() const {
+        return static_cast<std::size_t>(format_.frameBufferSize());
+    }
+
+    LantrixClipFormat format_;
+    std::optional<PixelLayout> layout_;
+};
+
+/// XXH128 of the bytes, in hexadecimal.
+[[nodiscard]] std::string hashOf(const Bytes& bytes);
+
+} // namespace tool
+
+#endif

@@ -1,0 +1,47 @@
+// Frame numbers as people write them: "5", "1-100", "1-100x2", "12-", joined by commas.
+// Plain text and numbers. Failures are thrown as Failure: a usage error for a text that is no
+// range, a missing frame for one that the clip does not have.
+#ifndef TOOLS_TRANSFER_FRAMERANGE_H
+#define TOOLS_TRANSFER_FRAMERANGE_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tool {
+
+class FrameRange {
+public:
+    /// All frames.
+    FrameRange() = default;
+    explicit FrameRange(const std::string& text);
+
+    [[nodiscard]] bool isAll() const { return spans_.empty(); }
+    /// The first number of the text; only for ranges that are not all frames.
+    [[nodiscard]] int first() const { return spans_.front().first; }
+
+    /// The frame numbers in the order of the text; \p first and \p last bound all frames and
+    /// open ends. None when an open range begins beyond \p last.
+    [[nodiscard]] std::vector<int> numbers(int first, int last) const;
+    /// The indices of the frames of a clip with \p count frames whose first has \p startNumber.
+    [[nodiscard]] std::vector<int> indices(int startNumber, int count) const;
+
+private:
+    struct Span {
+        int first;
+        std::optional<int> last; // none: open
+        int step;
+    };
+    static Span parseSpan(const std::string& text);
+
+    std::vector<Span> spans_; // none: all frames
+};
+
+/// "1 frame", "6 frames".
+[[nodiscard]] std::string countText(std::size_t count, const std::string& noun);
+/// Frame numbers as short text: runs joined, "0-4,7,9-12".
+[[nodiscard]] std::string describeFrames(const std::vector<int>& numbers);
+
+} // namespace tool
+
+#endif

@@ -1,0 +1,40 @@
+// Which file becomes which frame, and the reverse: made before a transfer sends anything.
+// Plain values, and looks at file names. Failures are thrown as Failure.
+#ifndef TOOLS_TRANSFER_TRANSFERPLAN_H
+#define TOOLS_TRANSFER_TRANSFERPLAN_H
+
+#include "tools/transfer/ClipFrames.h"
+#include "tools/transfer/FilePattern.h"
+#include "tools/transfer/FrameRange.h"
+
+#include <string>
+#include <vector>
+
+namespace tool {
+
+/// Which frames of a clip, in the numbers that people use.
+struct FrameSelection {
+    std::string range; ///< "" for all.
+    int startNumber = 0;
+
+    /// The range, parsed; all frames without one.
+    [[nodiscard]] FrameRange parsed() const {
+        return range.empty() ? FrameRange() : FrameRange(range);
+    }
+};
+
+struct FrameStep {
+    int index = 0;
+    std::string file; ///< "" is a black frame.
+};
+
+/// The frames that these files become: one sequence pattern, or names in their order.
+[[nodiscard]] std::vector<FrameStep> planFromFiles(const std::vector<std::string>& files,
+                                                   const FrameSelection& frames, Missing missing);
+/// The files that the chosen frames of a clip become.
+[[nodiscard]] std::vector<FrameStep> planToFiles(const std::string& files,
+                                                 const FrameSelection& frames, int frameCount);
+
+} // namespace tool
+
+#endif

@@ -1,0 +1,74 @@
+#include "devserver/DevServer.h"
+#include "devserver/DevText.h"
+#include "tools/verbs/Demo.h"
+#include "tools/verbs/Verbs.h"
+
+#include <atomic>
+#include <chrono>
+#include <iostream>
+#include <thread>
+
+namespace tool {
+
+namespace {
+
+struct ServeArguments {
+    DevServerOptions server;
+    std::string protocol = "2.6";
+};
+
+void setProtocol(DevServerOptions& server, const std::string& text) {
+    const std::size_t dot = text.find('.');
+    const auto major = devInteger<int>(text.substr(0, dot));
+    const auto minor = devInteger<int>(dot == std::string::npos ? "" : text.substr(dot + 1));
+    if (!major || !minor) {
+        throw Failure(Status::Usage, "'" + text + "' is no protocol version like 2.6");
+    }
+    server.protocolMajor = *major;
+    server.protocolMinor = *minor;
+}
+
+void runServe(const Context& context, const ServeArguments& arguments) {
+    DevServerOptions options = arguments.server;
+    setProtocol(options, arguments.protocol);
+    options.verbose = context.options.verbose;
+    std::atomic<bool> wasAskedToEnd{false};
+    options.log = [](const std::string& line) { std::cerr << line << std::endl; };
+    options.shutdownRequested = [&] { wasAskedToEnd.store(true); };
+    DevServer server(options);
+    std::cout << "Serving " << options.root << " on " << options.listen << ", ports "
+              << DevServer::commandPort << " and " << DevServer::framePort << "; Ctrl-C ends."
+              << std::endl;
+    while (!wasInterrupted() && !wasAskedToEnd.load()) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+}
+
+} // namespace
+
+void addDevelopmentVerbs(CLI::App& app, Context& context) {
+    const auto serve = std::make_shared<ServeArguments>();
+    CLI::App* verb = addVerb<ServeArguments>(
+        app, "serve", "Run the development server in the foreground",
+        "lantrix serve --root /tmp/media --clip /Library/Reel/plate=1920x1080x24@25", serve,
+        [&](const ServeArguments& arguments) { runServe(context, arguments); });
+    verb->add_option("--root", serve->server.root, "The directory that keeps the tree")->required();
+    verb->add_option("--listen", serve->server.listen, "The address to listen on");
+    verb->add_flag("--allow-remote", serve->server.allowRemote,
+                   "For an address that others reach: the protocol has no authentication");
+    verb->add_option("--protocol", serve->protocol, "The protocol to speak");
+    verb->add_option("--vendor", serve->server.vendor, "What it says of itself");
+    verb->add_option("--product", serve->server.product, "What it says of itself");
+    verb->add_option("--clip", serve->server.clips, "PATH=WIDTHxHEIGHTxBITS[xCHANNELS][@RATE]");
+
+    const auto demo = std::make_shared<DemoArguments>();
+    verb = addVerb<DemoArguments>(
+        app, "demo", "Show what the library does, on a server of its own", "lantrix demo", demo,
+        [&](const DemoArguments& arguments) { runDemo(context.options, arguments); });
+    verb->add_option("--count", demo->frames, "Frames of the sequence")->check(CLI::Range(3, 1000));
+    verb->add_option("--width", demo->width, "Pixels per line")->check(CLI::Range(32, 8192));
+    verb->add_option("--height", demo->height, "Lines per frame")->check(CLI::Range(32, 8192));
+    verb->add_option("--files", demo->files, "A folder for the image files, which then stay");
+}
+
+} // namespace tool

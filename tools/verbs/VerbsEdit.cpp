@@ -1,0 +1,328 @@
+#include "image/PixelLayout.h"
+#include "tools/report/Json.h"
+#include "tools/session/Session.h"
+#include "tools/verbs/Verbs.h"
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+
+namespace tool {
+
+namespace {
+
+constexpr const char* clipType = "clip";
+
+// ---- mkdir
+
+struct MkdirArguments {
+    std::vector<std::string> addresses;
+    std::string type = "folder";
+    bool parents = false;
+};
+
+Failure alreadyThere(const Session& session, const Address& address) {
+    return Failure(Status::Other, "'" + address.path() + "' is already on " + session.place())
+        .with("host", session.host())
+        .with("path", address.path());
+}
+
+void requireFolder(Session& session, const FoundNode& node) {
+    if (session.isClip(node.handle)) {
+        throw Failure(Status::Other,
+                      "'" + node.address.text() + "' is a clip: nothing can be made below it")
+            .with("path", node.address.path());
+    }
+}
+
+void checkType(const std::string& type) {
+    if (type.empty() ||
+        std::any_of(type.begin(), type.end(), [](unsigned char c) { return std::isspace(c); })) {
+        throw Failure(Status::Usage, "a node's type is one word, not '" + type + "'");
+    }
+}
+
+// Makes folders, or with -n says which.
+class FolderMaker {
+public:
+    FolderMaker(Context& context, const MkdirArguments& arguments)
+        : context_(context), arguments_(arguments) {}
+
+    void make(const Address& address) {
+        const Address above = address.parent();
+        Session session(context_.options, address.host);
+        FoundNode node{above, session.root()};
+        node.address.components.clear();
+        const std::size_t missing = walk(session, address.components, node);
+        const std::vector<std::string> names(address.components.begin() +
+                                                 static_cast<std::ptrdiff_t>(missing),
+                                             address.components.end());
+        if (names.empty() && !arguments_.parents) {
+            throw alreadyThere(session, address);
+        }
+        if (names.size() > 1 && !arguments_.parents) {
+            throw session.missing(above, node, names.front());
+        }
+        requireFolder(session, node);
+        for (const std::string& name : names) {
+            node = makeBelow(session, node, name);
+        }
+    }
+
+    void tell() {
+        context_.options.dryRun ? context_.output.wouldDo(steps_)
+                                : context_.output.result({{"made", made_}});
+    }
+
+private:
+    // Goes down as far as there are nodes; returns how many components that were.
+    static std::size_t walk(Session& session, const std::vector<std::string>& components,
+                            FoundNode& node) {
+        std::size_t depth = 0;
+        for (; depth < components.size(); ++depth) {
+            const std::optional<FoundNode> child = session.child(node, components[depth]);
+            if (!child) {
+                break;
+            }
+            node = *child;
+        }
+        return depth;
+    }
+
+    FoundNode makeBelow(Session& session, FoundNode& parent, const std::string& name) {
+        FoundNode node{parent.address.child(name), {}};
+        checkNewName(name, parent.handle.getNodeId().id(), arguments_.type);
+        if (context_.options.dryRun) {
+            steps_.push_back("make " + node.address.text());
+            return node;
+        }
+        session.call("make '" + node.address.path() + "'", [&] {
+            return parent.handle.createNode(name.c_str(), arguments_.type.c_str(), node.handle);
+        });
+        made_.push_back({{"path", node.address.path()}, {"id", node.handle.getNodeId().id()}});
+        context_.output.note("made " + node.address.text());
+        return node;
+    }
+
+    Context& context_;
+    const MkdirArguments& arguments_;
+    std::vector<std::string> steps_;
+    Json made_ = Json::array();
+};
+
+void runMkdir(Context& context, const MkdirArguments& arguments) {
+    checkType(arguments.type);
+    FolderMaker maker(context, arguments);
+    for (const std::string& address : arguments.addresses) {
+        maker.make(parseAddress(address, context.options.host));
+    }
+    maker.tell();
+}
+
+// ---- mkclip
+
+struct MkclipArguments {
+    std::string address;
+    std::string format;
+    int frames = 0;
+    std::string scan = "progressive";
+    std::string tag;
+};
+
+void runMkclip(Context& context, const MkclipArguments& arguments) {
+    const Address address = parseAddress(arguments.address, context.options.host);
+    LantrixClipFormat format = parseClipFormat(arguments.format, arguments.tag);
+    LantrixClipFormat::ScanFormat scan{};
+    if (!LantrixClipFormat::strToScanFormat(arguments.scan.c_str(), scan)) {
+        throw Failure(Status::Usage, "'" + arguments.scan + "' is no scan format");
+    }
+    format.setScanFormat(scan);
+    const std::string what = address.text() + " (" + describeFormat(format) + ") with " +
+                             countText(static_cast<std::size_t>(arguments.frames), "frame");
+    Session session(context.options, address.host);
+    if (context.options.dryRun) {
+        static_cast<void>(findParentOfNew(session, address));
+        context.output.wouldDo({"make " + what});
+        return;
+    }
+    const LantrixNodeHandle made = makeClip(session, address, format, arguments.frames);
+    context.output.note("made " + what);
+    context.output.result({{"made", {{{"path", address.path()}, {"id", made.getNodeId().id()}}}}});
+}
+
+// ---- rm
+
+struct RmArguments {
+    std::vector<std::string> addresses;
+    bool recursive = false;
+};
+
+// Removes nodes, or with -n says which.
+class Remover {
+public:
+    Remover(Context& context, bool recursive) : context_(context), recursive_(recursive) {}
+
+    void remove(Session& session, FoundNode& node) {
+        const std::string what = node.address.text();
+        const bool hasChildren = !session.children(node).empty();
+        if (hasChildren && !recursive_) {
+            throw Failure(Status::Other,
+                          "'" + what + "' is not empty: -r removes it with all below")
+                .with("path", node.address.path());
+        }
+        if (context_.options.dryRun) {
+            steps_.push_back("remove " + what + (hasChildren ? " with all below" : ""));
+            return;
+        }
+        if (hasChildren) {
+            confirm(context_, "Remove " + what + " with all below?");
+        }
+        session.call("remove '" + node.address.path() + "'",
+                     [&] { return node.handle.destroyNode(); });
+        context_.output.note("removed " + what);
+        removed_.push_back(node.address.path());
+    }
+
+    void tell() {
+        context_.options.dryRun ? context_.output.wouldDo(steps_)
+                                : context_.output.result({{"removed", removed_}});
+    }
+
+private:
+    Context& context_;
+    bool recursive_;
+    std::vector<std::string> steps_;
+    Json removed_ = Json::array();
+};
+
+void runRm(Context& context, const RmArguments& arguments) {
+    Remover remover(context, arguments.recursive);
+    for (const std::string& text : arguments.addresses) {
+        const Address address = parseAddress(text, context.options.host);
+        Session session(context.options, address.host);
+        for (FoundNode& node : session.findAll(address)) {
+            remover.remove(session, node);
+        }
+    }
+    remover.tell();
+}
+
+// ---- link
+
+struct LinkArguments {
+    std::string address;
+    std::vector<std::string> files;
+};
+
+void runLink(Context& context, const LinkArguments& arguments) {
+    const Address address = parseAddress(arguments.address, context.options.host);
+    std::vector<LantrixStr> paths;
+    for (const std::string& file : arguments.files) {
+        if (file.find_first_of(",\n") != std::string::npos) {
+            throw Failure(Status::Usage, "'" + file +
+                                             "' can't be linked: a path with a comma or "
+                                             "a line feed can't be sent");
+        }
+        // On the server's own host a path may be given as it looks from here.
+        const bool isHere = std::filesystem::exists(file);
+        paths.emplace_back((isHere ? std::filesystem::absolute(file).string() : file).c_str());
+    }
+    const std::string what =
+        address.text() + " to " + countText(paths.size(), "file") + " on the server";
+    Session session(context.options, address.host);
+    LantrixNodeHandle clip = session.findClip(address);
+    if (context.options.dryRun) {
+        context.output.wouldDo({"link " + what});
+        return;
+    }
+    session.call("link '" + address.path() + "'",
+                 [&] { return clip.linkToFrames(paths.data(), static_cast<int>(paths.size())); });
+    context.output.note("linked " + what);
+    context.output.result({{"linked", address.path()}, {"files", paths.size()}});
+}
+
+// ---- on the command line
+
+void addMkdir(CLI::App& app, Context& context) {
+    const auto mkdir = std::make_shared<MkdirArguments>();
+    CLI::App* verb = addVerb<MkdirArguments>(
+        app, "mkdir", "Make nodes that hold others", "lantrix mkdir -p farm:/Library/Reel", mkdir,
+        [&](const MkdirArguments& arguments) { runMkdir(context, arguments); });
+    verb->add_option("ADDRESS", mkdir->addresses, "The new nodes")->required();
+    verb->add_option("--type", mkdir->type, "The server's name, or number, for the kind of node");
+    verb->add_flag("-p,--parents", mkdir->parents,
+                   "Make what is missing on the way; no error when it is there");
+}
+
+void addMkclip(CLI::App& app, Context& context) {
+    const auto mkclip = std::make_shared<MkclipArguments>();
+    CLI::App* verb = addVerb<MkclipArguments>(
+        app, "mkclip", "Make a clip",
+        "lantrix mkclip /Library/Reel/plate --format 1920x1080x24@25 --frames 100", mkclip,
+        [&](const MkclipArguments& arguments) { runMkclip(context, arguments); });
+    verb->add_option("ADDRESS", mkclip->address, "The new clip")->required();
+    verb->add_option("--format", mkclip->format,
+                     "WIDTHxHEIGHTxBITS[xCHANNELS][@RATE], bits being those of a whole pixel")
+        ->required();
+    verb->add_option("--frames", mkclip->frames, "How many frames")->check(CLI::NonNegativeNumber);
+    verb->add_option("--scan", mkclip->scan,
+                     "progressive, field1_odd, field1_even, field2_odd or field2_even");
+    verb->add_option("--tag", mkclip->tag, "The format tag: rgb8, rgb16f, rgb10, ...");
+}
+
+void addRm(CLI::App& app, Context& context) {
+    const auto rm = std::make_shared<RmArguments>();
+    CLI::App* verb =
+        addVerb<RmArguments>(app, "rm", "Remove nodes", "lantrix rm -r -y /Library/Reel/old*", rm,
+                             [&](const RmArguments& arguments) { runRm(context, arguments); });
+    verb->add_option("ADDRESS", rm->addresses, "The nodes")->required();
+    verb->add_flag("-r,--recursive", rm->recursive, "With all below; asks first, unless -y");
+}
+
+void addLink(CLI::App& app, Context& context) {
+    const auto link = std::make_shared<LinkArguments>();
+    CLI::App* verb = addVerb<LinkArguments>(
+        app, "link", "Make existing files of the server's host the frames of a clip",
+        "lantrix link /Library/Reel/plate /media/plate.*.raw", link,
+        [&](const LinkArguments& arguments) { runLink(context, arguments); });
+    verb->add_option("CLIP", link->address, "The clip")->required();
+    verb->add_option("FILE", link->files, "The files, as the server's host names them")->required();
+}
+
+} // namespace
+
+FoundNode findParentOfNew(Session& session, const Address& address) {
+    FoundNode parent{address.parent(), session.find(address.parent())};
+    if (session.child(parent, address.name())) {
+        throw alreadyThere(session, address);
+    }
+    requireFolder(session, parent);
+    checkNewName(address.name(), parent.handle.getNodeId().id(), clipType);
+    return parent;
+}
+
+LantrixNodeHandle makeClip(Session& session, const Address& address,
+                           const LantrixClipFormat& format, int frames) {
+    FoundNode parent = findParentOfNew(session, address);
+    LantrixNodeHandle clip;
+    session.call("make '" + address.path() + "'", [&] {
+        return parent.handle.createClipNode(address.name().c_str(), format, clipType, clip);
+    });
+    try {
+        session.call("make the frames of '" + address.path() + "'",
+                     [&] { return clip.setNumFrames(frames); });
+    } catch (const Failure&) {
+        clip.destroyNode(); // as if it had never been there
+        throw;
+    }
+    return clip;
+}
+
+void addEditVerbs(CLI::App& app, Context& context) {
+    addMkdir(app, context);
+    addMkclip(app, context);
+    addRm(app, context);
+    addLink(app, context);
+}
+
+} // namespace tool

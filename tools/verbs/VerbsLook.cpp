@@ -1,0 +1,207 @@
+#include "image/Picture.h"
+#include "tools/report/Json.h"
+#include "tools/verbs/Verbs.h"
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+
+namespace tool {
+
+namespace {
+
+// Frames of a clip, made small.
+class Miniatures {
+public:
+    Miniatures(const Options& options, const ClipPlace& place, int width)
+        : format_(place.format), layout_(layoutOfClip(place.format)), frames_(options, place),
+          width_(std::min(width, format_.width())) {
+        const double ratio =
+            format_.pixelRatio() > 0 ? static_cast<double>(format_.pixelRatio()) : 1;
+        const double height = width_ * (format_.height() / (format_.width() * ratio));
+        height_ = std::clamp(static_cast<int>(std::lround(height)), 1, 4 * width_);
+    }
+
+    [[nodiscard]] int width() const { return width_; }
+    [[nodiscard]] int height() const { return height_; }
+    [[nodiscard]] Picture take(int index) {
+        Bytes frame;
+        frames_.read(index, frame);
+        const Image image =
+            imageOfFrame(std::move(frame), layout_, format_.width(), format_.height());
+        return Picture(image).scaledTo(width_, height_);
+    }
+
+private:
+    LantrixClipFormat format_;
+    PixelLayout layout_;
+    ClipFrames frames_;
+    int width_;
+    int height_ = 1;
+};
+
+constexpr PixelLayout pictureLayout{SampleKind::Integer8, 3};
+
+void settleFile(const Context& context, const std::string& file) {
+    checkImageName(file, pictureLayout);
+    if (std::filesystem::exists(file) && !context.options.dryRun) {
+        confirm(context, "Replace '" + file + "'?");
+    }
+}
+
+void save(Context& context, const Picture& picture, const std::string& file,
+          const std::vector<int>& numbers) {
+    AsideFile aside(file);
+    writeImage(picture.image(), aside.path());
+    aside.commit();
+    context.output.note("wrote '" + file + "', " + std::to_string(picture.width()) + "x" +
+                        std::to_string(picture.height()) + ", of " +
+                        (numbers.size() == 1 ? "frame " : "frames ") + describeFrames(numbers));
+    context.output.result({{"file", file},
+                           {"width", picture.width()},
+                           {"height", picture.height()},
+                           {"frames", numbers}});
+}
+
+// ---- thumb
+
+struct ThumbArguments {
+    std::string address;
+    std::string file;
+    int frame = -1; // negative: the first
+    int startNumber = 0;
+    int width = 320;
+};
+
+void runThumb(Context& context, const ThumbArguments& arguments) {
+    const Options& options = context.options;
+    settleFile(context, arguments.file);
+    const ClipPlace place = locateClip(options, parseAddress(arguments.address, options.host));
+    const int number = arguments.frame < 0 ? arguments.startNumber : arguments.frame;
+    const int index =
+        FrameRange(std::to_string(number)).indices(arguments.startNumber, place.frames).front();
+    if (options.dryRun) {
+        context.output.wouldDo({"write frame " + std::to_string(number) + " of " +
+                                place.address.text() + " to '" + arguments.file + "'"});
+        return;
+    }
+    Miniatures miniatures(options, place, arguments.width);
+    save(context, miniatures.take(index), arguments.file, {number});
+}
+
+// ---- sheet
+
+struct SheetArguments {
+    std::string address;
+    std::string file;
+    FrameSelection frames;
+    int count = 12;
+    int columns = 0; // 0: as many as rows
+    int width = 320;
+};
+
+// As many as are wanted, from the first to the last at even distances.
+std::vector<int> spread(const std::vector<int>& all, int count) {
+    const std::size_t wanted = std::min(all.size(), static_cast<std::size_t>(count));
+    std::vector<int> chosen;
+    for (std::size_t i = 0; i < wanted; ++i) {
+        chosen.push_back(all[wanted == 1 ? 0 : i * (all.size() - 1) / (wanted - 1)]);
+    }
+    return chosen;
+}
+
+// Where the miniatures lie: in rows, each with a strip for its number below.
+struct SheetPlan {
+    SheetPlan(const Miniatures& miniatures, int count, int columnsWanted)
+        : scale(std::max(2, miniatures.width() / 100)),
+          columns(columnsWanted > 0
+                      ? std::min(columnsWanted, count)
+                      : static_cast<int>(std::ceil(std::sqrt(static_cast<double>(count))))),
+          rows((count + columns - 1) / columns), cellWidth(miniatures.width() + gap()),
+          cellHeight(miniatures.height() + 6 * scale + gap()) {}
+
+    [[nodiscard]] int gap() const { return 4 * scale; }
+    [[nodiscard]] int left(int i) const { return gap() + i % columns * cellWidth; }
+    [[nodiscard]] int top(int i) const { return gap() + i / columns * cellHeight; }
+
+    int scale; // pixels of a digit's square
+    int columns;
+    int rows;
+    int cellWidth;
+    int cellHeight;
+};
+
+Picture drawSheet(Miniatures& miniatures, const std::vector<int>& indices,
+                  const SheetArguments& arguments) {
+    constexpr Colour background{24, 24, 24};
+    constexpr Colour ink{224, 224, 224};
+    const SheetPlan plan(miniatures, static_cast<int>(indices.size()), arguments.columns);
+    Picture sheet(plan.gap() + plan.columns * plan.cellWidth,
+                  plan.gap() + plan.rows * plan.cellHeight);
+    sheet.fill(0, 0, sheet.width(), sheet.height(), background);
+    for (std::size_t k = 0; k < indices.size(); ++k) {
+        const int i = static_cast<int>(k);
+        sheet.paste(miniatures.take(indices[k]), plan.left(i), plan.top(i));
+        sheet.drawNumber(plan.left(i), plan.top(i) + miniatures.height() + plan.scale, plan.scale,
+                         std::to_string(indices[k] + arguments.frames.startNumber), ink);
+    }
+    return sheet;
+}
+
+void runSheet(Context& context, const SheetArguments& arguments) {
+    const Options& options = context.options;
+    settleFile(context, arguments.file);
+    const ClipPlace place = locateClip(options, parseAddress(arguments.address, options.host));
+    const int startNumber = arguments.frames.startNumber;
+    const std::vector<int> indices =
+        spread(arguments.frames.parsed().indices(startNumber, place.frames), arguments.count);
+    if (indices.empty()) {
+        throw Failure(Status::FrameMissing, "'" + place.address.text() + "' has no frames");
+    }
+    std::vector<int> numbers = indices;
+    for (int& number : numbers) {
+        number += startNumber;
+    }
+    if (options.dryRun) {
+        context.output.wouldDo({"write frames " + describeFrames(numbers) + " of " +
+                                place.address.text() + " to '" + arguments.file + "'"});
+        return;
+    }
+    Miniatures miniatures(options, place, arguments.width);
+    save(context, drawSheet(miniatures, indices, arguments), arguments.file, numbers);
+}
+
+} // namespace
+
+void addLookVerbs(CLI::App& app, Context& context) {
+    const auto thumb = std::make_shared<ThumbArguments>();
+    CLI::App* verb = addVerb<ThumbArguments>(
+        app, "thumb", "Write one frame, made small, to an image file",
+        "lantrix thumb /Library/Reel/plate plate.png --frame 42", thumb,
+        [&](const ThumbArguments& arguments) { runThumb(context, arguments); });
+    verb->add_option("CLIP", thumb->address, "The clip")->required();
+    verb->add_option("FILE", thumb->file, "The image file, .png")->required();
+    verb->add_option("--frame", thumb->frame, "The frame's number; the first unless given")
+        ->check(CLI::NonNegativeNumber);
+    verb->add_option("--start-number", thumb->startNumber, "The number of the clip's first frame")
+        ->check(CLI::Range(0, 1000000000));
+    verb->add_option("--width", thumb->width, "Pixels per line, at most those of the clip")
+        ->check(CLI::Range(8, 8192));
+
+    const auto sheet = std::make_shared<SheetArguments>();
+    verb = addVerb<SheetArguments>(
+        app, "sheet", "Write a contact sheet of a clip to an image file",
+        "lantrix sheet /Library/Reel/plate plate.png --count 20 --columns 5", sheet,
+        [&](const SheetArguments& arguments) { runSheet(context, arguments); });
+    verb->add_option("CLIP", sheet->address, "The clip")->required();
+    verb->add_option("FILE", sheet->file, "The image file, .png")->required();
+    addFrameOptions(*verb, sheet->frames);
+    verb->add_option("--count", sheet->count, "How many frames, at even distances")
+        ->check(CLI::Range(1, 400));
+    verb->add_option("--columns", sheet->columns, "Frames side by side; a square unless given")
+        ->check(CLI::Range(1, 400));
+    verb->add_option("--width", sheet->width, "Pixels per line of each frame")
+        ->check(CLI::Range(8, 1920));
+}
+
+} // namespace tool

@@ -1,0 +1,151 @@
+#include "tools/report/Json.h"
+#include "tools/verbs/Verbs.h"
+
+#include "image/ImageFile.h"
+
+#include <iostream>
+#include <iterator>
+
+namespace tool {
+
+namespace {
+
+struct MetaArguments {
+    std::string address;
+    std::string stream;
+    std::string filter = "*";
+    int depth = 1;
+    std::string text;
+    std::string file;
+};
+
+std::vector<std::string> streamNames(Session& session, const LantrixNodeHandle& node) {
+    int count = 0;
+    session.call("list metadata", [&] { return node.getNumAvailableMetaDataStreams(count); });
+    std::vector<std::string> names;
+    for (int i = 0; i < count; ++i) {
+        LantrixStr name;
+        session.call("list metadata", [&] { return node.getAvailableMetaDataStream(i, name); });
+        names.emplace_back(name.c_str());
+    }
+    return names;
+}
+
+void checkWord(const std::string& word, const char* what) {
+    if (word.empty() || word.find_first_of(" \t\n") != std::string::npos) {
+        throw Failure(Status::Usage, "'" + word + "' can't be sent as the " + what +
+                                         ": it is empty or holds blanks");
+    }
+}
+
+void runList(Context& context, const MetaArguments& arguments) {
+    const Address address = parseAddress(arguments.address, context.options.host);
+    Session session(context.options, address.host);
+    std::vector<Json> rows;
+    for (const std::string& name : streamNames(session, session.find(address))) {
+        rows.push_back({{"stream", name}});
+    }
+    context.output.table("streams", rows);
+}
+
+// Tells a stream that is not there from other reasons to refuse.
+[[noreturn]] void explainRefusal(Session& session, const LantrixNodeHandle& node,
+                                 const std::string& stream, const Failure& failure) {
+    const std::vector<std::string> names = streamNames(session, node);
+    if (failure.status() != Status::Refused ||
+        std::find(names.begin(), names.end(), stream) != names.end()) {
+        throw failure;
+    }
+    const std::string near = nearestName(stream, names);
+    throw Failure(Status::FrameMissing, "there is no stream '" + stream + "' on " +
+                                            session.place() +
+                                            (near.empty() ? "" : "; did you mean '" + near + "'?") +
+                                            " (" + failure.what() + ")")
+        .with("host", session.host())
+        .with("missing", stream);
+}
+
+void runGet(Context& context, const MetaArguments& arguments) {
+    checkWord(arguments.stream, "stream");
+    checkWord(arguments.filter, "filter");
+    const Address address = parseAddress(arguments.address, context.options.host);
+    Session session(context.options, address.host);
+    const LantrixNodeHandle node = session.find(address);
+    LantrixStr text;
+    try {
+        session.call("read '" + arguments.stream + "' of '" + address.path() + "'", [&] {
+            return node.getMetaData(arguments.stream.c_str(), arguments.filter.c_str(),
+                                    arguments.depth, text);
+        });
+    } catch (const Failure& failure) {
+        explainRefusal(session, node, arguments.stream, failure);
+    }
+    context.output.text(
+        std::string(text.c_str()) + "\n",
+        {{"path", address.path()}, {"stream", arguments.stream}, {"text", text.c_str()}});
+}
+
+std::string textToSet(const MetaArguments& arguments) {
+    if (arguments.file.empty()) {
+        return arguments.text;
+    }
+    constexpr std::size_t mostBytes = std::size_t{16} << 20;
+    if (arguments.file != "-") {
+        const Bytes bytes = readFile(arguments.file, mostBytes);
+        return {bytes.begin(), bytes.end()};
+    }
+    return {std::istreambuf_iterator<char>(std::cin), {}};
+}
+
+void runSet(Context& context, const MetaArguments& arguments) {
+    checkWord(arguments.stream, "stream");
+    const Address address = parseAddress(arguments.address, context.options.host);
+    const std::string text = textToSet(arguments);
+    const std::string what = "'" + arguments.stream + "' of " + address.text() + " to " +
+                             std::to_string(text.size()) + " bytes";
+    Session session(context.options, address.host);
+    const LantrixNodeHandle node = session.find(address);
+    if (context.options.dryRun) {
+        context.output.wouldDo({"set " + what});
+        return;
+    }
+    session.call("set '" + arguments.stream + "' of '" + address.path() + "'", [&] {
+        return node.setMetaData(arguments.stream.c_str(), LantrixStr(text.c_str()));
+    });
+    context.output.note("set " + what);
+    context.output.result({{"path", address.path()}, {"stream", arguments.stream}});
+}
+
+} // namespace
+
+void addMetadataVerbs(CLI::App& app, Context& context) {
+    CLI::App* meta = app.add_subcommand("meta", "List, read and write metadata streams");
+    meta->require_subcommand(1);
+    meta->fallthrough();
+
+    const auto arguments = std::make_shared<MetaArguments>();
+    CLI::App* verb = addVerb<MetaArguments>(
+        *meta, "ls", "List the metadata streams of a node", "lantrix meta ls /Library/Reel/plate",
+        arguments, [&](const MetaArguments& given) { runList(context, given); });
+    verb->add_option("ADDRESS", arguments->address, "The node")->required();
+
+    verb = addVerb<MetaArguments>(*meta, "get", "Print a metadata stream",
+                                  "lantrix meta get /Library/Reel/plate xml", arguments,
+                                  [&](const MetaArguments& given) { runGet(context, given); });
+    verb->add_option("ADDRESS", arguments->address, "The node")->required();
+    verb->add_option("STREAM", arguments->stream, "The stream")->required();
+    verb->add_option("--filter", arguments->filter, "Passed to the server; one word");
+    verb->add_option("--depth", arguments->depth, "Passed to the server");
+
+    verb =
+        addVerb<MetaArguments>(*meta, "set", "Replace a metadata stream",
+                               "lantrix meta set /Library/Reel/plate note 'second take'", arguments,
+                               [&](const MetaArguments& given) { runSet(context, given); });
+    verb->add_option("ADDRESS", arguments->address, "The node")->required();
+    verb->add_option("STREAM", arguments->stream, "The stream")->required();
+    CLI::Option* text = verb->add_option("TEXT", arguments->text, "The text");
+    verb->add_option("--file", arguments->file, "Read the text from a file; - is standard input")
+        ->excludes(text);
+}
+
+} // namespace tool
