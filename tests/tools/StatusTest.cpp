@@ -76,6 +76,22 @@ TEST_F(ToolTest, WrittenFramesAreReadBackToVerifyThem) {
     EXPECT_NE(std::string::npos, result.errors.find("frame 0 reads back differently"));
 }
 
+// What is printed would otherwise be the server's next command.
+TEST_F(StatusTest, AClosedOutputIsNeverASocket) {
+    std::string frame = "\nsync 0 DestroyNode n1\n";
+    frame.resize(96);
+    write("plate.0", frame);
+    output({"put", "--raw", "plate.0", "/plate"});
+    const std::string tool = LANTRIX_PATH " --host " + host_;
+    const auto status = [&](const std::string& words) {
+        return WEXITSTATUS(std::system((tool + words).c_str()));
+    };
+    EXPECT_EQ(8, status(" cat /plate --raw >&-"));
+    EXPECT_EQ(8, status(" cat /plate --raw <&- >&- 2>&-"));
+    EXPECT_EQ(0, status(" cat /plate --raw --trace >/dev/null 2>&-"));
+    EXPECT_EQ("plate\nLibrary\n", output({"ls"}));
+}
+
 TEST_F(StatusTest, ErrorsAreJsonOnRequestAndRedOnRequest) {
     std::string error = run({"--json", "ls", "/Libary"}).errors;
     auto json = nlohmann::json::parse(error);
