@@ -2,6 +2,7 @@
 
 #include "devserver/DevClipOption.h"
 #include "tools/report/Failure.h"
+#include "tools/report/NumberText.h"
 
 #include <array>
 #include <climits>

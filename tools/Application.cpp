@@ -1,14 +1,17 @@
 #include "tools/Application.h"
 
-#include "tools/session/Session.h"
+#include "base/loggerBase/src/CoMsg.h"
+#include "tools/report/NearestName.h"
+#include "tools/session/Interrupt.h"
+#include "tools/verbs/Context.h"
 #include "tools/verbs/Verbs.h"
 
+#include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 
+#include <cstdio>
 #include <cstdlib>
-#include <iostream>
-#include <unistd.h>
 
 namespace tool {
 
@@ -68,6 +71,25 @@ void addVerbs(CLI::App& app, Context& context) {
     addCompletionVerbs(app, context);
 }
 
+// The library's log goes to standard error.
+class ErrorRouter : public CoMsg::Router {
+public:
+    void post(const CoMsg& message) const override {
+        std::fprintf(stderr, "lantrix: %s: %s\n", CoMsg::levelToString(message.level()),
+                     message.text());
+    }
+};
+
+void redirectLog(const Options& options) {
+    static ErrorRouter router;
+    CoMsg::router_ = &router;
+    if (options.verbose) {
+        CoMsg::filterLevel_ = CoMsg::Debug;
+    } else if (options.quiet) {
+        CoMsg::filterLevel_ = CoMsg::Error;
+    }
+}
+
 int fail(const Context& context, const Failure& failure) {
     std::fflush(stdout);
     context.output.failure(failure);
@@ -108,27 +130,6 @@ int parseAndRun(CLI::App& app, Context& context, int argc, char** argv) {
 }
 
 } // namespace
-
-void addFrameOptions(CLI::App& verb, FrameSelection& frames) {
-    verb.add_option("-f,--frames", frames.range, "5, 1-100, 1-100x2 or 12-, joined by commas");
-    verb.add_option("--start-number", frames.startNumber, "The number of the clip's first frame")
-        ->check(CLI::Range(0, 1000000000));
-}
-
-void confirm(const Context& context, const std::string& question) {
-    if (context.options.yes) {
-        return;
-    }
-    if (::isatty(STDIN_FILENO) == 0) {
-        throw Failure(Status::Usage, question + " Nobody is there to answer: say -y");
-    }
-    std::cerr << question << " [y/N] ";
-    std::string answer;
-    std::getline(std::cin, answer);
-    if (answer != "y" && answer != "Y" && answer != "yes") {
-        throw Failure(Status::Other, "left as it was");
-    }
-}
 
 int runApplication(int argc, char** argv) {
     Context context;

@@ -39,10 +39,10 @@ TEST_F(StatusTest, EachFailureHasItsStatusAndSaysWhatIsWrong) {
 
 TEST_F(StatusTest, AClipIsNoFolderAndAFolderIsNoClip) {
     for (const char* verb : {"get", "cat", "hash", "frames"})
-        fails(1, {verb, "/Library"}, {":/Library' is no clip"});
+        fails(1, {verb, "/Library"}, {":/Library' is not a clip"});
     for (const char* verb : {"thumb", "sheet", "link", "check"})
-        fails(1, {verb, "/Library", "x.png"}, {":/Library' is no clip"});
-    fails(1, {"put", "--raw", "plate.#", "/Library"}, {":/Library' is no clip"});
+        fails(1, {verb, "/Library", "x.png"}, {":/Library' is not a clip"});
+    fails(1, {"put", "--raw", "plate.#", "/Library"}, {":/Library' is not a clip"});
     for (const Words& words : {Words{"mkdir"}, Words{"mkdir", "-p"}, Words{"cp", "/plate"},
                                Words{"put", "--raw", "plate.#", "--format", "8x4x24"}})
         fails(1, words + Words{"/plate/x"}, {":/plate' is a clip"});

@@ -1,6 +1,5 @@
 // How the tool fails: one exception that carries the exit status, the message, and the details
-// that a person or a program needs to mend it; and the one place where texts of the library's
-// lastError() are sorted into exit statuses.
+// that a person or a program needs to mend it.
 // Failures are thrown anywhere and reported once, by the application.
 #ifndef TOOLS_REPORT_FAILURE_H
 #define TOOLS_REPORT_FAILURE_H
@@ -52,17 +51,6 @@ private:
 /// A failure of the local disk: \p what, the file and the text of \p errorNumber.
 [[nodiscard]] Failure fileFailure(const std::string& what, const std::string& file,
                                   int errorNumber);
-
-/// The status that a text of the library's lastError() stands for. Texts that neither the library
-/// nor the operating system writes come from the server, which refused.
-[[nodiscard]] Status statusOfLibraryError(const std::string& text);
-
-/// A number without zeros at its end: "2.5", "25".
-[[nodiscard]] std::string shortNumber(double number);
-
-/// The candidate that is most like \p name; "" when none is near.
-[[nodiscard]] std::string nearestName(const std::string& name,
-                                      const std::vector<std::string>& candidates);
 
 } // namespace tool
 

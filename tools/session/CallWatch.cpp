@@ -1,6 +1,8 @@
 #include "tools/session/CallWatch.h"
 
-#include "tools/session/Session.h"
+#include "tools/report/LibraryError.h"
+#include "tools/report/NumberText.h"
+#include "tools/session/Interrupt.h"
 
 namespace tool {
 

@@ -1,5 +1,7 @@
 #include "tools/transfer/ClipFrames.h"
 
+#include "tools/session/NodeSearch.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
@@ -9,17 +11,13 @@
 namespace tool {
 
 ClipPlace locateClip(Session& session, const Address& address) {
-    LantrixNodeHandle clip = session.findClip(address);
+    LantrixNodeHandle clip = findClip(session, address);
     return {address, clip.getNodeId().id(), session.format(clip), session.countFrames(clip)};
 }
 
 ClipPlace locateClip(const Options& options, const Address& address) {
     Session session(options, address.host);
     return locateClip(session, address);
-}
-
-Missing parseMissing(const std::string& text) {
-    return text == "hold" ? Missing::Hold : text == "black" ? Missing::Black : Missing::Error;
 }
 
 ClipFrames::ClipFrames(const Options& options, const ClipPlace& place)

@@ -5,7 +5,9 @@
 #define TOOLS_TRANSFER_CLIPFRAMES_H
 
 #include "image/ImageFile.h"
+#include "tools/session/Address.h"
 #include "tools/session/Session.h"
+#include "tools/transfer/FrameRange.h"
 
 #include <optional>
 #include <string>
@@ -23,10 +25,6 @@ struct ClipPlace {
 /// Asks where the clip is and what it is.
 [[nodiscard]] ClipPlace locateClip(Session& session, const Address& address);
 [[nodiscard]] ClipPlace locateClip(const Options& options, const Address& address);
-
-/// What stands in for frames and files that are not there.
-enum class Missing { Error, Hold, Black };
-[[nodiscard]] Missing parseMissing(const std::string& text);
 
 class ClipFrames {
 public:

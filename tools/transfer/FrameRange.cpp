@@ -103,8 +103,8 @@ std::vector<int> FrameRange::indices(int startNumber, int count) const {
     return indices;
 }
 
-std::string countText(std::size_t count, const std::string& noun) {
-    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+Missing parseMissing(const std::string& text) {
+    return text == "hold" ? Missing::Hold : text == "black" ? Missing::Black : Missing::Error;
 }
 
 std::string describeFrames(const std::vector<int>& numbers) {

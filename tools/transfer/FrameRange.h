@@ -1,4 +1,5 @@
-// Frame numbers as people write them: "5", "1-100", "1-100x2", "12-", joined by commas.
+// Frame numbers as people write them: "5", "1-100", "1-100x2", "12-", joined by commas; which
+// frames a verb is about, and what stands in for those that are not there.
 // Plain text and numbers. Failures are thrown as Failure: a usage error for a text that is no
 // range, a missing frame for one that the clip does not have.
 #ifndef TOOLS_TRANSFER_FRAMERANGE_H
@@ -37,8 +38,21 @@ private:
     std::vector<Span> spans_; // none: all frames
 };
 
-/// "1 frame", "6 frames".
-[[nodiscard]] std::string countText(std::size_t count, const std::string& noun);
+/// Which frames of a clip, in the numbers that people use.
+struct FrameSelection {
+    std::string range; ///< "" for all.
+    int startNumber = 0;
+
+    /// The range, parsed; all frames without one.
+    [[nodiscard]] FrameRange parsed() const {
+        return range.empty() ? FrameRange() : FrameRange(range);
+    }
+};
+
+/// What stands in for frames and files that are not there.
+enum class Missing { Error, Hold, Black };
+[[nodiscard]] Missing parseMissing(const std::string& text);
+
 /// Frame numbers as short text: runs joined, "0-4,7,9-12".
 [[nodiscard]] std::string describeFrames(const std::vector<int>& numbers);
 

@@ -1,5 +1,8 @@
 #include "tools/transfer/TransferPlan.h"
 
+#include "tools/report/Failure.h"
+#include "tools/transfer/FilePattern.h"
+
 #include <algorithm>
 #include <filesystem>
 

@@ -3,25 +3,12 @@
 #ifndef TOOLS_TRANSFER_TRANSFERPLAN_H
 #define TOOLS_TRANSFER_TRANSFERPLAN_H
 
-#include "tools/transfer/ClipFrames.h"
-#include "tools/transfer/FilePattern.h"
 #include "tools/transfer/FrameRange.h"
 
 #include <string>
 #include <vector>
 
 namespace tool {
-
-/// Which frames of a clip, in the numbers that people use.
-struct FrameSelection {
-    std::string range; ///< "" for all.
-    int startNumber = 0;
-
-    /// The range, parsed; all frames without one.
-    [[nodiscard]] FrameRange parsed() const {
-        return range.empty() ? FrameRange() : FrameRange(range);
-    }
-};
 
 struct FrameStep {
     int index = 0;

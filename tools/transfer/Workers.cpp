@@ -1,7 +1,7 @@
 #include "tools/transfer/Workers.h"
 
 #include "tools/report/Json.h"
-#include "tools/session/Session.h"
+#include "tools/session/Interrupt.h"
 
 #include <algorithm>
 #include <cerrno>

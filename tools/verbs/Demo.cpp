@@ -4,8 +4,9 @@
 #include "image/Picture.h"
 #include "lantrix/LantrixClientAPI.h"
 #include "tools/report/Failure.h"
+#include "tools/report/LibraryError.h"
+#include "tools/session/Interrupt.h"
 #include "tools/session/LocalServer.h"
-#include "tools/session/Session.h"
 #include "tools/transfer/FilePattern.h"
 #include "tools/transfer/Progress.h"
 

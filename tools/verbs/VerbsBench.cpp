@@ -1,5 +1,8 @@
 #include "tools/report/Json.h"
+#include "tools/transfer/ClipFrames.h"
 #include "tools/transfer/Workers.h"
+#include "tools/verbs/AddVerb.h"
+#include "tools/verbs/NewClip.h"
 #include "tools/verbs/Verbs.h"
 
 #include <algorithm>
@@ -98,7 +101,7 @@ void readOne(ClipFrames& clip, int index, Bytes& frame) {
 // The clip at the address; none when the node is another one.
 std::optional<ClipPlace> clipAt(const Options& options, const Address& address) {
     Session session(options, address.host);
-    const LantrixNodeHandle node = session.find(address);
+    const LantrixNodeHandle node = findNode(session, address);
     if (!session.isClip(node)) {
         return std::nullopt;
     }
@@ -133,17 +136,20 @@ void runBench(Context& context, const BenchArguments& arguments) {
 } // namespace
 
 void addBenchVerb(CLI::App& app, Context& context) {
-    const auto bench = std::make_shared<BenchArguments>();
-    CLI::App* verb = addVerb<BenchArguments>(
-        app, "bench", "Measure round trips, and frames written and read",
-        "lantrix bench farm:/Library/Reel -j 4", bench,
-        [&](const BenchArguments& arguments) { runBench(context, arguments); });
-    verb->add_option("ADDRESS", bench->address,
-                     "A clip, which is read; or a folder, in which one is made and removed again")
-        ->required();
-    verb->add_option("--format", bench->format,
-                     "WIDTHxHEIGHTxBITS[xCHANNELS][@RATE] of the clip that is made");
-    verb->add_option("--count", bench->count, "How many frames")->check(CLI::Range(1, 100000));
+    addVerb<BenchArguments>(
+        app, context,
+        {"bench", "Measure round trips, and frames written and read",
+         "lantrix bench farm:/Library/Reel -j 4"},
+        runBench, [](CLI::App& verb, BenchArguments& bench) {
+            verb.add_option(
+                    "ADDRESS", bench.address,
+                    "A clip, which is read; or a folder, in which one is made and removed again")
+                ->required();
+            verb.add_option("--format", bench.format,
+                            "WIDTHxHEIGHTxBITS[xCHANNELS][@RATE] of the clip that is made");
+            verb.add_option("--count", bench.count, "How many frames")
+                ->check(CLI::Range(1, 100000));
+        });
 }
 
 } // namespace tool

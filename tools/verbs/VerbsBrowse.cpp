@@ -1,6 +1,8 @@
+#include "image/PixelLayout.h"
 #include "tools/report/Json.h"
-#include "tools/session/Session.h"
-#include "tools/transfer/ClipFrames.h"
+#include "tools/session/NodeSearch.h"
+#include "tools/verbs/AddVerb.h"
+#include "tools/verbs/FrameOptions.h"
 #include "tools/verbs/Verbs.h"
 
 namespace tool {
@@ -44,7 +46,7 @@ public:
 
     void add(const Address& address) {
         Session session(context_.options, address.host);
-        for (const FoundNode& node : session.findAll(address)) {
+        for (const FoundNode& node : findNodes(session, address)) {
             if (node.address.path() != address.path()) { // a pattern lists what it matches
                 addRow(session, node, node.address.name());
             } else {
@@ -57,7 +59,7 @@ public:
 private:
     void addChildren(Session& session, const FoundNode& node, const std::string& prefix,
                      int depth) {
-        const std::vector<FoundNode> children = session.children(node);
+        const std::vector<FoundNode> children = childrenOf(session, node);
         if (children.empty() && depth == 0 && session.isClip(node.handle)) {
             addRow(session, node, session.name(node.handle)); // as a file lists itself
         }
@@ -120,7 +122,7 @@ Json drawTree(Session& session, const FoundNode& node, int depth, const std::str
     if (depth <= 0) {
         return below;
     }
-    const std::vector<FoundNode> children = session.children(node);
+    const std::vector<FoundNode> children = childrenOf(session, node);
     for (const FoundNode& child : children) {
         const bool isLast = &child == &children.back();
         const std::string name = child.address.name();
@@ -136,7 +138,7 @@ Json drawTree(Session& session, const FoundNode& node, int depth, const std::str
 void runTree(Context& context, const TreeArguments& arguments) {
     const Address address = parseAddress(arguments.address, context.options.host);
     Session session(context.options, address.host);
-    const FoundNode top{address, session.find(address)};
+    const FoundNode top{address, findNode(session, address)};
     Tree tree;
     const Json children = drawTree(session, top, arguments.depth, "", tree);
     context.output.text(address.text() + "\n" + tree.lines,
@@ -164,7 +166,7 @@ Json streamNames(Session& session, const LantrixNodeHandle& node) {
 void runStat(Context& context, const StatArguments& arguments) {
     const Address address = parseAddress(arguments.address, context.options.host);
     Session session(context.options, address.host);
-    const FoundNode node{address, session.find(address)};
+    const FoundNode node{address, findNode(session, address)};
     const bool isClip = session.isClip(node.handle);
     int number = 0;
     session.call("ask the kind of a node", [&] { return node.handle.getNodeType(number); });
@@ -175,7 +177,7 @@ void runStat(Context& context, const StatArguments& arguments) {
                    {"type", typeOf(session, node.handle)},
                    {"typeNumber", number},
                    {"isClip", isClip},
-                   {"children", session.children(node).size()},
+                   {"children", childrenOf(session, node).size()},
                    {"streams", streamNames(session, node.handle)}};
     if (isClip) {
         fields["frames"] = session.countFrames(node.handle);
@@ -193,7 +195,7 @@ void walk(Session& session, const FoundNode& node, const Visit& visit, int depth
     if (depth == deepestTree) {
         return;
     }
-    for (const FoundNode& child : session.children(node)) {
+    for (const FoundNode& child : childrenOf(session, node)) {
         walk(session, child, visit, depth + 1);
     }
 }
@@ -208,7 +210,7 @@ void runFind(Context& context, const FindArguments& arguments) {
     const Address address = parseAddress(arguments.address, context.options.host);
     Session session(context.options, address.host);
     std::vector<Json> rows;
-    for (const FoundNode& top : session.findAll(address)) {
+    for (const FoundNode& top : findNodes(session, address)) {
         walk(session, top, [&](const FoundNode& node) {
             if (!matchesNamePattern(arguments.name, node.address.name()) ||
                 (!arguments.kind.empty() &&
@@ -248,7 +250,7 @@ void runDu(Context& context, const DuArguments& arguments) {
     for (const std::string& text : arguments.addresses) {
         const Address address = parseAddress(text, context.options.host);
         Session session(context.options, address.host);
-        for (const FoundNode& top : session.findAll(address)) {
+        for (const FoundNode& top : findNodes(session, address)) {
             rows.push_back(diskUse(session, top));
         }
     }
@@ -265,7 +267,7 @@ struct FramesArguments {
 void runFrames(Context& context, const FramesArguments& arguments) {
     const Address address = parseAddress(arguments.address, context.options.host);
     Session session(context.options, address.host);
-    LantrixNodeHandle clip = session.findClip(address);
+    LantrixNodeHandle clip = findClip(session, address);
     const int startNumber = arguments.frames.startNumber;
     std::vector<Json> rows;
     for (const int index :
@@ -283,61 +285,67 @@ void runFrames(Context& context, const FramesArguments& arguments) {
 // ---- on the command line
 
 void addLs(CLI::App& app, Context& context) {
-    const auto ls = std::make_shared<LsArguments>();
-    CLI::App* verb =
-        addVerb<LsArguments>(app, "ls", "List the children of a node, or what a pattern matches",
-                             "lantrix ls -l farm:/Library/Reel/sh*", ls,
-                             [&](const LsArguments& arguments) { runLs(context, arguments); });
-    verb->add_option("ADDRESS", ls->addresses, "Nodes; the root unless given");
-    verb->add_flag("-l,--long", ls->isLong,
-                   "Kind, frames and format too: 2 requests more for each node, 4 for a clip");
-    verb->add_flag("-R,--recursive", ls->recursive, "What lies below, too");
+    addVerb<LsArguments>(
+        app, context,
+        {"ls", "List the children of a node, or what a pattern matches",
+         "lantrix ls -l farm:/Library/Reel/sh*"},
+        runLs, [](CLI::App& verb, LsArguments& ls) {
+            verb.add_option("ADDRESS", ls.addresses, "Nodes; the root unless given");
+            verb.add_flag(
+                "-l,--long", ls.isLong,
+                "Kind, frames and format too: 2 requests more for each node, 4 for a clip");
+            verb.add_flag("-R,--recursive", ls.recursive, "What lies below, too");
+        });
 }
 
 void addTree(CLI::App& app, Context& context) {
-    const auto tree = std::make_shared<TreeArguments>();
-    CLI::App* verb = addVerb<TreeArguments>(
-        app, "tree", "Draw the tree below a node", "lantrix tree --depth 2 farm:/Library", tree,
-        [&](const TreeArguments& arguments) { runTree(context, arguments); });
-    verb->add_option("ADDRESS", tree->address, "The node; the root unless given");
-    verb->add_option("--depth", tree->depth, "How many levels")->check(CLI::PositiveNumber);
+    addVerb<TreeArguments>(
+        app, context,
+        {"tree", "Draw the tree below a node", "lantrix tree --depth 2 farm:/Library"}, runTree,
+        [](CLI::App& verb, TreeArguments& tree) {
+            verb.add_option("ADDRESS", tree.address, "The node; the root unless given");
+            verb.add_option("--depth", tree.depth, "How many levels")->check(CLI::PositiveNumber);
+        });
 }
 
 void addStat(CLI::App& app, Context& context) {
-    const auto stat = std::make_shared<StatArguments>();
-    CLI::App* verb = addVerb<StatArguments>(
-        app, "stat", "Show all that is known of a node", "lantrix stat farm:/Library/Reel/plate",
-        stat, [&](const StatArguments& arguments) { runStat(context, arguments); });
-    verb->add_option("ADDRESS", stat->address, "The node")->required();
+    addVerb<StatArguments>(
+        app, context,
+        {"stat", "Show all that is known of a node", "lantrix stat farm:/Library/Reel/plate"},
+        runStat, [](CLI::App& verb, StatArguments& stat) {
+            verb.add_option("ADDRESS", stat.address, "The node")->required();
+        });
 }
 
 void addFind(CLI::App& app, Context& context) {
-    const auto find = std::make_shared<FindArguments>();
-    CLI::App* verb = addVerb<FindArguments>(
-        app, "find", "Find nodes by their name", "lantrix find /Library --name 'sh*' --kind clip",
-        find, [&](const FindArguments& arguments) { runFind(context, arguments); });
-    verb->add_option("ADDRESS", find->address, "Where to begin; the root unless given");
-    verb->add_option("--name", find->name, "A shell pattern");
-    verb->add_option("--kind", find->kind, "Only clips, or only what is none")
-        ->check(CLI::IsMember({"clip", "folder"}));
+    addVerb<FindArguments>(
+        app, context,
+        {"find", "Find nodes by their name", "lantrix find /Library --name 'sh*' --kind clip"},
+        runFind, [](CLI::App& verb, FindArguments& find) {
+            verb.add_option("ADDRESS", find.address, "Where to begin; the root unless given");
+            verb.add_option("--name", find.name, "A shell pattern");
+            verb.add_option("--kind", find.kind, "Only clips, or only what is none")
+                ->check(CLI::IsMember({"clip", "folder"}));
+        });
 }
 
 void addDu(CLI::App& app, Context& context) {
-    const auto du = std::make_shared<DuArguments>();
-    CLI::App* verb = addVerb<DuArguments>(
-        app, "du", "Add up the frames below a node and their bytes", "lantrix du '/Library/*'", du,
-        [&](const DuArguments& arguments) { runDu(context, arguments); });
-    verb->add_option("ADDRESS", du->addresses, "Nodes; the root unless given");
+    addVerb<DuArguments>(
+        app, context,
+        {"du", "Add up the frames below a node and their bytes", "lantrix du '/Library/*'"}, runDu,
+        [](CLI::App& verb, DuArguments& du) {
+            verb.add_option("ADDRESS", du.addresses, "Nodes; the root unless given");
+        });
 }
 
 void addFrames(CLI::App& app, Context& context) {
-    const auto frames = std::make_shared<FramesArguments>();
-    CLI::App* verb = addVerb<FramesArguments>(
-        app, "frames", "List the frames of a clip: number, id and file",
-        "lantrix frames /Library/Reel/plate -f 0-9", frames,
-        [&](const FramesArguments& arguments) { runFrames(context, arguments); });
-    verb->add_option("CLIP", frames->address, "The clip")->required();
-    addFrameOptions(*verb, frames->frames);
+    addVerb<FramesArguments>(app, context,
+                             {"frames", "List the frames of a clip: number, id and file",
+                              "lantrix frames /Library/Reel/plate -f 0-9"},
+                             runFrames, [](CLI::App& verb, FramesArguments& frames) {
+                                 verb.add_option("CLIP", frames.address, "The clip")->required();
+                                 addFrameOptions(verb, frames.frames);
+                             });
 }
 
 } // namespace

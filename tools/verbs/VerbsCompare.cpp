@@ -1,6 +1,11 @@
 #include "tools/report/Json.h"
+#include "tools/report/NumberText.h"
+#include "tools/transfer/ClipFrames.h"
 #include "tools/transfer/FrameQueue.h"
+#include "tools/transfer/TransferPlan.h"
 #include "tools/transfer/Workers.h"
+#include "tools/verbs/AddVerb.h"
+#include "tools/verbs/FrameOptions.h"
 #include "tools/verbs/Verbs.h"
 
 namespace tool {
@@ -153,24 +158,27 @@ void runCheck(Context& context, const CheckArguments& arguments) {
 } // namespace
 
 void addCompareVerbs(CLI::App& app, Context& context) {
-    const auto check = std::make_shared<CheckArguments>();
-    CLI::App* verb = addVerb<CheckArguments>(
-        app, "check", "Compare a clip with files or another clip, by hash",
-        "lantrix check farm:/Library/Reel/plate shot.####.png --start-number 1001", check,
-        [&](const CheckArguments& arguments) { runCheck(context, arguments); });
-    verb->add_option("CLIP", check->address, "The clip")->required();
-    verb->add_option("OTHER", check->others,
-                     "name.####.png, or files in their order; or a clip, as HOST:/path or :/path")
-        ->required();
-    addFrameOptions(*verb, check->frames);
-    verb->add_flag("--raw", check->raw, "Each file holds the bytes of one frame");
+    addVerb<CheckArguments>(
+        app, context,
+        {"check", "Compare a clip with files or another clip, by hash",
+         "lantrix check farm:/Library/Reel/plate shot.####.png --start-number 1001"},
+        runCheck, [](CLI::App& verb, CheckArguments& check) {
+            verb.add_option("CLIP", check.address, "The clip")->required();
+            verb.add_option(
+                    "OTHER", check.others,
+                    "name.####.png, or files in their order; or a clip, as HOST:/path or :/path")
+                ->required();
+            addFrameOptions(verb, check.frames);
+            verb.add_flag("--raw", check.raw, "Each file holds the bytes of one frame");
+        });
 
-    const auto hash = std::make_shared<HashArguments>();
-    verb = addVerb<HashArguments>(app, "hash", "Print the XXH128 of each frame of a clip",
-                                  "lantrix hash /Library/Reel/plate -f 0-9", hash,
-                                  [&](const HashArguments& given) { runHash(context, given); });
-    verb->add_option("CLIP", hash->address, "The clip")->required();
-    addFrameOptions(*verb, hash->frames);
+    addVerb<HashArguments>(app, context,
+                           {"hash", "Print the XXH128 of each frame of a clip",
+                            "lantrix hash /Library/Reel/plate -f 0-9"},
+                           runHash, [](CLI::App& verb, HashArguments& hash) {
+                               verb.add_option("CLIP", hash.address, "The clip")->required();
+                               addFrameOptions(verb, hash.frames);
+                           });
 }
 
 } // namespace tool

@@ -1,3 +1,5 @@
+#include "tools/session/NodeSearch.h"
+#include "tools/verbs/AddVerb.h"
 #include "tools/verbs/Verbs.h"
 
 #include <algorithm>
@@ -66,7 +68,7 @@ end
 complete --command lantrix --no-files --arguments '(__lantrix_candidates)'
 )script";
 
-void printScript(const std::string& shell) {
+void printScript(Context& /*context*/, const std::string& shell) {
     std::fputs(shell == "bash" ? bashScript : shell == "zsh" ? zshScript : fishScript, stdout);
 }
 
@@ -91,7 +93,7 @@ Candidates remotePaths(const Options& options, const std::string& word) {
     Session session(options, address.host);
     std::vector<FoundNode> matches;
     Candidates candidates;
-    for (const FoundNode& child : session.children({address, session.find(address)})) {
+    for (const FoundNode& child : childrenOf(session, {address, findNode(session, address)})) {
         if (startsWith(child.address.name(), path.substr(slash + 1))) {
             matches.push_back(child);
             candidates.push_back(folder + child.address.name());
@@ -242,21 +244,28 @@ void completeWords(const CLI::App& app, const Options& options, Candidates words
 } // namespace
 
 void addCompletionVerbs(CLI::App& app, Context& context) {
-    const auto shell = std::make_shared<std::string>();
-    CLI::App* verb = addVerb<std::string>(
-        app, "completion", "Print the script that completes lantrix's arguments in a shell",
-        "eval \"$(lantrix completion bash)\"", shell, printScript);
-    verb->add_option("SHELL", *shell, "bash, zsh or fish")
-        ->required()
-        ->check(CLI::IsMember({"bash", "zsh", "fish"}));
+    addVerb<std::string>(app, context,
+                         {"completion",
+                          "Print the script that completes lantrix's arguments in a shell",
+                          "eval \"$(lantrix completion bash)\""},
+                         printScript, [](CLI::App& verb, std::string& shell) {
+                             verb.add_option("SHELL", shell, "bash, zsh or fish")
+                                 ->required()
+                                 ->check(CLI::IsMember({"bash", "zsh", "fish"}));
+                         });
 
-    const auto words = std::make_shared<Candidates>();
-    verb = addVerb<Candidates>(
-        app, "complete-words", "Print what the last word may become; for completion scripts",
-        "lantrix complete-words -- ls /Lib", words,
-        [&](const Candidates& given) { completeWords(app, context.options, given); });
-    verb->add_option("WORDS", *words, "The words after lantrix, the last one to be completed");
-    verb->group("");
+    addVerb<Candidates>(
+        app, context,
+        {"complete-words", "Print what the last word may become; for completion scripts",
+         "lantrix complete-words -- ls /Lib"},
+        [&app](Context& given, const Candidates& words) {
+            completeWords(app, given.options, words);
+        },
+        [](CLI::App& verb, Candidates& words) {
+            verb.add_option("WORDS", words,
+                            "The words after lantrix, the last one to be completed");
+            verb.group("");
+        });
 }
 
 } // namespace tool

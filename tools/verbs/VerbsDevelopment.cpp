@@ -1,5 +1,7 @@
 #include "devserver/DevServer.h"
 #include "devserver/DevText.h"
+#include "tools/session/Interrupt.h"
+#include "tools/verbs/AddVerb.h"
 #include "tools/verbs/Demo.h"
 #include "tools/verbs/Verbs.h"
 
@@ -28,7 +30,7 @@ void setProtocol(DevServerOptions& server, const std::string& text) {
     server.protocolMinor = *minor;
 }
 
-void runServe(const Context& context, const ServeArguments& arguments) {
+void runServe(Context& context, const ServeArguments& arguments) {
     DevServerOptions options = arguments.server;
     setProtocol(options, arguments.protocol);
     options.verbose = context.options.verbose;
@@ -47,28 +49,35 @@ void runServe(const Context& context, const ServeArguments& arguments) {
 } // namespace
 
 void addDevelopmentVerbs(CLI::App& app, Context& context) {
-    const auto serve = std::make_shared<ServeArguments>();
-    CLI::App* verb = addVerb<ServeArguments>(
-        app, "serve", "Run the development server in the foreground",
-        "lantrix serve --root /tmp/media --clip /Library/Reel/plate=1920x1080x24@25", serve,
-        [&](const ServeArguments& arguments) { runServe(context, arguments); });
-    verb->add_option("--root", serve->server.root, "The directory that keeps the tree")->required();
-    verb->add_option("--listen", serve->server.listen, "The address to listen on");
-    verb->add_flag("--allow-remote", serve->server.allowRemote,
-                   "For an address that others reach: the protocol has no authentication");
-    verb->add_option("--protocol", serve->protocol, "The protocol to speak");
-    verb->add_option("--vendor", serve->server.vendor, "What it says of itself");
-    verb->add_option("--product", serve->server.product, "What it says of itself");
-    verb->add_option("--clip", serve->server.clips, "PATH=WIDTHxHEIGHTxBITS[xCHANNELS][@RATE]");
+    addVerb<ServeArguments>(
+        app, context,
+        {"serve", "Run the development server in the foreground",
+         "lantrix serve --root /tmp/media --clip /Library/Reel/plate=1920x1080x24@25"},
+        runServe, [](CLI::App& verb, ServeArguments& serve) {
+            verb.add_option("--root", serve.server.root, "The directory that keeps the tree")
+                ->required();
+            verb.add_option("--listen", serve.server.listen, "The address to listen on");
+            verb.add_flag("--allow-remote", serve.server.allowRemote,
+                          "For an address that others reach: the protocol has no authentication");
+            verb.add_option("--protocol", serve.protocol, "The protocol to speak");
+            verb.add_option("--vendor", serve.server.vendor, "What it says of itself");
+            verb.add_option("--product", serve.server.product, "What it says of itself");
+            verb.add_option("--clip", serve.server.clips,
+                            "PATH=WIDTHxHEIGHTxBITS[xCHANNELS][@RATE]");
+        });
 
-    const auto demo = std::make_shared<DemoArguments>();
-    verb = addVerb<DemoArguments>(
-        app, "demo", "Show what the library does, on a server of its own", "lantrix demo", demo,
-        [&](const DemoArguments& arguments) { runDemo(context.options, arguments); });
-    verb->add_option("--count", demo->frames, "Frames of the sequence")->check(CLI::Range(3, 1000));
-    verb->add_option("--width", demo->width, "Pixels per line")->check(CLI::Range(32, 8192));
-    verb->add_option("--height", demo->height, "Lines per frame")->check(CLI::Range(32, 8192));
-    verb->add_option("--files", demo->files, "A folder for the image files, which then stay");
+    addVerb<DemoArguments>(
+        app, context,
+        {"demo", "Show what the library does, on a server of its own", "lantrix demo"},
+        [](Context& given, const DemoArguments& arguments) { runDemo(given.options, arguments); },
+        [](CLI::App& verb, DemoArguments& demo) {
+            verb.add_option("--count", demo.frames, "Frames of the sequence")
+                ->check(CLI::Range(3, 1000));
+            verb.add_option("--width", demo.width, "Pixels per line")->check(CLI::Range(32, 8192));
+            verb.add_option("--height", demo.height, "Lines per frame")
+                ->check(CLI::Range(32, 8192));
+            verb.add_option("--files", demo.files, "A folder for the image files, which then stay");
+        });
 }
 
 } // namespace tool

@@ -1,6 +1,9 @@
 #include "image/PixelLayout.h"
 #include "tools/report/Json.h"
-#include "tools/session/Session.h"
+#include "tools/report/NumberText.h"
+#include "tools/session/NodeSearch.h"
+#include "tools/verbs/AddVerb.h"
+#include "tools/verbs/NewClip.h"
 #include "tools/verbs/Verbs.h"
 
 #include <algorithm>
@@ -11,8 +14,6 @@ namespace tool {
 
 namespace {
 
-constexpr const char* clipType = "clip";
-
 // ---- mkdir
 
 struct MkdirArguments {
@@ -20,20 +21,6 @@ struct MkdirArguments {
     std::string type = "folder";
     bool parents = false;
 };
-
-Failure alreadyThere(const Session& session, const Address& address) {
-    return Failure(Status::Other, "'" + address.path() + "' is already on " + session.place())
-        .with("host", session.host())
-        .with("path", address.path());
-}
-
-void requireFolder(Session& session, const FoundNode& node) {
-    if (session.isClip(node.handle)) {
-        throw Failure(Status::Other,
-                      "'" + node.address.text() + "' is a clip: nothing can be made below it")
-            .with("path", node.address.path());
-    }
-}
 
 void checkType(const std::string& type) {
     if (type.empty() ||
@@ -61,7 +48,7 @@ public:
             throw alreadyThere(session, address);
         }
         if (names.size() > 1 && !arguments_.parents) {
-            throw session.missing(above, node, names.front());
+            throw missingNode(session, above, node, names.front());
         }
         requireFolder(session, node);
         for (const std::string& name : names) {
@@ -80,7 +67,7 @@ private:
                             FoundNode& node) {
         std::size_t depth = 0;
         for (; depth < components.size(); ++depth) {
-            const std::optional<FoundNode> child = session.child(node, components[depth]);
+            const std::optional<FoundNode> child = findChild(session, node, components[depth]);
             if (!child) {
                 break;
             }
@@ -164,7 +151,7 @@ public:
 
     void remove(Session& session, FoundNode& node) {
         const std::string what = node.address.text();
-        const bool hasChildren = !session.children(node).empty();
+        const bool hasChildren = !childrenOf(session, node).empty();
         if (hasChildren && !recursive_) {
             throw Failure(Status::Other,
                           "'" + what + "' is not empty: -r removes it with all below")
@@ -200,7 +187,7 @@ void runRm(Context& context, const RmArguments& arguments) {
     for (const std::string& text : arguments.addresses) {
         const Address address = parseAddress(text, context.options.host);
         Session session(context.options, address.host);
-        for (FoundNode& node : session.findAll(address)) {
+        for (FoundNode& node : findNodes(session, address)) {
             remover.remove(session, node);
         }
     }
@@ -230,7 +217,7 @@ void runLink(Context& context, const LinkArguments& arguments) {
     const std::string what =
         address.text() + " to " + countText(paths.size(), "file") + " on the server";
     Session session(context.options, address.host);
-    LantrixNodeHandle clip = session.findClip(address);
+    LantrixNodeHandle clip = findClip(session, address);
     if (context.options.dryRun) {
         context.output.wouldDo({"link " + what});
         return;
@@ -244,79 +231,59 @@ void runLink(Context& context, const LinkArguments& arguments) {
 // ---- on the command line
 
 void addMkdir(CLI::App& app, Context& context) {
-    const auto mkdir = std::make_shared<MkdirArguments>();
-    CLI::App* verb = addVerb<MkdirArguments>(
-        app, "mkdir", "Make nodes that hold others", "lantrix mkdir -p farm:/Library/Reel", mkdir,
-        [&](const MkdirArguments& arguments) { runMkdir(context, arguments); });
-    verb->add_option("ADDRESS", mkdir->addresses, "The new nodes")->required();
-    verb->add_option("--type", mkdir->type, "The server's name, or number, for the kind of node");
-    verb->add_flag("-p,--parents", mkdir->parents,
-                   "Make what is missing on the way; no error when it is there");
+    addVerb<MkdirArguments>(
+        app, context,
+        {"mkdir", "Make nodes that hold others", "lantrix mkdir -p farm:/Library/Reel"}, runMkdir,
+        [](CLI::App& verb, MkdirArguments& mkdir) {
+            verb.add_option("ADDRESS", mkdir.addresses, "The new nodes")->required();
+            verb.add_option("--type", mkdir.type,
+                            "The server's name, or number, for the kind of node");
+            verb.add_flag("-p,--parents", mkdir.parents,
+                          "Make what is missing on the way; no error when it is there");
+        });
 }
 
 void addMkclip(CLI::App& app, Context& context) {
-    const auto mkclip = std::make_shared<MkclipArguments>();
-    CLI::App* verb = addVerb<MkclipArguments>(
-        app, "mkclip", "Make a clip",
-        "lantrix mkclip /Library/Reel/plate --format 1920x1080x24@25 --frames 100", mkclip,
-        [&](const MkclipArguments& arguments) { runMkclip(context, arguments); });
-    verb->add_option("ADDRESS", mkclip->address, "The new clip")->required();
-    verb->add_option("--format", mkclip->format,
-                     "WIDTHxHEIGHTxBITS[xCHANNELS][@RATE], bits being those of a whole pixel")
-        ->required();
-    verb->add_option("--frames", mkclip->frames, "How many frames")->check(CLI::NonNegativeNumber);
-    verb->add_option("--scan", mkclip->scan,
-                     "progressive, field1_odd, field1_even, field2_odd or field2_even");
-    verb->add_option("--tag", mkclip->tag, "The format tag: rgb8, rgb16f, rgb10, ...");
+    addVerb<MkclipArguments>(
+        app, context,
+        {"mkclip", "Make a clip",
+         "lantrix mkclip /Library/Reel/plate --format 1920x1080x24@25 --frames 100"},
+        runMkclip, [](CLI::App& verb, MkclipArguments& mkclip) {
+            verb.add_option("ADDRESS", mkclip.address, "The new clip")->required();
+            verb.add_option(
+                    "--format", mkclip.format,
+                    "WIDTHxHEIGHTxBITS[xCHANNELS][@RATE], bits being those of a whole pixel")
+                ->required();
+            verb.add_option("--frames", mkclip.frames, "How many frames")
+                ->check(CLI::NonNegativeNumber);
+            verb.add_option("--scan", mkclip.scan,
+                            "progressive, field1_odd, field1_even, field2_odd or field2_even");
+            verb.add_option("--tag", mkclip.tag, "The format tag: rgb8, rgb16f, rgb10, ...");
+        });
 }
 
 void addRm(CLI::App& app, Context& context) {
-    const auto rm = std::make_shared<RmArguments>();
-    CLI::App* verb =
-        addVerb<RmArguments>(app, "rm", "Remove nodes", "lantrix rm -r -y /Library/Reel/old*", rm,
-                             [&](const RmArguments& arguments) { runRm(context, arguments); });
-    verb->add_option("ADDRESS", rm->addresses, "The nodes")->required();
-    verb->add_flag("-r,--recursive", rm->recursive, "With all below; asks first, unless -y");
+    addVerb<RmArguments>(
+        app, context, {"rm", "Remove nodes", "lantrix rm -r -y /Library/Reel/old*"}, runRm,
+        [](CLI::App& verb, RmArguments& rm) {
+            verb.add_option("ADDRESS", rm.addresses, "The nodes")->required();
+            verb.add_flag("-r,--recursive", rm.recursive, "With all below; asks first, unless -y");
+        });
 }
 
 void addLink(CLI::App& app, Context& context) {
-    const auto link = std::make_shared<LinkArguments>();
-    CLI::App* verb = addVerb<LinkArguments>(
-        app, "link", "Make existing files of the server's host the frames of a clip",
-        "lantrix link /Library/Reel/plate /media/plate.*.raw", link,
-        [&](const LinkArguments& arguments) { runLink(context, arguments); });
-    verb->add_option("CLIP", link->address, "The clip")->required();
-    verb->add_option("FILE", link->files, "The files, as the server's host names them")->required();
+    addVerb<LinkArguments>(app, context,
+                           {"link", "Make existing files of the server's host the frames of a clip",
+                            "lantrix link /Library/Reel/plate /media/plate.*.raw"},
+                           runLink, [](CLI::App& verb, LinkArguments& link) {
+                               verb.add_option("CLIP", link.address, "The clip")->required();
+                               verb.add_option("FILE", link.files,
+                                               "The files, as the server's host names them")
+                                   ->required();
+                           });
 }
 
 } // namespace
-
-FoundNode findParentOfNew(Session& session, const Address& address) {
-    FoundNode parent{address.parent(), session.find(address.parent())};
-    if (session.child(parent, address.name())) {
-        throw alreadyThere(session, address);
-    }
-    requireFolder(session, parent);
-    checkNewName(address.name(), parent.handle.getNodeId().id(), clipType);
-    return parent;
-}
-
-LantrixNodeHandle makeClip(Session& session, const Address& address,
-                           const LantrixClipFormat& format, int frames) {
-    FoundNode parent = findParentOfNew(session, address);
-    LantrixNodeHandle clip;
-    session.call("make '" + address.path() + "'", [&] {
-        return parent.handle.createClipNode(address.name().c_str(), format, clipType, clip);
-    });
-    try {
-        session.call("make the frames of '" + address.path() + "'",
-                     [&] { return clip.setNumFrames(frames); });
-    } catch (const Failure&) {
-        clip.destroyNode(); // as if it had never been there
-        throw;
-    }
-    return clip;
-}
 
 void addEditVerbs(CLI::App& app, Context& context) {
     addMkdir(app, context);

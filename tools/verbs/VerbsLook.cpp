@@ -1,5 +1,8 @@
 #include "image/Picture.h"
 #include "tools/report/Json.h"
+#include "tools/transfer/ClipFrames.h"
+#include "tools/verbs/AddVerb.h"
+#include "tools/verbs/FrameOptions.h"
 #include "tools/verbs/Verbs.h"
 
 #include <algorithm>
@@ -174,34 +177,36 @@ void runSheet(Context& context, const SheetArguments& arguments) {
 } // namespace
 
 void addLookVerbs(CLI::App& app, Context& context) {
-    const auto thumb = std::make_shared<ThumbArguments>();
-    CLI::App* verb = addVerb<ThumbArguments>(
-        app, "thumb", "Write one frame, made small, to an image file",
-        "lantrix thumb /Library/Reel/plate plate.png --frame 42", thumb,
-        [&](const ThumbArguments& arguments) { runThumb(context, arguments); });
-    verb->add_option("CLIP", thumb->address, "The clip")->required();
-    verb->add_option("FILE", thumb->file, "The image file, .png")->required();
-    verb->add_option("--frame", thumb->frame, "The frame's number; the first unless given")
-        ->check(CLI::NonNegativeNumber);
-    verb->add_option("--start-number", thumb->startNumber, "The number of the clip's first frame")
-        ->check(CLI::Range(0, 1000000000));
-    verb->add_option("--width", thumb->width, "Pixels per line, at most those of the clip")
-        ->check(CLI::Range(8, 8192));
+    addVerb<ThumbArguments>(
+        app, context,
+        {"thumb", "Write one frame, made small, to an image file",
+         "lantrix thumb /Library/Reel/plate plate.png --frame 42"},
+        runThumb, [](CLI::App& verb, ThumbArguments& thumb) {
+            verb.add_option("CLIP", thumb.address, "The clip")->required();
+            verb.add_option("FILE", thumb.file, "The image file, .png")->required();
+            verb.add_option("--frame", thumb.frame, "The frame's number; the first unless given")
+                ->check(CLI::NonNegativeNumber);
+            addStartNumberOption(verb, thumb.startNumber);
+            verb.add_option("--width", thumb.width, "Pixels per line, at most those of the clip")
+                ->check(CLI::Range(8, 8192));
+        });
 
-    const auto sheet = std::make_shared<SheetArguments>();
-    verb = addVerb<SheetArguments>(
-        app, "sheet", "Write a contact sheet of a clip to an image file",
-        "lantrix sheet /Library/Reel/plate plate.png --count 20 --columns 5", sheet,
-        [&](const SheetArguments& arguments) { runSheet(context, arguments); });
-    verb->add_option("CLIP", sheet->address, "The clip")->required();
-    verb->add_option("FILE", sheet->file, "The image file, .png")->required();
-    addFrameOptions(*verb, sheet->frames);
-    verb->add_option("--count", sheet->count, "How many frames, at even distances")
-        ->check(CLI::Range(1, 400));
-    verb->add_option("--columns", sheet->columns, "Frames side by side; a square unless given")
-        ->check(CLI::Range(1, 400));
-    verb->add_option("--width", sheet->width, "Pixels per line of each frame")
-        ->check(CLI::Range(8, 1920));
+    addVerb<SheetArguments>(
+        app, context,
+        {"sheet", "Write a contact sheet of a clip to an image file",
+         "lantrix sheet /Library/Reel/plate plate.png --count 20 --columns 5"},
+        runSheet, [](CLI::App& verb, SheetArguments& sheet) {
+            verb.add_option("CLIP", sheet.address, "The clip")->required();
+            verb.add_option("FILE", sheet.file, "The image file, .png")->required();
+            addFrameOptions(verb, sheet.frames);
+            verb.add_option("--count", sheet.count, "How many frames, at even distances")
+                ->check(CLI::Range(1, 400));
+            verb.add_option("--columns", sheet.columns,
+                            "Frames side by side; a square unless given")
+                ->check(CLI::Range(1, 400));
+            verb.add_option("--width", sheet.width, "Pixels per line of each frame")
+                ->check(CLI::Range(8, 1920));
+        });
 }
 
 } // namespace tool

@@ -1,7 +1,9 @@
-#include "tools/report/Json.h"
-#include "tools/verbs/Verbs.h"
-
 #include "image/ImageFile.h"
+#include "tools/report/Json.h"
+#include "tools/report/NearestName.h"
+#include "tools/session/NodeSearch.h"
+#include "tools/verbs/AddVerb.h"
+#include "tools/verbs/Verbs.h"
 
 #include <iostream>
 #include <iterator>
@@ -42,7 +44,7 @@ void runList(Context& context, const MetaArguments& arguments) {
     const Address address = parseAddress(arguments.address, context.options.host);
     Session session(context.options, address.host);
     std::vector<Json> rows;
-    for (const std::string& name : streamNames(session, session.find(address))) {
+    for (const std::string& name : streamNames(session, findNode(session, address))) {
         rows.push_back({{"stream", name}});
     }
     context.output.table("streams", rows);
@@ -58,7 +60,7 @@ void runList(Context& context, const MetaArguments& arguments) {
     }
     const std::string near = nearestName(stream, names);
     throw Failure(Status::FrameMissing, "there is no stream '" + stream + "' on " +
-                                            session.place() +
+                                            session.endpoint() +
                                             (near.empty() ? "" : "; did you mean '" + near + "'?") +
                                             " (" + failure.what() + ")")
         .with("host", session.host())
@@ -70,7 +72,7 @@ void runGet(Context& context, const MetaArguments& arguments) {
     checkWord(arguments.filter, "filter");
     const Address address = parseAddress(arguments.address, context.options.host);
     Session session(context.options, address.host);
-    const LantrixNodeHandle node = session.find(address);
+    const LantrixNodeHandle node = findNode(session, address);
     LantrixStr text;
     try {
         session.call("read '" + arguments.stream + "' of '" + address.path() + "'", [&] {
@@ -104,7 +106,7 @@ void runSet(Context& context, const MetaArguments& arguments) {
     const std::string what = "'" + arguments.stream + "' of " + address.text() + " to " +
                              std::to_string(text.size()) + " bytes";
     Session session(context.options, address.host);
-    const LantrixNodeHandle node = session.find(address);
+    const LantrixNodeHandle node = findNode(session, address);
     if (context.options.dryRun) {
         context.output.wouldDo({"set " + what});
         return;
@@ -123,29 +125,35 @@ void addMetadataVerbs(CLI::App& app, Context& context) {
     meta->require_subcommand(1);
     meta->fallthrough();
 
-    const auto arguments = std::make_shared<MetaArguments>();
-    CLI::App* verb = addVerb<MetaArguments>(
-        *meta, "ls", "List the metadata streams of a node", "lantrix meta ls /Library/Reel/plate",
-        arguments, [&](const MetaArguments& given) { runList(context, given); });
-    verb->add_option("ADDRESS", arguments->address, "The node")->required();
+    addVerb<MetaArguments>(
+        *meta, context,
+        {"ls", "List the metadata streams of a node", "lantrix meta ls /Library/Reel/plate"},
+        runList, [](CLI::App& verb, MetaArguments& arguments) {
+            verb.add_option("ADDRESS", arguments.address, "The node")->required();
+        });
 
-    verb = addVerb<MetaArguments>(*meta, "get", "Print a metadata stream",
-                                  "lantrix meta get /Library/Reel/plate xml", arguments,
-                                  [&](const MetaArguments& given) { runGet(context, given); });
-    verb->add_option("ADDRESS", arguments->address, "The node")->required();
-    verb->add_option("STREAM", arguments->stream, "The stream")->required();
-    verb->add_option("--filter", arguments->filter, "Passed to the server; one word");
-    verb->add_option("--depth", arguments->depth, "Passed to the server");
+    addVerb<MetaArguments>(
+        *meta, context,
+        {"get", "Print a metadata stream", "lantrix meta get /Library/Reel/plate xml"}, runGet,
+        [](CLI::App& verb, MetaArguments& arguments) {
+            verb.add_option("ADDRESS", arguments.address, "The node")->required();
+            verb.add_option("STREAM", arguments.stream, "The stream")->required();
+            verb.add_option("--filter", arguments.filter, "Passed to the server; one word");
+            verb.add_option("--depth", arguments.depth, "Passed to the server");
+        });
 
-    verb =
-        addVerb<MetaArguments>(*meta, "set", "Replace a metadata stream",
-                               "lantrix meta set /Library/Reel/plate note 'second take'", arguments,
-                               [&](const MetaArguments& given) { runSet(context, given); });
-    verb->add_option("ADDRESS", arguments->address, "The node")->required();
-    verb->add_option("STREAM", arguments->stream, "The stream")->required();
-    CLI::Option* text = verb->add_option("TEXT", arguments->text, "The text");
-    verb->add_option("--file", arguments->file, "Read the text from a file; - is standard input")
-        ->excludes(text);
+    addVerb<MetaArguments>(
+        *meta, context,
+        {"set", "Replace a metadata stream",
+         "lantrix meta set /Library/Reel/plate note 'second take'"},
+        runSet, [](CLI::App& verb, MetaArguments& arguments) {
+            verb.add_option("ADDRESS", arguments.address, "The node")->required();
+            verb.add_option("STREAM", arguments.stream, "The stream")->required();
+            CLI::Option* text = verb.add_option("TEXT", arguments.text, "The text");
+            verb.add_option("--file", arguments.file,
+                            "Read the text from a file; - is standard input")
+                ->excludes(text);
+        });
 }
 
 } // namespace tool

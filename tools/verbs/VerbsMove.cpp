@@ -1,6 +1,12 @@
 #include "tools/report/Json.h"
+#include "tools/report/NumberText.h"
+#include "tools/transfer/ClipFrames.h"
 #include "tools/transfer/FrameQueue.h"
+#include "tools/transfer/TransferPlan.h"
 #include "tools/transfer/Workers.h"
+#include "tools/verbs/AddVerb.h"
+#include "tools/verbs/FrameOptions.h"
+#include "tools/verbs/NewClip.h"
 #include "tools/verbs/Verbs.h"
 
 #include <algorithm>
@@ -29,8 +35,8 @@ struct Destination {
 
 std::optional<ClipPlace> findDestination(Session& session, const Address& address) {
     if (address.nodeId.empty()) {
-        const FoundNode parent{address.parent(), session.find(address.parent())};
-        if (!session.child(parent, address.name())) {
+        const FoundNode parent{address.parent(), findNode(session, address.parent())};
+        if (!findChild(session, parent, address.name())) {
             return std::nullopt;
         }
     }
@@ -99,7 +105,7 @@ std::size_t storeFrame(ClipFrames& clip, int index, const Bytes& frame, bool ver
 struct PutArguments {
     std::vector<std::string> filesAndClip;
     FrameSelection frames;
-    std::string missing = "error";
+    Missing missing = Missing::Error;
     std::string tag;
     std::string rawFormat;
     float rate = 0;
@@ -150,8 +156,7 @@ void runPut(Context& context, const PutArguments& arguments) {
     if (names.empty()) {
         throw Failure(Status::Usage, "put takes files and the clip that they go to");
     }
-    const std::vector<FrameStep> steps =
-        planFromFiles(names, arguments.frames, parseMissing(arguments.missing));
+    const std::vector<FrameStep> steps = planFromFiles(names, arguments.frames, arguments.missing);
     const int count = framesNeeded(steps);
 
     std::optional<Session> session(std::in_place, options, address.host);
@@ -192,7 +197,7 @@ struct GetArguments {
     std::string address;
     std::string files;
     FrameSelection frames;
-    std::string missing = "error";
+    Missing missing = Missing::Error;
     bool raw = false;
     bool verify = false;
     bool resume = false;
@@ -240,14 +245,15 @@ void runGet(Context& context, const GetArguments& arguments) {
             {"write frames " + stepNumbers(steps, arguments.frames.startNumber) + " to " + names});
         return;
     }
-    const Missing missing = parseMissing(arguments.missing);
     Transfer transfer(options, "get", steps.size());
     transfer.run(
         [&](std::size_t begin, std::size_t end, const StepDone& done) {
             ClipFrames frames(options, place);
             overlapFrames(
                 begin, end,
-                [&](std::size_t i, Bytes& frame) { frames.read(steps[i].index, frame, missing); },
+                [&](std::size_t i, Bytes& frame) {
+                    frames.read(steps[i].index, frame, arguments.missing);
+                },
                 [&](std::size_t i, Bytes& frame) {
                     const std::size_t size = frame.size();
                     files.write(steps[i].file, frame, arguments.verify);
@@ -314,7 +320,7 @@ void runCp(Context& context, const CpArguments& arguments) {
 struct CatArguments {
     std::string address;
     FrameSelection frames;
-    std::string missing = "error";
+    Missing missing = Missing::Error;
     bool raw = false;
     bool pam = false;
 };
@@ -337,12 +343,11 @@ void runCat(Context& context, const CatArguments& arguments) {
     const FileFrames frames(place.format, arguments.raw);
     const std::vector<int> indices =
         arguments.frames.parsed().indices(arguments.frames.startNumber, place.frames);
-    const Missing missing = parseMissing(arguments.missing);
     ClipFrames clip(options, place);
     Progress progress(options, "cat", indices.size());
     overlapFrames(
         0, indices.size(),
-        [&](std::size_t i, Bytes& frame) { clip.read(indices[i], frame, missing); },
+        [&](std::size_t i, Bytes& frame) { clip.read(indices[i], frame, arguments.missing); },
         [&](std::size_t, Bytes& frame) {
             const std::size_t size = frame.size();
             writeFrame(place.format, frames.layout(), frame);
@@ -350,74 +355,75 @@ void runCat(Context& context, const CatArguments& arguments) {
         });
 }
 
-void addMissingOption(CLI::App& verb, std::string& missing) {
-    verb.add_option("--missing", missing, "What stands in for a hole: error, hold or black")
-        ->check(CLI::IsMember({"error", "hold", "black"}));
-}
-
 // ---- on the command line
 
 void addGet(CLI::App& app, Context& context) {
-    const auto get = std::make_shared<GetArguments>();
-    CLI::App* verb = addVerb<GetArguments>(
-        app, "get", "Write the frames of a clip to image files",
-        "lantrix get farm:/Library/Reel/plate shot.####.png -f 1001-1100 --start-number 1001", get,
-        [&](const GetArguments& arguments) { runGet(context, arguments); });
-    verb->add_option("CLIP", get->address, "The clip")->required();
-    verb->add_option("FILES", get->files,
-                     "name.####.png, name.%04d.exr or a directory; the clip's name unless given");
-    addFrameOptions(*verb, get->frames);
-    addMissingOption(*verb, get->missing);
-    verb->add_flag("--raw", get->raw, "The bytes of the frames as they are");
-    verb->add_flag("--verify", get->verify, "Read each file back and compare");
-    verb->add_flag("--resume", get->resume, "Leave out the files that are there");
+    addVerb<GetArguments>(
+        app, context,
+        {"get", "Write the frames of a clip to image files",
+         "lantrix get farm:/Library/Reel/plate shot.####.png -f 1001-1100 --start-number 1001"},
+        runGet, [](CLI::App& verb, GetArguments& get) {
+            verb.add_option("CLIP", get.address, "The clip")->required();
+            verb.add_option(
+                "FILES", get.files,
+                "name.####.png, name.%04d.exr or a directory; the clip's name unless given");
+            addFrameOptions(verb, get.frames);
+            addMissingOption(verb, get.missing);
+            verb.add_flag("--raw", get.raw, "The bytes of the frames as they are");
+            verb.add_flag("--verify", get.verify, "Read each file back and compare");
+            verb.add_flag("--resume", get.resume, "Leave out the files that are there");
+        });
 }
 
 void addPut(CLI::App& app, Context& context) {
-    const auto put = std::make_shared<PutArguments>();
-    CLI::App* verb = addVerb<PutArguments>(
-        app, "put", "Write image files to a clip, which is made when it is missing",
-        "lantrix put shot.####.png farm:/Library/Reel/plate --start-number 1001 --verify", put,
-        [&](const PutArguments& arguments) { runPut(context, arguments); });
-    verb->add_option("FILES... CLIP", put->filesAndClip,
-                     "name.####.png, or files in their order; then the clip")
-        ->required();
-    addFrameOptions(*verb, put->frames);
-    addMissingOption(*verb, put->missing);
-    verb->add_option("--tag", put->tag, "Format tag of a new clip, such as rgb10");
-    verb->add_option("--rate", put->rate, "Frames per second of a new clip")
-        ->check(CLI::PositiveNumber);
-    verb->add_option("--format", put->rawFormat,
-                     "WIDTHxHEIGHTxBITS[xCHANNELS][@RATE] of a new clip of raw frames");
-    verb->add_flag("--raw", put->raw, "Each file holds the bytes of one frame");
-    verb->add_flag("--verify", put->verify, "Read each frame back and compare");
-    verb->add_flag("--resume", put->resume, "Leave out the frames that the server has already");
+    addVerb<PutArguments>(
+        app, context,
+        {"put", "Write image files to a clip, which is made when it is missing",
+         "lantrix put shot.####.png farm:/Library/Reel/plate --start-number 1001 --verify"},
+        runPut, [](CLI::App& verb, PutArguments& put) {
+            verb.add_option("FILES... CLIP", put.filesAndClip,
+                            "name.####.png, or files in their order; then the clip")
+                ->required();
+            addFrameOptions(verb, put.frames);
+            addMissingOption(verb, put.missing);
+            verb.add_option("--tag", put.tag, "Format tag of a new clip, such as rgb10");
+            verb.add_option("--rate", put.rate, "Frames per second of a new clip")
+                ->check(CLI::PositiveNumber);
+            verb.add_option("--format", put.rawFormat,
+                            "WIDTHxHEIGHTxBITS[xCHANNELS][@RATE] of a new clip of raw frames");
+            verb.add_flag("--raw", put.raw, "Each file holds the bytes of one frame");
+            verb.add_flag("--verify", put.verify, "Read each frame back and compare");
+            verb.add_flag("--resume", put.resume,
+                          "Leave out the frames that the server has already");
+        });
 }
 
 void addCp(CLI::App& app, Context& context) {
-    const auto cp = std::make_shared<CpArguments>();
-    CLI::App* verb = addVerb<CpArguments>(
-        app, "cp", "Copy frames to another clip, on the same server or another one",
-        "lantrix cp farm:/Library/Reel/plate vault:/Archive/plate -f 0-99", cp,
-        [&](const CpArguments& arguments) { runCp(context, arguments); });
-    verb->add_option("FROM", cp->from, "The clip to read")->required();
-    verb->add_option("TO", cp->to, "The clip to write, from its frame 0 on")->required();
-    addFrameOptions(*verb, cp->frames);
-    verb->add_flag("--verify", cp->verify, "Read each frame back and compare");
-    verb->add_flag("--resume", cp->resume, "Leave out the frames that are there already");
+    addVerb<CpArguments>(
+        app, context,
+        {"cp", "Copy frames to another clip, on the same server or another one",
+         "lantrix cp farm:/Library/Reel/plate vault:/Archive/plate -f 0-99"},
+        runCp, [](CLI::App& verb, CpArguments& cp) {
+            verb.add_option("FROM", cp.from, "The clip to read")->required();
+            verb.add_option("TO", cp.to, "The clip to write, from its frame 0 on")->required();
+            addFrameOptions(verb, cp.frames);
+            verb.add_flag("--verify", cp.verify, "Read each frame back and compare");
+            verb.add_flag("--resume", cp.resume, "Leave out the frames that are there already");
+        });
 }
 
 void addCat(CLI::App& app, Context& context) {
-    const auto cat = std::make_shared<CatArguments>();
-    CLI::App* verb = addVerb<CatArguments>(
-        app, "cat", "Write frames to standard output, as PAM images or raw",
-        "lantrix cat :/Library/Reel/plate | ffmpeg -f image2pipe -c:v pam -i - plate.mov", cat,
-        [&](const CatArguments& arguments) { runCat(context, arguments); });
-    verb->add_option("CLIP", cat->address, "The clip")->required();
-    addFrameOptions(*verb, cat->frames);
-    addMissingOption(*verb, cat->missing);
-    CLI::Option* pam = verb->add_flag("--pam", cat->pam, "PAM images, as without it");
-    verb->add_flag("--raw", cat->raw, "The bytes of the frames as they are")->excludes(pam);
+    addVerb<CatArguments>(
+        app, context,
+        {"cat", "Write frames to standard output, as PAM images or raw",
+         "lantrix cat :/Library/Reel/plate | ffmpeg -f image2pipe -c:v pam -i - plate.mov"},
+        runCat, [](CLI::App& verb, CatArguments& cat) {
+            verb.add_option("CLIP", cat.address, "The clip")->required();
+            addFrameOptions(verb, cat.frames);
+            addMissingOption(verb, cat.missing);
+            CLI::Option* pam = verb.add_flag("--pam", cat.pam, "PAM images, as without it");
+            verb.add_flag("--raw", cat.raw, "The bytes of the frames as they are")->excludes(pam);
+        });
 }
 
 } // namespace

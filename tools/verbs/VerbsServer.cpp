@@ -2,8 +2,10 @@
 #include "base/tcp/src/CoIoTcpDescriptor.h"
 #include "lantrix/LantrixBaseInterface.h"
 #include "tools/report/Json.h"
-#include "tools/session/CallWatch.h"
+#include "tools/session/Address.h"
+#include "tools/session/Session.h"
 #include "tools/session/TraceRelay.h"
+#include "tools/verbs/AddVerb.h"
 #include "tools/verbs/Verbs.h"
 
 #include <chrono>
@@ -276,53 +278,56 @@ void runTranslate(Context& context, const TranslateArguments& arguments) {
 // ---- on the command line
 
 void addPing(CLI::App& app, Context& context) {
-    const auto ping = std::make_shared<HostArguments>();
-    CLI::App* verb =
-        addVerb<HostArguments>(app, "ping", "Measure one round trip", "lantrix ping farm", ping,
-                               [&](const HostArguments& given) { runPing(context, given); });
-    verb->add_option("HOST", ping->host, "The server");
+    addVerb<HostArguments>(app, context, {"ping", "Measure one round trip", "lantrix ping farm"},
+                           runPing, [](CLI::App& verb, HostArguments& ping) {
+                               verb.add_option("HOST", ping.host, "The server");
+                           });
 }
 
 void addInfo(CLI::App& app, Context& context) {
-    const auto info = std::make_shared<HostArguments>();
-    CLI::App* verb = addVerb<HostArguments>(
-        app, "info", "Show what the server says of itself", "lantrix info farm --json", info,
-        [&](const HostArguments& given) { runInfo(context, given); });
-    verb->add_option("HOST", info->host, "The server");
+    addVerb<HostArguments>(
+        app, context, {"info", "Show what the server says of itself", "lantrix info farm --json"},
+        runInfo, [](CLI::App& verb, HostArguments& info) {
+            verb.add_option("HOST", info.host, "The server");
+        });
 }
 
 void addDoctor(CLI::App& app, Context& context) {
-    const auto doctor = std::make_shared<HostArguments>();
-    CLI::App* verb = addVerb<HostArguments>(
-        app, "doctor", "Find out what keeps a server from being reached, and what to do",
-        "lantrix doctor farm", doctor,
-        [&](const HostArguments& given) { runDoctor(context, given); });
-    verb->add_option("HOST", doctor->host, "The server");
+    addVerb<HostArguments>(app, context,
+                           {"doctor",
+                            "Find out what keeps a server from being reached, and what to do",
+                            "lantrix doctor farm"},
+                           runDoctor, [](CLI::App& verb, HostArguments& doctor) {
+                               verb.add_option("HOST", doctor.host, "The server");
+                           });
 }
 
 void addCall(CLI::App& app, Context& context) {
-    const auto call = std::make_shared<CallArguments>();
-    CLI::App* verb =
-        addVerb<CallArguments>(app, "call", "Send one command as it is and print its reply",
-                               "lantrix call --host farm GetChildren 0", call,
-                               [&](const CallArguments& given) { runCall(context, given); });
-    verb->add_option("METHOD", call->method, "The method's name")->required();
-    verb->add_option("ARGUMENTS", call->words, "Joined by blanks");
+    addVerb<CallArguments>(
+        app, context,
+        {"call", "Send one command as it is and print its reply",
+         "lantrix call --host farm GetChildren 0"},
+        runCall, [](CLI::App& verb, CallArguments& call) {
+            verb.add_option("METHOD", call.method, "The method's name")->required();
+            verb.add_option("ARGUMENTS", call.words, "Joined by blanks");
+        });
 }
 
 void addTranslate(CLI::App& app, Context& context) {
-    const auto translate = std::make_shared<TranslateArguments>();
-    CLI::App* verb = addVerb<TranslateArguments>(
-        app, "translate", "Translate file paths from one host's view to another's",
-        "lantrix translate /media/plate.0001.dpx --to-os WindowsNT", translate,
-        [&](const TranslateArguments& given) { runTranslate(context, given); });
-    verb->add_option("PATH", translate->paths, "The paths")->required();
-    verb->add_option("--from", translate->fromHost, "The host that they are from; the server");
-    verb->add_option("--to", translate->toHost, "The host that they are for; the server");
-    const auto systems =
-        CLI::IsMember({"Unknown", "Irix", "Linux", "WindowsNT", "MacOSX"}, CLI::ignore_case);
-    verb->add_option("--from-os", translate->fromOs, "Its operating system")->check(systems);
-    verb->add_option("--to-os", translate->toOs, "Its operating system")->check(systems);
+    addVerb<TranslateArguments>(
+        app, context,
+        {"translate", "Translate file paths from one host's view to another's",
+         "lantrix translate /media/plate.0001.dpx --to-os WindowsNT"},
+        runTranslate, [](CLI::App& verb, TranslateArguments& translate) {
+            verb.add_option("PATH", translate.paths, "The paths")->required();
+            verb.add_option("--from", translate.fromHost,
+                            "The host that they are from; the server");
+            verb.add_option("--to", translate.toHost, "The host that they are for; the server");
+            const auto systems = CLI::IsMember({"Unknown", "Irix", "Linux", "WindowsNT", "MacOSX"},
+                                               CLI::ignore_case);
+            verb.add_option("--from-os", translate.fromOs, "Its operating system")->check(systems);
+            verb.add_option("--to-os", translate.toOs, "Its operating system")->check(systems);
+        });
 }
 
 } // namespace

@@ -1,0 +1,18 @@
+// Numbers as people read them. Plain text; has no failures.
+#ifndef TOOLS_REPORT_NUMBERTEXT_H
+#define TOOLS_REPORT_NUMBERTEXT_H
+
+#include <cstddef>
+#include <string>
+
+namespace tool {
+
+/// A number without zeros at its end: "2.5", "25".
+[[nodiscard]] std::string shortNumber(double number);
+
+/// "1 frame", "6 frames".
+[[nodiscard]] std::string countText(std::size_t count, const std::string& noun);
+
+} // namespace tool
+
+#endif

@@ -1,0 +1,23 @@
+// What every verb gets: the options that all verbs know, the output, and the one way to ask.
+// Outlives the application that the verbs are added to. Used by the main thread.
+#ifndef TOOLS_VERBS_CONTEXT_H
+#define TOOLS_VERBS_CONTEXT_H
+
+#include "tools/report/Options.h"
+#include "tools/report/Output.h"
+
+#include <string>
+
+namespace tool {
+
+struct Context {
+    Options options;
+    Output output{options};
+};
+
+/// Asks on the terminal unless -y was given; without a terminal it is a usage error.
+void confirm(const Context& context, const std::string& question);
+
+} // namespace tool
+
+#endif

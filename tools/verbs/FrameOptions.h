@@ -1,0 +1,20 @@
+// The options of all verbs that are about some frames of a clip.
+#ifndef TOOLS_VERBS_FRAMEOPTIONS_H
+#define TOOLS_VERBS_FRAMEOPTIONS_H
+
+#include "tools/transfer/FrameRange.h"
+
+#include <CLI/App.hpp>
+
+namespace tool {
+
+/// Adds --frames and --start-number.
+void addFrameOptions(CLI::App& verb, FrameSelection& frames);
+/// Adds --start-number alone.
+void addStartNumberOption(CLI::App& verb, int& startNumber);
+/// Adds --missing.
+void addMissingOption(CLI::App& verb, Missing& missing);
+
+} // namespace tool
+
+#endif

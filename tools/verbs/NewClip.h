@@ -1,0 +1,23 @@
+// Making nodes and clips that are not there yet, and what keeps them from being made.
+// Plain functions on a session. Failures are thrown as Failure.
+#ifndef TOOLS_VERBS_NEWCLIP_H
+#define TOOLS_VERBS_NEWCLIP_H
+
+#include "tools/session/NodeSearch.h"
+
+namespace tool {
+
+/// The failure to make a node where one is.
+[[nodiscard]] Failure alreadyThere(const Session& session, const Address& address);
+/// Refuses a clip, in which nothing can be made.
+void requireFolder(Session& session, const FoundNode& node);
+
+/// The folder above a clip that is to be made; refuses what keeps it from being made.
+[[nodiscard]] FoundNode findParentOfNew(Session& session, const Address& address);
+/// Makes a clip that is not there yet; the folder above it must be.
+[[nodiscard]] LantrixNodeHandle makeClip(Session& session, const Address& address,
+                                         const LantrixClipFormat& format, int frames);
+
+} // namespace tool
+
+#endif
