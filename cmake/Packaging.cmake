@@ -6,7 +6,7 @@ set(LANTRIX_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/lantrixClientAPI)
 set(LANTRIX_PC_DIR ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 # The headers have a folder of their own, since names like base/ and rc/ belong to everybody.
-install(TARGETS lantrixClientAPI EXPORT lantrixClientAPITargets
+install(TARGETS ${LANTRIX_LIBRARIES} EXPORT lantrixClientAPITargets
     LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
     FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/lantrixClientAPI
         COMPONENT development)
@@ -23,9 +23,11 @@ install(FILES ${PROJECT_BINARY_DIR}/lantrixClientAPIConfig.cmake
 
 # The file finds its prefix from its own place, so that an installed tree can be moved.
 file(RELATIVE_PATH LANTRIX_PC_TO_PREFIX /prefix/${LANTRIX_PC_DIR} /prefix)
-configure_file(cmake/lantrixClientAPI.pc.in lantrixClientAPI.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/lantrixClientAPI.pc
-    DESTINATION ${LANTRIX_PC_DIR} COMPONENT development)
+foreach(library IN LISTS LANTRIX_LIBRARIES)
+    configure_file(cmake/${library}.pc.in ${library}.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/${library}.pc
+        DESTINATION ${LANTRIX_PC_DIR} COMPONENT development)
+endforeach()
 
 # Installs a program of the tree; it finds the library from its own place.
 function(lantrix_install_program target)
@@ -57,11 +59,11 @@ set(CPACK_STRIP_FILES ON)
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME liblantrixclientapi${PROJECT_VERSION_MAJOR})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
-set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "The shared library.")
+set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "The shared libraries.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME liblantrixclientapi-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
-    "Headers, CMake package and pkg-config file of the library.")
+    "Headers, CMake package and pkg-config files of the libraries.")
 set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS runtime)
 if(TARGET lantrixd)
     list(APPEND CPACK_COMPONENTS_ALL tools)

@@ -1,0 +1,34 @@
+// What came of a piece of work, as a value: whether it failed, how, and the text to show.
+// Owns its text. One thread at a time per object. Nothing here is sent.
+#ifndef STREAM_FAILURE_H
+#define STREAM_FAILURE_H
+
+#include "lantrix/LantrixClientAPI.h"
+
+#include <string>
+
+namespace lantrix {
+
+/// No failure, or one of three kinds with its text. True in a condition when there is one.
+struct LANTRIX_EXPORT Failure {
+    enum class Kind {
+        None,
+        Connection, ///< Connecting failed, or the connection broke; another one may serve.
+        Refused,    ///< The server, or a check before it, said no; asking again is no use.
+        Stopped     ///< Cancelled before the end.
+    };
+
+    Kind kind = Kind::None;
+    /// For people; empty when there is no failure.
+    std::string text;
+
+    explicit operator bool() const { return kind != Kind::None; }
+
+    /// The failure of the call on \p server that has just returned false, of the kind that its
+    /// lastError() tells.
+    static Failure lastOf(const LantrixServerHandle& server);
+};
+
+} // namespace lantrix
+
+#endif
