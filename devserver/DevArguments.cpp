@@ -24,7 +24,7 @@ std::size_t openingQuote(std::string_view text, const char* what) {
         for (std::size_t i = text.size() - 1; i-- > 0;)
             if (text[i] == '"' && !isEscaped(text, i))
                 return i;
-    fail(what, "is no text in double quotes");
+    fail(what, "is not a text in double quotes");
 }
 
 } // namespace
@@ -43,7 +43,7 @@ int DevArguments::number(const char* what) {
     const std::string field = word(what);
     const std::optional<int> value = devInteger<int>(field);
     if (!value)
-        throw DevError("The " + std::string(what) + " " + devQuoted(field) + " is no number.");
+        throw DevError("The " + std::string(what) + " " + devQuoted(field) + " is not a number.");
     return *value;
 }
 
@@ -51,14 +51,14 @@ float DevArguments::decimal(const char* what) {
     const std::string field = word(what);
     const std::optional<float> value = devFloat(field);
     if (!value)
-        throw DevError("The " + std::string(what) + " " + devQuoted(field) + " is no number.");
+        throw DevError("The " + std::string(what) + " " + devQuoted(field) + " is not a number.");
     return *value;
 }
 
 std::string DevArguments::quotedWord(const char* what) {
     const std::size_t end = rest_.find('"', 1);
     if (rest_.empty() || rest_.front() != '"' || end == std::string_view::npos)
-        fail(what, "is no text in double quotes");
+        fail(what, "is not a text in double quotes");
     const std::string text(rest_.substr(1, end - 1));
     rest_.remove_prefix(end + 1);
     if (!rest_.empty() && rest_.front() == ' ')
@@ -68,7 +68,7 @@ std::string DevArguments::quotedWord(const char* what) {
 
 std::string DevArguments::escapedText(const char* what) {
     if (openingQuote(rest_, what) != 0)
-        fail(what, "is no text in double quotes");
+        fail(what, "is not a text in double quotes");
     const std::string inner(rest_.substr(1, rest_.size() - 2));
     return rcParamEscapedStringToString(inner.c_str());
 }

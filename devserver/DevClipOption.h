@@ -13,8 +13,7 @@ struct DevClipOption {
     LantrixClipFormat format;
 };
 
-/// Reads "PATH=WxHxBITS[xCHANNELS][@RATE]": pixels, bits of one pixel, frames per second. Channels
-/// default to those that the bits suggest, the rate to 30; clips are progressive.
+/// Reads "PATH=WxHxBITS[xCHANNELS][@RATE]"; what follows the "=" is as in image/ClipShape.h.
 [[nodiscard]] DevClipOption devClipOption(const std::string& text);
 
 #endif

@@ -1,6 +1,7 @@
 #include "devserver/DevCommandService.h"
 
 #include "base/loggerBase/src/CoText.h"
+#include "devserver/DevArguments.h"
 #include "devserver/DevError.h"
 #include "devserver/DevText.h"
 
@@ -8,6 +9,13 @@
 #include <cstring>
 
 namespace {
+
+// One request on its way to an answer.
+struct Call {
+    DevTree& tree;
+    const DevServerOptions& options;
+    DevArguments& arguments;
+};
 
 // What the plug-in version query answers: the version of this server's way to keep a tree.
 constexpr char plugInVersion[] = "1 0";
@@ -30,40 +38,215 @@ LantrixOS::OsType osOf(DevArguments& arguments, const char* what) {
     return static_cast<LantrixOS::OsType>(number);
 }
 
-} // namespace
+std::string ping(const Call&) {
+    return "";
+}
+
+std::string queryVersion(const Call& call) {
+    return std::to_string(call.options.protocolMajor) + " " +
+           std::to_string(call.options.protocolMinor);
+}
+
+// Hosts are taken to see the same files; only the separators differ between systems.
+std::string translatePaths(const Call& call) {
+    (void)call.arguments.quotedWord("source host");
+    const LantrixOS::OsType source = osOf(call.arguments, "source system");
+    (void)call.arguments.quotedWord("destination host");
+    const LantrixOS::OsType destination = osOf(call.arguments, "destination system");
+    std::vector<std::string> paths;
+    if (!call.arguments.rest().empty())
+        paths = devSplit(call.arguments.rest(), ',');
+    for (std::string& path : paths) {
+        if (path.size() < 2 || path.front() != '"' || path.back() != '"')
+            throw DevError("The path " + devQuoted(path) + " is not a text in double quotes.");
+        path = path.substr(1, path.size() - 2);
+        if (destination == LantrixOS::WindowsNT)
+            std::replace(path.begin(), path.end(), '/', '\\');
+        else if (source == LantrixOS::WindowsNT)
+            std::replace(path.begin(), path.end(), '\\', '/');
+    }
+    return devJoin(paths);
+}
+
+std::string getRootNode(const Call&) {
+    return DevTree::rootId();
+}
+
+std::string getChildren(const Call& call) {
+    std::string list;
+    for (const auto& [id, name] : call.tree.children(call.arguments.rest())) {
+        if (!list.empty())
+            list += ',';
+        list.append(id).append(1, ',').append(name);
+    }
+    return list;
+}
+
+// A type that is not a number has the number 0.
+std::string getNodeType(const Call& call) {
+    const auto [kind, type] = call.tree.kindAndType(call.arguments.rest());
+    return std::to_string(kind) + " " + std::to_string(devInteger<int>(type).value_or(0));
+}
+
+std::string getNodeTypeStr(const Call& call) {
+    return call.tree.kindAndType(call.arguments.rest()).second;
+}
+
+std::string getDisplayName(const Call& call) {
+    return call.tree.name(call.arguments.rest());
+}
+
+// The name is not escaped: it goes from the first quote to the last.
+std::string createNode(const Call& call) {
+    const std::string parent = call.arguments.word("parent's id");
+    const std::string_view rest = call.arguments.rest();
+    const std::size_t last = rest.rfind('"');
+    if (rest.size() < 2 || rest.front() != '"' || last == 0)
+        throw DevError("The node's name is not a text in double quotes.");
+    const std::string name(rest.substr(1, last - 1));
+    if (rest.substr(last + 1, 1) != " ")
+        throw DevError("The node kind is missing.");
+    DevArguments behindName(rest.substr(last + 2));
+    const DevNode::Kind kind = kindOf(behindName.number("node kind"));
+    const std::string type = behindName.word("node type");
+    if (!behindName.rest().empty())
+        throw DevError("The node type holds a blank.");
+    return call.tree.createNode(parent, name, kind, type);
+}
+
+std::string destroyNode(const Call& call) {
+    call.tree.destroyNode(call.arguments.rest());
+    return "";
+}
+
+std::string allocateFrames(const Call& call) {
+    const std::string id = call.arguments.word("node's id");
+    const int count = call.arguments.number("number of frames");
+    if (count < 0)
+        throw DevError("The number of frames is negative.");
+    const LantrixClipFormat format = call.arguments.clipFormat();
+    return devJoin(call.tree.allocateFrames(id, static_cast<std::size_t>(count), format));
+}
+
+std::string getFrames(const Call& call) {
+    return devJoin(call.tree.frameIds(call.arguments.rest()));
+}
+
+std::string getFramePaths(const Call& call) {
+    const std::string id = call.arguments.word("node's id");
+    (void)call.arguments.word("host");
+    (void)call.arguments.number("operating system");
+    (void)call.arguments.word("operating system's version");
+    return devJoin(call.tree.framePaths(id));
+}
+
+// Paths may hold blanks; so the fields behind them are counted from the end: host, system and its
+// version, and ten of the clip format in front of its metadata.
+std::string setFramePaths(const Call& call) {
+    const std::string id = call.arguments.word("node's id");
+    DevArguments behindPaths(call.arguments.takeLast(13, "clip format"));
+    (void)behindPaths.word("host");
+    (void)behindPaths.number("operating system");
+    (void)behindPaths.word("operating system's version");
+    const LantrixClipFormat format = behindPaths.clipFormat();
+    std::vector<std::string> paths;
+    if (!call.arguments.rest().empty())
+        paths = devSplit(call.arguments.rest(), ',');
+    call.tree.linkFrames(id, paths, format);
+    return "";
+}
+
+// An empty tag travels as a word, for the client reads words; the metadata is the rest of the line.
+std::string getClipFormat(const Call& call) {
+    const LantrixClipFormat format = call.tree.clipFormat(call.arguments.rest());
+    const std::string numbers = coFormatCut(
+        256, "%d %d %d %d %d %g %g ", format.width(), format.height(), format.bitsPerPixel(),
+        format.numChannels(), format.frameBufferSize(), static_cast<double>(format.pixelRatio()),
+        static_cast<double>(format.frameRate()));
+    return numbers + orNone(format.formatTag()) + " " + std::to_string(format.scanFormat()) + " " +
+           orNone(format.metaDataTag()) + " " + format.metaData();
+}
+
+std::string queryVendor(const Call& call) {
+    return call.options.vendor;
+}
+
+std::string queryProduct(const Call& call) {
+    return call.options.product;
+}
+
+std::string queryPlugInVersion(const Call&) {
+    return plugInVersion;
+}
+
+std::string getStorageId(const Call& call) {
+    return call.tree.storageId();
+}
+
+// A stream is returned whole: filter and depth, which mean what each server likes, mean nothing.
+std::string getMetaData(const Call& call) {
+    const std::string id = call.arguments.word("node's id");
+    const std::string stream = call.arguments.word("metadata stream");
+    (void)call.arguments.word("filter");
+    (void)call.arguments.number("depth");
+    return call.tree.stream(id, stream);
+}
+
+std::string setMetaData(const Call& call) {
+    const std::string id = call.arguments.word("node's id");
+    const std::string stream = call.arguments.word("metadata stream");
+    call.tree.setStream(id, stream, call.arguments.escapedText("metadata"));
+    return "";
+}
+
+std::string queryMetaDataSupport(const Call& call) {
+    return devJoin(call.tree.streamNames(call.arguments.rest()));
+}
 
 // A method, and the minor version of protocol 2 that brought it.
-struct DevCommandService::Row {
+struct Row {
     const char* name;
     int sinceMinor;
-    Method method;
+    std::string (*method)(const Call& call);
 };
 
-const DevCommandService::Row DevCommandService::rows[] = {
-    {"Ping", 0, &DevCommandService::ping},
-    {"QueryVersion", 0, &DevCommandService::queryVersion},
-    {"Shutdown", 0, &DevCommandService::ping},
-    {"TranslatePaths", 0, &DevCommandService::translatePaths},
-    {"GetRootNode", 0, &DevCommandService::getRootNode},
-    {"GetChildren", 0, &DevCommandService::getChildren},
-    {"GetNodeType", 0, &DevCommandService::getNodeType},
-    {"GetNodeTypeStr", 0, &DevCommandService::getNodeTypeStr},
-    {"GetDisplayName", 0, &DevCommandService::getDisplayName},
-    {"CreateNode", 0, &DevCommandService::createNode},
-    {"DestroyNode", 0, &DevCommandService::destroyNode},
-    {"AllocateFrames", 0, &DevCommandService::allocateFrames},
-    {"GetFrames", 0, &DevCommandService::getFrames},
-    {"GetFramePaths", 5, &DevCommandService::getFramePaths},
-    {"SetFramePaths", 6, &DevCommandService::setFramePaths},
-    {"GetClipFormat", 0, &DevCommandService::getClipFormat},
-    {"QueryNodePlugInVendor", 0, &DevCommandService::queryVendor},
-    {"QueryNodePlugInProduct", 0, &DevCommandService::queryProduct},
-    {"QueryNodePlugInVersion", 0, &DevCommandService::queryPlugInVersion},
-    {"GetStorageId", 6, &DevCommandService::getStorageId},
-    {"GetMetaData", 0, &DevCommandService::getMetaData},
-    {"SetMetaData", 5, &DevCommandService::setMetaData},
-    {"QueryMetaDataSupport", 0, &DevCommandService::queryMetaDataSupport},
+constexpr Row rows[] = {
+    {"Ping", 0, ping},
+    {"QueryVersion", 0, queryVersion},
+    {"Shutdown", 0, ping},
+    {"TranslatePaths", 0, translatePaths},
+    {"GetRootNode", 0, getRootNode},
+    {"GetChildren", 0, getChildren},
+    {"GetNodeType", 0, getNodeType},
+    {"GetNodeTypeStr", 0, getNodeTypeStr},
+    {"GetDisplayName", 0, getDisplayName},
+    {"CreateNode", 0, createNode},
+    {"DestroyNode", 0, destroyNode},
+    {"AllocateFrames", 0, allocateFrames},
+    {"GetFrames", 0, getFrames},
+    {"GetFramePaths", 5, getFramePaths},
+    {"SetFramePaths", 6, setFramePaths},
+    {"GetClipFormat", 0, getClipFormat},
+    {"QueryNodePlugInVendor", 0, queryVendor},
+    {"QueryNodePlugInProduct", 0, queryProduct},
+    {"QueryNodePlugInVersion", 0, queryPlugInVersion},
+    {"GetStorageId", 6, getStorageId},
+    {"GetMetaData", 0, getMetaData},
+    {"SetMetaData", 5, setMetaData},
+    {"QueryMetaDataSupport", 0, queryMetaDataSupport},
 };
+
+const Row& rowOf(const std::string& method, const DevServerOptions& options) {
+    for (const Row& row : rows) {
+        const bool isKnown = options.protocolMajor > 2 || (options.protocolMajor == 2 &&
+                                                           options.protocolMinor >= row.sinceMinor);
+        if (isKnown && method == row.name)
+            return row;
+    }
+    throw DevError("Unknown method " + devQuoted(method) + ".");
+}
+
+} // namespace
 
 DevCommandService::DevCommandService(DevTree& tree, const DevLog& log,
                                      const DevServerOptions& options)
@@ -82,7 +265,8 @@ rcResult DevCommandService::answer(const rcCommand& request) {
         if (value.find('\0') != std::string::npos)
             throw DevError("The request holds a NUL byte.");
         DevArguments arguments(value);
-        const std::string text = (this->*rowOf(request.method()).method)(arguments);
+        const std::string text =
+            rowOf(request.method(), options_).method({tree_, options_, arguments});
         result.setCode(rcResult::Ok);
         result.setValue(text.c_str());
     } catch (const DevError& error) {
@@ -91,179 +275,4 @@ rcResult DevCommandService::answer(const rcCommand& request) {
         log_(std::string(request.method()) + ": " + error.what());
     }
     return result;
-}
-
-const DevCommandService::Row& DevCommandService::rowOf(const std::string& method) const {
-    for (const Row& row : rows) {
-        const bool isKnown =
-            options_.protocolMajor > 2 ||
-            (options_.protocolMajor == 2 && options_.protocolMinor >= row.sinceMinor);
-        if (isKnown && method == row.name)
-            return row;
-    }
-    throw DevError("Unknown method " + devQuoted(method) + ".");
-}
-
-std::string DevCommandService::ping(DevArguments&) {
-    return "";
-}
-
-std::string DevCommandService::queryVersion(DevArguments&) {
-    return std::to_string(options_.protocolMajor) + " " + std::to_string(options_.protocolMinor);
-}
-
-// Hosts are taken to see the same files; only the separators differ between systems.
-std::string DevCommandService::translatePaths(DevArguments& arguments) {
-    (void)arguments.quotedWord("source host");
-    const LantrixOS::OsType source = osOf(arguments, "source system");
-    (void)arguments.quotedWord("destination host");
-    const LantrixOS::OsType destination = osOf(arguments, "destination system");
-    std::vector<std::string> paths;
-    if (!arguments.rest().empty())
-        paths = devSplit(arguments.rest(), ',');
-    for (std::string& path : paths) {
-        if (path.size() < 2 || path.front() != '"' || path.back() != '"')
-            throw DevError("The path " + devQuoted(path) + " is no text in double quotes.");
-        path = path.substr(1, path.size() - 2);
-        if (destination == LantrixOS::WindowsNT)
-            std::replace(path.begin(), path.end(), '/', '\\');
-        else if (source == LantrixOS::WindowsNT)
-            std::replace(path.begin(), path.end(), '\\', '/');
-    }
-    return devJoin(paths);
-}
-
-std::string DevCommandService::getRootNode(DevArguments&) {
-    return DevTree::rootId();
-}
-
-std::string DevCommandService::getChildren(DevArguments& arguments) {
-    std::string list;
-    for (const auto& [id, name] : tree_.children(arguments.rest())) {
-        if (!list.empty())
-            list += ',';
-        list.append(id).append(1, ',').append(name);
-    }
-    return list;
-}
-
-// A type that is no number has the number 0.
-std::string DevCommandService::getNodeType(DevArguments& arguments) {
-    const auto [kind, type] = tree_.kindAndType(arguments.rest());
-    return std::to_string(kind) + " " + std::to_string(devInteger<int>(type).value_or(0));
-}
-
-std::string DevCommandService::getNodeTypeStr(DevArguments& arguments) {
-    return tree_.kindAndType(arguments.rest()).second;
-}
-
-std::string DevCommandService::getDisplayName(DevArguments& arguments) {
-    return tree_.name(arguments.rest());
-}
-
-// The name is not escaped: it goes from the first quote to the last.
-std::string DevCommandService::createNode(DevArguments& arguments) {
-    const std::string parent = arguments.word("parent's id");
-    const std::string_view rest = arguments.rest();
-    const std::size_t last = rest.rfind('"');
-    if (rest.size() < 2 || rest.front() != '"' || last == 0)
-        throw DevError("The node's name is no text in double quotes.");
-    const std::string name(rest.substr(1, last - 1));
-    if (rest.substr(last + 1, 1) != " ")
-        throw DevError("The node kind is missing.");
-    DevArguments behindName(rest.substr(last + 2));
-    const DevNode::Kind kind = kindOf(behindName.number("node kind"));
-    const std::string type = behindName.word("node type");
-    if (!behindName.rest().empty())
-        throw DevError("The node type holds a blank.");
-    return tree_.createNode(parent, name, kind, type);
-}
-
-std::string DevCommandService::destroyNode(DevArguments& arguments) {
-    tree_.destroyNode(arguments.rest());
-    return "";
-}
-
-std::string DevCommandService::allocateFrames(DevArguments& arguments) {
-    const std::string id = arguments.word("node's id");
-    const int count = arguments.number("number of frames");
-    if (count < 0)
-        throw DevError("The number of frames is negative.");
-    const LantrixClipFormat format = arguments.clipFormat();
-    return devJoin(tree_.allocateFrames(id, static_cast<std::size_t>(count), format));
-}
-
-std::string DevCommandService::getFrames(DevArguments& arguments) {
-    return devJoin(tree_.frameIds(arguments.rest()));
-}
-
-std::string DevCommandService::getFramePaths(DevArguments& arguments) {
-    const std::string id = arguments.word("node's id");
-    (void)arguments.word("host");
-    (void)arguments.number("operating system");
-    (void)arguments.word("operating system's version");
-    return devJoin(tree_.framePaths(id));
-}
-
-// Paths may hold blanks; so the fields behind them are counted from the end: host, system and its
-// version, and ten of the clip format in front of its metadata.
-std::string DevCommandService::setFramePaths(DevArguments& arguments) {
-    const std::string id = arguments.word("node's id");
-    DevArguments behindPaths(arguments.takeLast(13, "clip format"));
-    (void)behindPaths.word("host");
-    (void)behindPaths.number("operating system");
-    (void)behindPaths.word("operating system's version");
-    const LantrixClipFormat format = behindPaths.clipFormat();
-    std::vector<std::string> paths;
-    if (!arguments.rest().empty())
-        paths = devSplit(arguments.rest(), ',');
-    tree_.linkFrames(id, paths, format);
-    return "";
-}
-
-// An empty tag travels as a word, for the client reads words; the metadata is the rest of the line.
-std::string DevCommandService::getClipFormat(DevArguments& arguments) {
-    const LantrixClipFormat format = tree_.clipFormat(arguments.rest());
-    const std::string numbers = coFormatCut(
-        256, "%d %d %d %d %d %g %g ", format.width(), format.height(), format.bitsPerPixel(),
-        format.numChannels(), format.frameBufferSize(), static_cast<double>(format.pixelRatio()),
-        static_cast<double>(format.frameRate()));
-    return numbers + orNone(format.formatTag()) + " " + std::to_string(format.scanFormat()) + " " +
-           orNone(format.metaDataTag()) + " " + format.metaData();
-}
-
-std::string DevCommandService::queryVendor(DevArguments&) {
-    return options_.vendor;
-}
-
-std::string DevCommandService::queryProduct(DevArguments&) {
-    return options_.product;
-}
-
-std::string DevCommandService::queryPlugInVersion(DevArguments&) {
-    return plugInVersion;
-}
-
-std::string DevCommandService::getStorageId(DevArguments&) {
-    return tree_.storageId();
-}
-
-// A stream is returned whole: filter and depth, which mean what each server likes, mean nothing.
-std::string DevCommandService::getMetaData(DevArguments& arguments) {
-    const std::string id = arguments.word("node's id");
-    const std::string stream = arguments.word("metadata stream");
-    (void)arguments.word("filter");
-    (void)arguments.number("depth");
-    return tree_.stream(id, stream);
-}
-
-std::string DevCommandService::setMetaData(DevArguments& arguments) {
-    const std::string id = arguments.word("node's id");
-    const std::string stream = arguments.word("metadata stream");
-    tree_.setStream(id, stream, arguments.escapedText("metadata"));
-    return "";
-}
-
-std::string DevCommandService::queryMetaDataSupport(DevArguments& arguments) {
-    return devJoin(tree_.streamNames(arguments.rest()));
 }

@@ -4,14 +4,11 @@
 #ifndef DEVSERVER_DEVCOMMANDSERVICE_H
 #define DEVSERVER_DEVCOMMANDSERVICE_H
 
-#include "devserver/DevArguments.h"
 #include "devserver/DevLog.h"
-#include "devserver/DevServer.h"
+#include "devserver/DevServerOptions.h"
 #include "devserver/DevTree.h"
 #include "rc/rcCommand.h"
 #include "rc/rcResult.h"
-
-#include <string>
 
 class DevCommandService {
 public:
@@ -25,35 +22,6 @@ public:
     [[nodiscard]] static bool asksForEnd(const rcCommand& request);
 
 private:
-    using Method = std::string (DevCommandService::*)(DevArguments& arguments);
-    struct Row;
-    static const Row rows[];
-
-    [[nodiscard]] const Row& rowOf(const std::string& method) const;
-
-    std::string ping(DevArguments& arguments);
-    std::string queryVersion(DevArguments& arguments);
-    std::string translatePaths(DevArguments& arguments);
-    std::string getRootNode(DevArguments& arguments);
-    std::string getChildren(DevArguments& arguments);
-    std::string getNodeType(DevArguments& arguments);
-    std::string getNodeTypeStr(DevArguments& arguments);
-    std::string getDisplayName(DevArguments& arguments);
-    std::string createNode(DevArguments& arguments);
-    std::string destroyNode(DevArguments& arguments);
-    std::string allocateFrames(DevArguments& arguments);
-    std::string getFrames(DevArguments& arguments);
-    std::string getFramePaths(DevArguments& arguments);
-    std::string setFramePaths(DevArguments& arguments);
-    std::string getClipFormat(DevArguments& arguments);
-    std::string queryVendor(DevArguments& arguments);
-    std::string queryProduct(DevArguments& arguments);
-    std::string queryPlugInVersion(DevArguments& arguments);
-    std::string getStorageId(DevArguments& arguments);
-    std::string getMetaData(DevArguments& arguments);
-    std::string setMetaData(DevArguments& arguments);
-    std::string queryMetaDataSupport(DevArguments& arguments);
-
     DevTree& tree_;
     const DevLog& log_;
     const DevServerOptions& options_;

@@ -57,7 +57,7 @@ std::size_t devFileSize(const DevDescriptor& file, const std::string& name) {
     if (::fstat(file.get(), &status) != 0)
         fail("examine", name);
     if (!S_ISREG(status.st_mode))
-        throw DevError("'" + name + "' is no regular file.");
+        throw DevError("'" + name + "' is not a regular file.");
     return static_cast<std::size_t>(status.st_size);
 }
 

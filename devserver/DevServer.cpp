@@ -32,11 +32,11 @@ asio::ip::address listenAddress(const DevServerOptions& options) {
     std::error_code error;
     const asio::ip::address address = asio::ip::make_address(options.listen, error);
     if (error)
-        throw std::runtime_error("'" + options.listen + "' is no numeric address.");
+        throw std::runtime_error("'" + options.listen + "' is not a numeric address.");
     if (!address.is_loopback() && !options.allowRemote)
         throw std::runtime_error("'" + options.listen +
                                  "' can be reached from other machines, and the protocol has no "
-                                 "authentication: this wants --allow-remote.");
+                                 "authentication: pass --allow-remote to allow it.");
     return address;
 }
 
@@ -187,7 +187,7 @@ void DevServer::Impl::accepted(Listener& listener, const std::error_code& error,
         startConnection(std::move(socket), listener.serve);
         return accept(listener);
     }
-    // Most likely there is no descriptor left: that may pass.
+    // Most likely no descriptor is left, which may pass.
     log_("Can't accept a connection: " + error.message());
     listener.pause.expires_after(std::chrono::milliseconds(100));
     listener.pause.async_wait([this, &listener](const std::error_code& cancelled) {

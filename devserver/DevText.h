@@ -1,6 +1,6 @@
 // Numbers and lists as they stand in requests, ids and options: the whole text must be a number,
 // whatever the process's locale.
-// Stateless; any thread. What is no number gives nothing.
+// Stateless; any thread. Anything else gives no value.
 #ifndef DEVSERVER_DEVTEXT_H
 #define DEVSERVER_DEVTEXT_H
 

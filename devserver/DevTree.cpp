@@ -321,7 +321,7 @@ void DevTree::ensureClip(const std::vector<std::string>& path, const LantrixClip
         number = addNode(std::move(node));
     }
     if (entries_.at(number).node.kind != DevNode::Clip)
-        throw DevError("The node " + devQuoted(path.back()) + " is there and is no clip.");
+        throw DevError("The node " + devQuoted(path.back()) + " is there and is not a clip.");
 }
 
 std::optional<std::uint64_t> DevTree::childNamed(std::uint64_t parent,
@@ -420,7 +420,7 @@ const DevTree::Entry& DevTree::entry(std::string_view id) const {
 const DevTree::Entry& DevTree::clip(std::string_view id) const {
     const Entry& found = entry(id);
     if (found.node.kind != DevNode::Clip)
-        throw DevError("The node " + devQuoted(id) + " is no clip.");
+        throw DevError("The node " + devQuoted(id) + " is not a clip.");
     return found;
 }
 

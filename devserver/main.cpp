@@ -36,8 +36,8 @@ void addOptions(CLI::App& program, DevServerOptions& options) {
         ->type_name("DIR");
     program
         .add_option("--listen", options.listen,
-                    "Numeric address to listen on. The protocol has no authentication: any address "
-                    "that is not loopback wants --allow-remote")
+                    "Numeric address to listen on. The protocol has no authentication: for "
+                    "an address that is not loopback pass --allow-remote too")
         ->type_name("ADDRESS")
         ->capture_default_str();
     program.add_flag("--allow-remote", options.allowRemote,

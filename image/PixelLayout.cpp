@@ -1,6 +1,6 @@
 #include "image/PixelLayout.h"
 
-#include "devserver/DevClipOption.h"
+#include "image/ClipShape.h"
 #include "tools/report/Failure.h"
 #include "tools/report/NumberText.h"
 
@@ -107,15 +107,15 @@ void checkTag(const std::string& tag) {
     }
 }
 
-// The development server reads the same text on its command line.
 LantrixClipFormat parseShape(const std::string& text) {
     try {
-        return devClipOption("clip=" + text).format;
-    } catch (const std::exception&) {
+        return clipFormatOfShape(text, INT_MAX);
+    } catch (const ClipShapeError& error) {
         throw Failure(Status::Usage,
                       "'" + text +
-                          "' is no format: write WIDTHxHEIGHTxBITS[xCHANNELS][@RATE] "
-                          "with the bits of a whole pixel, at most 1 GiB a frame");
+                          "' is not WIDTHxHEIGHTxBITS[xCHANNELS][@RATE], with the bits of a whole "
+                          "pixel: " +
+                          error.what());
     }
 }
 

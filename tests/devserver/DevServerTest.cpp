@@ -35,10 +35,10 @@ TEST_F(DevServerTest, WhatItCannotHaveIsNamed) {
     const DevServer server(options("127.0.0.126"));
     EXPECT_EQ(errorOf(options("127.0.0.126")),
               "Can't listen on port 7549 of 127.0.0.126: Address already in use.");
-    EXPECT_EQ(errorOf(options("here")), "'here' is no numeric address.");
+    EXPECT_EQ(errorOf(options("here")), "'here' is not a numeric address.");
     EXPECT_EQ(errorOf(options("0.0.0.0")),
               "'0.0.0.0' can be reached from other machines, and the protocol has no "
-              "authentication: this wants --allow-remote.");
+              "authentication: pass --allow-remote to allow it.");
 }
 
 TEST_F(DevServerTest, TwoHundredClientsAreServedBesideSlowAndVanishingOnes) {

@@ -179,8 +179,8 @@ TEST(DevClipOptionTest, FormsAreReadAndProblemsNamed) {
     const std::pair<const char*, const char*> problems[] = {
         {"c", "there is no '='"},
         {"/=1x1x8", "the path is empty"},
-        {"c=1x-1x8", "'-1' is no positive number"},
-        {"c=1x1x8@0", "'0' is no frame rate"},
+        {"c=1x-1x8", "'-1' is not a positive number"},
+        {"c=1x1x8@0", "'0' is not a frame rate"},
         {"c=65536x65536x8", "a frame would be larger than 1073741824 bytes"},
     };
     for (const auto& [text, problem] : problems)

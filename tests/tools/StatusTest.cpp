@@ -18,7 +18,8 @@ TEST_F(StatusTest, EachFailureHasItsStatusAndSaysWhatIsWrong) {
     fails(2, {}, {"required"});
     fails(2, {"lst"}, {"no verb 'lst'", "'ls'"});
     fails(2, {"get", "/plate", "x.#.png", "-f", "2-1"}, {"'2-1' is no frame range"});
-    fails(2, {"mkclip", "/x", "--format", "8x8"}, {"'8x8' is no format"});
+    fails(2, {"mkclip", "/x", "--format", "8x8"}, {"'8x8' is not WxHxBITS or WxHxBITSxCHANNELS"});
+    fails(6, {"mkclip", "/x", "--format", "30000x30000x16"}, {"1073741824"}); // the server's bound
     fails(2, {"rm", "-r", "/Library"}, {"-y"}); // nobody is there to be asked
     fails(3, {"ls", "/Libary/Reel"}, {host_ + ":7549", "no 'Libary' in '/'", "'Library'?"});
     fails(3, {"stat", "/Library/reel"}, {"no 'reel' in '/Library'", "'Reel'?"});

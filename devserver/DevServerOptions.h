@@ -1,0 +1,40 @@
+// What a development server is to do: where it keeps its tree, where it listens, what it answers.
+// A plain value.
+#ifndef DEVSERVER_DEVSERVEROPTIONS_H
+#define DEVSERVER_DEVSERVEROPTIONS_H
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <vector>
+
+struct DevServerOptions {
+    /// Where the tree is kept; made when missing. One server at a time uses a directory.
+    std::string root;
+    /// Numeric address to listen on.
+    std::string listen = "127.0.0.1";
+    /// Must be set for an address that is not loopback.
+    bool allowRemote = false;
+    /// The protocol to speak: methods that came later are unknown to the server.
+    int protocolMajor = 2;
+    int protocolMinor = 6;
+    /// What the plug-in queries answer.
+    std::string vendor = "Lantrix";
+    std::string product = "lantrixd";
+    /// Clips to make unless they are there, each "PATH=WxHxBITS[xCHANNELS][@RATE]". Missing nodes
+    /// on the way are made too.
+    std::vector<std::string> clips;
+    /// Bound of the frames that are kept at hand, read before or announced with "ReadAhead", in
+    /// bytes. Large ones are in the system's file cache, which gives way to other needs.
+    std::size_t prefetchBytes = std::size_t{256} << 20;
+    /// Log each request too.
+    bool verbose = false;
+    /// Takes one line of the log, without a line feed; null drops it. Called from the server's
+    /// threads, by one at a time.
+    std::function<void(const std::string& line)> log;
+    /// Called once when a client has asked for the server's end, after its reply was sent and both
+    /// ports were closed. stop() is still to be called, from another thread.
+    std::function<void()> shutdownRequested;
+};
+
+#endif
