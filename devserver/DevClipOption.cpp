@@ -30,8 +30,8 @@ DevClipOption devClipOption(const std::string& text) {
         fail(text, "there is no '='");
     try {
         return {pathOf(text.substr(0, equals), text),
-                clipFormatOfShape(text.substr(equals + 1), DevLimits::frameSize)};
-    } catch (const ClipShapeError& error) {
+                image::clipFormatOfShape(text.substr(equals + 1), DevLimits::frameSize)};
+    } catch (const image::ClipShapeError& error) {
         fail(text, error.what());
     }
 }

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+namespace image {
+
 namespace {
 
 std::string quoted(std::string_view text) {
@@ -82,3 +84,5 @@ LantrixClipFormat clipFormatOfShape(std::string_view text, std::uint64_t mostByt
         format.setFrameRate(rateOf(text.substr(at + 1)));
     return format;
 }
+
+} // namespace image

@@ -10,6 +10,8 @@
 #include <stdexcept>
 #include <string_view>
 
+namespace image {
+
 /// The reason alone, without the text and without a full stop: "'-1' is not a positive number".
 class ClipShapeError : public std::runtime_error {
 public:
@@ -20,5 +22,7 @@ public:
 /// default to those that the bits suggest, the rate to 30; clips are progressive, their tags empty.
 /// The frame buffer size is that of unpadded pixels; beyond \p mostBytes it is an error.
 [[nodiscard]] LantrixClipFormat clipFormatOfShape(std::string_view text, std::uint64_t mostBytes);
+
+} // namespace image
 
 #endif

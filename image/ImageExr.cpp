@@ -1,6 +1,6 @@
 // OpenEXR files with halves: gray as "Y", colour as "R", "G", "B", with or without "A".
-#include "image/ImageFile.h"
-#include "tools/report/Failure.h"
+#include "image/Error.h"
+#include "image/ImageFormats.h"
 
 #include <OpenEXR/ImfChannelList.h>
 #include <OpenEXR/ImfFrameBuffer.h>
@@ -8,7 +8,7 @@
 #include <OpenEXR/ImfInputFile.h>
 #include <OpenEXR/ImfOutputFile.h>
 
-namespace tool {
+namespace image {
 
 // Halves are taken from memory as they are, and frames hold them little-endian.
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "halves have to be swapped here");
@@ -23,20 +23,17 @@ std::vector<const char*> channelNames(int channels) {
     return names[channels];
 }
 
-[[noreturn]] void fail(const std::string& what, const std::string& file, const std::string& why) {
-    throw Failure(Status::LocalFile, what + " '" + file + "': " + why).with("file", file);
-}
-
 int countChannels(const Imf::ChannelList& list, const std::string& file) {
     int channels = list.findChannel("Y") != nullptr ? 1 : 3;
     channels += list.findChannel("A") != nullptr ? 1 : 0;
     std::size_t count = 0;
     for (auto it = list.begin(); it != list.end(); ++it, ++count) {
         if (it.channel().type != Imf::HALF) {
-            fail("can't take", file, std::string("channel '") + it.name() + "' is no half float");
+            failFile("can't take", file,
+                     std::string("channel '") + it.name() + "' does not hold half floats");
         }
         if (it.channel().xSampling != 1 || it.channel().ySampling != 1) {
-            fail("can't take", file, std::string("channel '") + it.name() + "' is subsampled");
+            failFile("can't take", file, std::string("channel '") + it.name() + "' is subsampled");
         }
     }
     const std::vector<const char*> names = channelNames(channels);
@@ -45,7 +42,7 @@ int countChannels(const Imf::ChannelList& list, const std::string& file) {
         isComplete = isComplete && list.findChannel(name) != nullptr;
     }
     if (!isComplete) {
-        fail("can't take", file, "its channels are not Y, YA, RGB or RGBA");
+        failFile("can't take", file, "its channels are not Y, YA, RGB or RGBA");
     }
     return channels;
 }
@@ -98,7 +95,7 @@ Image readExr(const std::string& file, bool withPixels) {
         Imf::InputFile input(file.c_str());
         const Imath::Box2i window = input.header().dataWindow();
         if (window != input.header().displayWindow()) {
-            fail("can't take", file, "its data window is not its display window");
+            failFile("can't take", file, "its data window is not its display window");
         }
         Image image;
         image.layout = {SampleKind::Half, countChannels(input.header().channels(), file)};
@@ -113,10 +110,10 @@ Image readExr(const std::string& file, bool withPixels) {
             input.readPixels(window.min.y, window.max.y);
         }
         return image;
-    } catch (const Failure&) {
+    } catch (const Error&) {
         throw;
     } catch (const std::exception& error) {
-        fail("can't read", file, error.what());
+        failFile("can't read", file, error.what());
     }
 }
 
@@ -128,8 +125,8 @@ void writeExr(const Image& image, const std::string& file) {
             throw std::runtime_error("it is not complete on the disk");
         }
     } catch (const std::exception& error) {
-        fail("can't write", file, error.what());
+        failFile("can't write", file, error.what());
     }
 }
 
-} // namespace tool
+} // namespace image

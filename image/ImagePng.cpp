@@ -1,7 +1,7 @@
 // PNG files by the classic interface of libpng, whose errors arrive by longjmp: no function here
 // makes an object with a destructor after its setjmp.
-#include "image/ImageFile.h"
-#include "tools/report/Failure.h"
+#include "image/Error.h"
+#include "image/ImageFormats.h"
 
 #include <cerrno>
 #include <csetjmp>
@@ -10,7 +10,7 @@
 #include <memory>
 #include <png.h>
 
-namespace tool {
+namespace image {
 
 namespace {
 
@@ -19,7 +19,7 @@ using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 File openFile(const std::string& name, const char* mode) {
     File file(std::fopen(name.c_str(), mode), std::fclose);
     if (!file) {
-        throw fileFailure("can't open", name, errno);
+        failFile("can't open", name, errno);
     }
     return file;
 }
@@ -30,10 +30,6 @@ File openFile(const std::string& name, const char* mode) {
 }
 
 void ignoreWarning(png_structp /*png*/, png_const_charp /*text*/) {}
-
-[[noreturn]] void fail(const std::string& what, const std::string& file, const std::string& error) {
-    throw Failure(Status::LocalFile, what + " '" + file + "': " + error).with("file", file);
-}
 
 std::vector<png_bytep> rowsOf(const Image& image) {
     const auto height = static_cast<std::size_t>(image.height);
@@ -63,7 +59,7 @@ void requireEnd(const std::string& name) {
         }
         std::fseek(file.get(), static_cast<long>(bigEndian(head)) + checksumSize, SEEK_CUR);
     }
-    fail("can't read", name, "the file has been cut off");
+    failFile("can't read", name, "the file has been cut off");
 }
 
 class PngReader {
@@ -79,7 +75,7 @@ public:
     /// Palettes and small depths are widened to whole samples, transparency to a channel.
     void readHeader(Image& image) {
         if (setjmp(png_jmpbuf(png_)) != 0) {
-            fail("can't read", name_, error_);
+            failFile("can't read", name_, error_);
         }
         png_init_io(png_, file_.get());
         png_read_info(png_, info_);
@@ -96,7 +92,7 @@ public:
 
     void readPixels(std::vector<png_bytep>& rows) {
         if (setjmp(png_jmpbuf(png_)) != 0) {
-            fail("can't read", name_, error_);
+            failFile("can't read", name_, error_);
         }
         png_read_image(png_, rows.data());
         png_read_end(png_, nullptr);
@@ -124,7 +120,7 @@ public:
         static const int colourTypes[] = {0, PNG_COLOR_TYPE_GRAY, PNG_COLOR_TYPE_GRAY_ALPHA,
                                           PNG_COLOR_TYPE_RGB, PNG_COLOR_TYPE_RGB_ALPHA};
         if (setjmp(png_jmpbuf(png_)) != 0) {
-            fail("can't write", name_, error_);
+            failFile("can't write", name_, error_);
         }
         png_init_io(png_, file_.get());
         // A transfer is bound by the encoder: the fastest level, and one cheap filter.
@@ -143,7 +139,7 @@ public:
 
     void close() {
         if (std::fflush(file_.get()) != 0) {
-            throw fileFailure("can't write", name_, errno);
+            failFile("can't write", name_, errno);
         }
     }
 
@@ -179,4 +175,4 @@ void writePng(const Image& image, const std::string& file) {
     writer.close();
 }
 
-} // namespace tool
+} // namespace image

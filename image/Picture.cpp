@@ -6,7 +6,7 @@
 #include <cmath>
 #include <cstring>
 
-namespace tool {
+namespace image {
 
 namespace {
 
@@ -157,4 +157,4 @@ Picture colourBars(int width, int height, int number) {
     return picture;
 }
 
-} // namespace tool
+} // namespace image

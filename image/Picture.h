@@ -8,7 +8,7 @@
 #include <array>
 #include <string>
 
-namespace tool {
+namespace image {
 
 using Colour = std::array<unsigned char, 3>;
 
@@ -40,6 +40,6 @@ private:
 /// Eight colour bars and a running number, which also moves a mark, so that no two are alike.
 [[nodiscard]] Picture colourBars(int width, int height, int number);
 
-} // namespace tool
+} // namespace image
 
 #endif

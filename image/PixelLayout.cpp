@@ -1,56 +1,35 @@
 #include "image/PixelLayout.h"
 
 #include "image/ClipShape.h"
-#include "tools/report/Failure.h"
-#include "tools/report/NumberText.h"
+#include "image/Error.h"
 
 #include <array>
 #include <climits>
+#include <locale>
+#include <sstream>
 
-namespace tool {
+namespace image {
 
 namespace {
 
 constexpr std::array<const char*, 5> channelNames{"", "gray", "graya", "rgb", "rgba"};
 
-struct KindName {
-    SampleKind kind;
-    const char* name;
-    int bits;
-};
-constexpr std::array<KindName, 4> kindNames{{{SampleKind::Integer8, "8", 8},
-                                             {SampleKind::Integer16, "16", 16},
-                                             {SampleKind::Half, "16f", 16},
-                                             {SampleKind::Packed10, "10", 10}}};
-
-const KindName& nameOf(SampleKind kind) {
-    for (const KindName& entry : kindNames) {
-        if (entry.kind == kind) {
-            return entry;
-        }
-    }
-    throw std::logic_error("a sample kind without a name");
-}
-
 std::vector<PixelLayout> knownLayouts() {
     std::vector<PixelLayout> layouts;
-    for (int channels = 1; channels <= 4; ++channels) {
-        for (SampleKind kind : {SampleKind::Integer8, SampleKind::Integer16, SampleKind::Half}) {
-            layouts.push_back({kind, channels});
+    for (const SampleFormat& samples : sampleFormats()) {
+        const int fewest = samples.packedChannels == 0 ? 1 : samples.packedChannels;
+        const int most = samples.packedChannels == 0 ? 4 : samples.packedChannels;
+        for (int channels = fewest; channels <= most; ++channels) {
+            layouts.push_back({samples.kind, channels});
         }
     }
-    layouts.push_back({SampleKind::Packed10, 3});
     return layouts;
 }
 
 } // namespace
 
-int PixelLayout::bitsPerPixel() const {
-    return nameOf(kind).bits * channels;
-}
-
 std::string PixelLayout::tag() const {
-    return std::string(channelNames.at(static_cast<std::size_t>(channels))) + nameOf(kind).name;
+    return std::string(channelNames.at(static_cast<std::size_t>(channels))) + samples().name;
 }
 
 std::optional<PixelLayout> layoutOfTag(const std::string& tag) {
@@ -64,7 +43,7 @@ std::optional<PixelLayout> layoutOfTag(const std::string& tag) {
 
 std::optional<PixelLayout> layoutOfDepth(int bitsPerPixel, int channels) {
     for (const PixelLayout& layout : knownLayouts()) {
-        if (layout.kind != SampleKind::Half && layout.channels == channels &&
+        if (layout.samples().maximum > 0 && layout.channels == channels &&
             layout.bitsPerPixel() == bitsPerPixel) {
             return layout;
         }
@@ -73,12 +52,12 @@ std::optional<PixelLayout> layoutOfDepth(int bitsPerPixel, int channels) {
 }
 
 int frameBytes(const PixelLayout& layout, int width, int height) {
-    const long long bits = layout.kind == SampleKind::Packed10 ? 32 : layout.bitsPerPixel();
+    const long long bits = layout.samples().packedChannels > 0 ? 32 : layout.bitsPerPixel();
     const long long pixels = static_cast<long long>(width) * height;
     if (width < 1 || height < 1 || pixels > INT_MAX || pixels * bits / 8 > INT_MAX) {
-        throw Failure(Status::Other, "a frame of " + std::to_string(width) + "x" +
-                                         std::to_string(height) + " pixels of " + layout.tag() +
-                                         " is empty or larger than 2 GiB");
+        throw Error(ErrorKind::TooLarge, "a frame of " + std::to_string(width) + "x" +
+                                             std::to_string(height) + " pixels of " + layout.tag() +
+                                             " is empty or larger than 2 GiB");
     }
     return static_cast<int>(pixels * bits / 8);
 }
@@ -101,9 +80,9 @@ namespace {
 void checkTag(const std::string& tag) {
     constexpr std::size_t longestTag = 255;
     if (tag.size() > longestTag || tag.find_first_of(" \t\n\r\v\f") != std::string::npos) {
-        throw Failure(Status::Usage, "'" + tag +
-                                         "' can't be a format tag: it holds blanks, or "
-                                         "more than 255 bytes");
+        throw Error(ErrorKind::Argument, "'" + tag +
+                                             "' can't be a format tag: it holds blanks, or "
+                                             "more than 255 bytes");
     }
 }
 
@@ -111,11 +90,11 @@ LantrixClipFormat parseShape(const std::string& text) {
     try {
         return clipFormatOfShape(text, INT_MAX);
     } catch (const ClipShapeError& error) {
-        throw Failure(Status::Usage,
-                      "'" + text +
-                          "' is not WIDTHxHEIGHTxBITS[xCHANNELS][@RATE], with the bits of a whole "
-                          "pixel: " +
-                          error.what());
+        throw Error(ErrorKind::Argument,
+                    "'" + text +
+                        "' is not WIDTHxHEIGHTxBITS[xCHANNELS][@RATE], with the bits of a whole "
+                        "pixel: " +
+                        error.what());
     }
 }
 
@@ -128,9 +107,9 @@ LantrixClipFormat parseClipFormat(const std::string& text, const std::string& ta
     const int channels = format.numChannels();
     const auto layout = tag.empty() ? layoutOfDepth(bits, channels) : layoutOfTag(tag);
     if (layout && (layout->bitsPerPixel() != bits || layout->channels != channels)) {
-        throw Failure(Status::Usage, "'" + tag + "' has " + std::to_string(layout->bitsPerPixel()) +
-                                         " bits in " + std::to_string(layout->channels) +
-                                         " channels, not as in '" + text + "'");
+        throw Error(ErrorKind::Argument,
+                    "'" + tag + "' has " + std::to_string(layout->bitsPerPixel()) + " bits in " +
+                        std::to_string(layout->channels) + " channels, not as in '" + text + "'");
     }
     if (layout) {
         format.setFrameBufferSize(frameBytes(*layout, format.width(), format.height()));
@@ -140,11 +119,22 @@ LantrixClipFormat parseClipFormat(const std::string& text, const std::string& ta
     return format;
 }
 
+namespace {
+
+std::string shortNumber(float number) {
+    std::ostringstream text;
+    text.imbue(std::locale::classic());
+    text << number;
+    return text.str();
+}
+
+} // namespace
+
 std::string describeFormat(const LantrixClipFormat& format) {
     return std::to_string(format.width()) + "x" + std::to_string(format.height()) + "x" +
            std::to_string(format.bitsPerPixel()) + "x" + std::to_string(format.numChannels()) +
-           "@" + shortNumber(static_cast<double>(format.frameRate())) + " " + format.formatTag() +
-           " " + LantrixClipFormat::scanFormatStr(format.scanFormat());
+           "@" + shortNumber(format.frameRate()) + " " + format.formatTag() + " " +
+           LantrixClipFormat::scanFormatStr(format.scanFormat());
 }
 
 bool isSameKind(const LantrixClipFormat& a, const LantrixClipFormat& b) {
@@ -160,89 +150,25 @@ PixelLayout layoutOfClip(const LantrixClipFormat& format) {
     const std::optional<PixelLayout> layout =
         hasTag ? layoutOfTag(tag) : layoutOfDepth(format.bitsPerPixel(), format.numChannels());
     if (!layout) {
-        throw Failure(Status::Other, std::string("the clip's format tag '") + format.formatTag() +
-                                         "' is not known to this tool: its frames can only be "
-                                         "moved as they are, with --raw");
+        throw Error(ErrorKind::UnknownLayout, "the clip's format tag '" + tag + "' is not known");
     }
     if (frameBytes(*layout, format.width(), format.height()) != format.frameBufferSize()) {
-        throw Failure(Status::Other,
-                      "the clip's frames have " + std::to_string(format.frameBufferSize()) +
-                          " bytes, which does not fit its format (" + describeFormat(format) +
-                          "): they can only be moved as they are, with --raw");
+        throw Error(ErrorKind::UnknownLayout,
+                    "the clip's frames have " + std::to_string(format.frameBufferSize()) +
+                        " bytes, which does not fit its format (" + describeFormat(format) + ")");
     }
     return *layout;
 }
 
-namespace {
-
-unsigned sampleAt(const char* at) {
-    return static_cast<unsigned char>(at[0]) |
-           static_cast<unsigned>(static_cast<unsigned char>(at[1])) << 8U;
-}
-
-void putSample(char* at, unsigned sample) {
-    at[0] = static_cast<char>(sample & 0xFFU);
-    at[1] = static_cast<char>(sample >> 8U);
-}
-
-// The highest bits again below the lowest, so that 0 and 1023 become 0 and 65535.
-unsigned widened(unsigned tenBits) {
-    return tenBits << 6U | tenBits >> 4U;
-}
-
-unsigned narrowed(const char* at) {
-    const unsigned sample = sampleAt(at);
-    if (widened(sample >> 6U) != sample) {
-        throw Failure(Status::LocalFile, "a sample of the image (" + std::to_string(sample) +
-                                             ") has more than the 10 bits of the clip");
-    }
-    return sample >> 6U;
-}
-
-// One big-endian word per pixel: red in the top 10 bits, then green and blue; 2 bits stay 0.
-Bytes packed(const Bytes& pixels) {
-    Bytes words(pixels.size() / 6 * 4);
-    for (std::size_t pixel = 0; pixel < words.size() / 4; ++pixel) {
-        const char* at = &pixels[pixel * 6];
-        const unsigned word =
-            narrowed(at) << 22U | narrowed(at + 2) << 12U | narrowed(at + 4) << 2U;
-        for (unsigned byte = 0; byte < 4; ++byte) {
-            words[pixel * 4 + byte] = static_cast<char>(word >> (24U - 8U * byte) & 0xFFU);
-        }
-    }
-    return words;
-}
-
-Bytes unpacked(const Bytes& words) {
-    Bytes pixels(words.size() / 4 * 6);
-    for (std::size_t pixel = 0; pixel < words.size() / 4; ++pixel) {
-        unsigned word = 0;
-        for (unsigned byte = 0; byte < 4; ++byte) {
-            word = word << 8U | static_cast<unsigned char>(words[pixel * 4 + byte]);
-        }
-        for (unsigned channel = 0; channel < 3; ++channel) {
-            putSample(&pixels[pixel * 6 + std::size_t{2} * channel],
-                      widened(word >> (22U - 10U * channel) & 0x3FFU));
-        }
-    }
-    return pixels;
-}
-
-} // namespace
-
-PixelLayout heldLayout(const PixelLayout& layout) {
-    return layout.kind == SampleKind::Packed10 ? PixelLayout{SampleKind::Integer16, 3} : layout;
-}
-
 Bytes frameOfImage(Image image, const PixelLayout& layout) {
-    return layout.kind == SampleKind::Packed10 ? packed(image.pixels) : std::move(image.pixels);
+    const SampleFormat& samples = layout.samples();
+    return samples.pack != nullptr ? samples.pack(image.pixels) : std::move(image.pixels);
 }
 
 Image imageOfFrame(Bytes frame, const PixelLayout& layout, int width, int height) {
-    if (layout.kind == SampleKind::Packed10) {
-        return {heldLayout(layout), width, height, unpacked(frame)};
-    }
-    return {layout, width, height, std::move(frame)};
+    const SampleFormat& samples = layout.samples();
+    return {layout.held(), width, height,
+            samples.unpack != nullptr ? samples.unpack(frame) : std::move(frame)};
 }
 
-} // namespace tool
+} // namespace image

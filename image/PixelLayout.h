@@ -1,31 +1,28 @@
 // What the bytes of a frame mean: the format tags that the tool knows, the size of a frame, and
 // the packing of 10-bit samples. docs/frames.md describes the same for people.
-// Plain values. Failures are thrown as Failure.
+// Plain values. Failures are thrown as Error.
 #ifndef IMAGE_PIXELLAYOUT_H
 #define IMAGE_PIXELLAYOUT_H
 
+#include "image/SampleFormat.h"
 #include "lantrix/LantrixTypes.h"
 
-#include <cstdint>
 #include <optional>
 #include <string>
-#include <vector>
 
-namespace tool {
-
-using Bytes = std::vector<char>;
-
-/// How one sample is stored in a frame.
-enum class SampleKind { Integer8, Integer16, Half, Packed10 };
+namespace image {
 
 /// Rows from top to bottom without padding, pixels from left to right, channels interleaved.
 struct PixelLayout {
     SampleKind kind = SampleKind::Integer8;
     int channels = 3; ///< 1 gray, 2 gray and alpha, 3 RGB, 4 RGBA; Packed10 is RGB.
 
-    [[nodiscard]] int bitsPerPixel() const;
+    [[nodiscard]] const SampleFormat& samples() const { return sampleFormat(kind); }
+    [[nodiscard]] int bitsPerPixel() const { return samples().bits * channels; }
     /// The format tag, "rgb8" and the like.
     [[nodiscard]] std::string tag() const;
+    /// In which an Image holds the pixels of such a frame.
+    [[nodiscard]] PixelLayout held() const { return {samples().heldAs, channels}; }
     bool operator==(const PixelLayout& other) const {
         return kind == other.kind && channels == other.channels;
     }
@@ -59,17 +56,15 @@ struct Image {
 /// True when frames of one format can be those of the other; the rate and the like may differ.
 [[nodiscard]] bool isSameKind(const LantrixClipFormat& a, const LantrixClipFormat& b);
 
-/// The layout of a clip's frames. A tag that is not known, or one that does not fit the rest of
-/// the format, is a Failure which tells of --raw.
+/// The layout of a clip's frames. Refuses a tag that is not known, and one that does not fit the
+/// rest of the format.
 [[nodiscard]] PixelLayout layoutOfClip(const LantrixClipFormat& format);
 
-/// The layout in which an Image holds the pixels of such a frame.
-[[nodiscard]] PixelLayout heldLayout(const PixelLayout& layout);
 /// Packs the image into the bytes of a frame, and back. An image with samples that 10 bits can't
 /// hold exactly is refused.
 [[nodiscard]] Bytes frameOfImage(Image image, const PixelLayout& layout);
 [[nodiscard]] Image imageOfFrame(Bytes frame, const PixelLayout& layout, int width, int height);
 
-} // namespace tool
+} // namespace image
 
 #endif

@@ -3,6 +3,7 @@
 #include "base/loggerBase/src/CoMsg.h"
 #include "tools/report/NearestName.h"
 #include "tools/session/Interrupt.h"
+#include "tools/transfer/ImageFailure.h"
 #include "tools/verbs/Context.h"
 #include "tools/verbs/Verbs.h"
 
@@ -124,6 +125,8 @@ int parseAndRun(CLI::App& app, Context& context, int argc, char** argv) {
         return fail(context, {Status::Usage, usageText(app, error.what()) + " (see --help)"});
     } catch (const Failure& failure) {
         return fail(context, failure);
+    } catch (const image::Error& error) {
+        return fail(context, failureOf(error));
     } catch (const std::exception& error) {
         return fail(context, {Status::Other, error.what()});
     }

@@ -15,8 +15,8 @@ namespace fs = std::filesystem;
 constexpr int width = 1280, height = 720, frameCount = 24;
 
 // Neither flat nor noise: what pictures cost to compress lies between the two.
-tool::Image pictureOf(int number) {
-    tool::Image image{{tool::SampleKind::Integer8, 3}, width, height, {}};
+image::Image pictureOf(int number) {
+    image::Image image{{image::SampleKind::Integer8, 3}, width, height, {}};
     unsigned noise = static_cast<unsigned>(number);
     for (int y = 0; y < height; ++y)
         for (int x = 0; x < width; ++x)
@@ -34,12 +34,12 @@ public:
     Sequence(const Arena& arena)
         : folder_(arena.scratch() / "images"), taken_(arena.scratch() / "taken"),
           address_(arena.devServer().host() + ":/Bench/tool"),
-          format_(tool::clipFormat({tool::SampleKind::Integer8, 3}, width, height)),
+          format_(image::clipFormat({image::SampleKind::Integer8, 3}, width, height)),
           files_(format_, false) {
         fs::create_directories(folder_);
         fs::create_directories(taken_);
         for (int i = 0; i < frameCount; ++i)
-            tool::writeImage(pictureOf(i), file(folder_, i));
+            image::writeImage(pictureOf(i), file(folder_, i));
         put();
         tool::Options options;
         clip_ = std::make_unique<tool::ClipFrames>(

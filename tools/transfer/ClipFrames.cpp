@@ -1,5 +1,7 @@
 #include "tools/transfer/ClipFrames.h"
 
+#include "image/Error.h"
+#include "image/LocalFile.h"
 #include "tools/session/NodeSearch.h"
 
 #include <algorithm>
@@ -106,7 +108,7 @@ bool ClipFrames::holds(int index, const Bytes& frame) {
 
 FileFrames::FileFrames(const LantrixClipFormat& format, bool raw) : format_(format) {
     if (!raw) {
-        layout_ = layoutOfClip(format);
+        layout_ = image::layoutOfClip(format);
     }
 }
 
@@ -136,15 +138,15 @@ void FileFrames::checkFile(const std::string& file) const {
         }
         return;
     }
-    checkImage(file, readImageHeader(file));
+    checkImage(file, image::readImageHeader(file));
 }
 
-void FileFrames::checkImage(const std::string& file, const Image& image) const {
+void FileFrames::checkImage(const std::string& file, const image::Image& image) const {
     if (image.width != format_.width() || image.height != format_.height()) {
         wrongSize(file, sizeText(image.width, image.height),
                   sizeText(format_.width(), format_.height()));
     }
-    const PixelLayout held = heldLayout(*layout_);
+    const image::PixelLayout held = layout_->held();
     if (!(image.layout == held)) {
         wrongSize(file, image.layout.tag(), held.tag() + " for a clip of " + layout_->tag());
     }
@@ -156,34 +158,34 @@ void FileFrames::read(const std::string& file, Bytes& frame) const {
         return;
     }
     if (!layout_) {
-        frame = readFile(file, size() + 1);
+        frame = image::readFile(file, size() + 1);
         if (frame.size() != size()) {
             wrongSize(file, std::to_string(frame.size()) + " bytes or more",
                       std::to_string(size()));
         }
         return;
     }
-    Image image = readImage(file);
+    image::Image image = image::readImage(file);
     checkImage(file, image);
     try {
         frame = frameOfImage(std::move(image), *layout_);
-    } catch (const Failure& failure) {
-        throw Failure(failure.status(), "'" + file + "': " + failure.what()).with("file", file);
+    } catch (const image::Error& error) {
+        throw image::Error(error.kind(), "'" + file + "': " + error.what(), file);
     }
 }
 
 void FileFrames::write(const std::string& file, Bytes& frame, bool verify) const {
-    AsideFile aside(file);
+    image::AsideFile aside(file);
     if (!layout_) {
         aside.write(frame);
-        if (verify && readFile(aside.path(), frame.size() + 1) != frame) {
+        if (verify && image::readFile(aside.path(), frame.size() + 1) != frame) {
             throw Failure(Status::Differs, "'" + file + "' reads back differently");
         }
     } else {
-        const Image image =
+        const image::Image image =
             imageOfFrame(std::move(frame), *layout_, format_.width(), format_.height());
         writeImage(image, aside.path());
-        if (verify && readImage(aside.path()).pixels != image.pixels) {
+        if (verify && image::readImage(aside.path()).pixels != image.pixels) {
             throw Failure(Status::Differs, "'" + file + "' reads back differently");
         }
     }

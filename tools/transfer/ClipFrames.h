@@ -7,6 +7,7 @@
 #include "image/ImageFile.h"
 #include "tools/session/Address.h"
 #include "tools/session/Session.h"
+#include "tools/transfer/FrameQueue.h"
 #include "tools/transfer/FrameRange.h"
 
 #include <optional>
@@ -55,7 +56,7 @@ public:
     FileFrames(const LantrixClipFormat& format, bool raw);
 
     /// No layout: raw.
-    [[nodiscard]] const std::optional<PixelLayout>& layout() const { return layout_; }
+    [[nodiscard]] const std::optional<image::PixelLayout>& layout() const { return layout_; }
 
     /// Refuses a file that does not fit the format, or that has been cut off.
     void checkFile(const std::string& file) const;
@@ -66,13 +67,13 @@ public:
     void write(const std::string& file, Bytes& frame, bool verify) const;
 
 private:
-    void checkImage(const std::string& file, const Image& image) const;
+    void checkImage(const std::string& file, const image::Image& image) const;
     [[nodiscard]] std::size_t size() const {
         return static_cast<std::size_t>(format_.frameBufferSize());
     }
 
     LantrixClipFormat format_;
-    std::optional<PixelLayout> layout_;
+    std::optional<image::PixelLayout> layout_;
 };
 
 /// XXH128 of the bytes, in hexadecimal.

@@ -5,16 +5,18 @@
 #ifndef TOOLS_TRANSFER_FRAMEQUEUE_H
 #define TOOLS_TRANSFER_FRAMEQUEUE_H
 
-#include "image/PixelLayout.h"
-
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
 #include <exception>
 #include <functional>
 #include <mutex>
+#include <vector>
 
 namespace tool {
+
+/// The bytes of a frame.
+using Bytes = std::vector<char>;
 
 class FrameQueue {
 public:

@@ -2,6 +2,7 @@
 
 #include "tools/report/Json.h"
 #include "tools/session/Interrupt.h"
+#include "tools/transfer/ImageFailure.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -193,7 +194,14 @@ void Transfer::runWorkers(const StepWork& work, std::size_t workers) {
     }
 }
 
-void Transfer::run(const StepWork& work, bool resumable) {
+void Transfer::run(const StepWork& steps, bool resumable) {
+    const StepWork work = [&](std::size_t begin, std::size_t end, const StepDone& done) {
+        try {
+            steps(begin, end, done);
+        } catch (const image::Error& error) {
+            throw failureOf(error);
+        }
+    };
     const std::size_t workers =
         std::min(isDone_.size(), static_cast<std::size_t>(options_.workers));
     try {

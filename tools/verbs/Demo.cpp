@@ -1,6 +1,7 @@
 #include "tools/verbs/Demo.h"
 
 #include "image/ImageFile.h"
+#include "image/LocalFile.h"
 #include "image/Picture.h"
 #include "lantrix/LantrixClientAPI.h"
 #include "tools/report/Failure.h"
@@ -88,7 +89,7 @@ private:
     void failOnce();
     void destroyTree();
 
-    [[nodiscard]] Bytes readFrame(LantrixNodeHandle& clip, int index) const;
+    [[nodiscard]] image::Bytes readFrame(LantrixNodeHandle& clip, int index) const;
     [[nodiscard]] std::string file(const char* name, int index) const {
         return FilePattern(folder_ + "/" + name).file(index);
     }
@@ -102,7 +103,7 @@ private:
     LantrixNodeHandle library_;
     LantrixNodeHandle clip_;
     LantrixClipFormat format_;
-    std::vector<Bytes> frames_;
+    std::vector<image::Bytes> frames_;
 };
 
 void Demo::makeFolder(const std::string& path) {
@@ -131,15 +132,15 @@ void Demo::introduce() {
 }
 
 void Demo::buildTree() {
-    const PixelLayout layout{SampleKind::Integer8, 3};
-    format_ = clipFormat(layout, arguments_.width, arguments_.height);
+    const image::PixelLayout layout{image::SampleKind::Integer8, 3};
+    format_ = image::clipFormat(layout, arguments_.width, arguments_.height);
     LantrixNodeHandle root;
     LantrixNodeHandle reel;
     require(server_.getRootNode(root), "find the root");
     require(root.createNode("Library", "library", library_), "create the library");
     require(library_.createNode("Reel", "reel", reel), "create the reel");
     require(reel.createClipNode("bars", format_, "clip", clip_), "create the clip");
-    say("Created a library, a reel and a clip of " + describeFormat(format_) + ":");
+    say("Created a library, a reel and a clip of " + image::describeFormat(format_) + ":");
     LantrixNodeHandle top(server_, root.getNodeId());
     printTree(top, "  ");
 }
@@ -180,10 +181,11 @@ void Demo::resolvePath() {
 void Demo::renderFrames() {
     Progress progress(options_, "render", static_cast<std::size_t>(arguments_.frames));
     for (int i = 0; i < arguments_.frames; ++i) {
-        const Picture picture = colourBars(arguments_.width, arguments_.height, i);
-        writeImage(picture.image(), file(rendered, i));
+        const image::Picture picture = image::colourBars(arguments_.width, arguments_.height, i);
+        image::writeImage(picture.image(), file(rendered, i));
         // What is sent is what the file holds, not what was drawn.
-        frames_.push_back(frameOfImage(readImage(file(rendered, i)), layoutOfClip(format_)));
+        frames_.push_back(
+            frameOfImage(image::readImage(file(rendered, i)), image::layoutOfClip(format_)));
         progress.advance(frames_.back().size());
     }
     say("Rendered colour bars with a running number into PNG files and read them: " +
@@ -211,8 +213,8 @@ void Demo::writeFrames() {
     say("Wrote " + progress.summary() + ".");
 }
 
-Bytes Demo::readFrame(LantrixNodeHandle& clip, int index) const {
-    Bytes frame(static_cast<std::size_t>(format_.frameBufferSize()));
+image::Bytes Demo::readFrame(LantrixNodeHandle& clip, int index) const {
+    image::Bytes frame(static_cast<std::size_t>(format_.frameBufferSize()));
     require(clip.readFrame(index, frame.data(), format_.frameBufferSize()), "read a frame");
     return frame;
 }
@@ -221,12 +223,14 @@ Bytes Demo::readFrame(LantrixNodeHandle& clip, int index) const {
 void Demo::compareFrames() {
     Progress progress(options_, "compare", frames_.size());
     for (int i = arguments_.frames - 1; i >= 0; --i) {
-        const Bytes frame = readFrame(clip_, i);
+        const image::Bytes frame = readFrame(clip_, i);
         expect(frame == frames_[static_cast<std::size_t>(i)],
                "frame " + std::to_string(i) + " came back differently");
-        writeImage(imageOfFrame(frame, layoutOfClip(format_), format_.width(), format_.height()),
-                   file(returned, i));
-        expect(readImage(file(returned, i)).pixels == readImage(file(rendered, i)).pixels,
+        image::writeImage(image::imageOfFrame(frame, image::layoutOfClip(format_), format_.width(),
+                                              format_.height()),
+                          file(returned, i));
+        expect(image::readImage(file(returned, i)).pixels ==
+                   image::readImage(file(rendered, i)).pixels,
                "the image of frame " + std::to_string(i) + " differs");
         progress.advance(frame.size());
     }
@@ -235,7 +239,7 @@ void Demo::compareFrames() {
 }
 
 void Demo::readAhead() {
-    Bytes frame(static_cast<std::size_t>(format_.frameBufferSize()));
+    image::Bytes frame(static_cast<std::size_t>(format_.frameBufferSize()));
     Progress progress(options_, "read", frames_.size());
     for (std::size_t i = 0; i < frames_.size(); ++i) {
         require(clip_.readFrame(static_cast<int>(i), frame.data(), format_.frameBufferSize()),
@@ -250,7 +254,7 @@ void Demo::linkFiles() {
     std::array<LantrixStr, 2> paths;
     for (std::size_t i = 0; i < paths.size(); ++i) {
         const std::string name = file("plate.####.raw", static_cast<int>(i));
-        AsideFile aside(name);
+        image::AsideFile aside(name);
         aside.write(frames_[i]);
         aside.commit();
         paths[i] = std::filesystem::absolute(name).c_str();
@@ -268,7 +272,7 @@ void Demo::linkFiles() {
 }
 
 void Demo::failOnce() {
-    Bytes frame(static_cast<std::size_t>(format_.frameBufferSize()));
+    image::Bytes frame(static_cast<std::size_t>(format_.frameBufferSize()));
     expect(!clip_.readFrame(arguments_.frames, frame.data(), format_.frameBufferSize()),
            "a frame beyond the last was read");
     say(std::string("Reading a frame beyond the last fails, with the last error: ") +

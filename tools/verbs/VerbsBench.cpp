@@ -112,7 +112,7 @@ std::optional<ClipPlace> clipAt(const Options& options, const Address& address) 
 void runBench(Context& context, const BenchArguments& arguments) {
     const Options& options = context.options;
     const Address address = parseAddress(arguments.address, options.host);
-    const LantrixClipFormat format = parseClipFormat(arguments.format, "");
+    const LantrixClipFormat format = image::parseClipFormat(arguments.format, "");
     const std::optional<ClipPlace> clip = clipAt(options, address);
     if (options.dryRun) {
         const std::string where = address.text();

@@ -86,7 +86,7 @@ private:
                     {"name", name}};
         if (session.isClip(node.handle)) {
             row["frames"] = session.countFrames(node.handle);
-            row["format"] = describeFormat(session.format(node.handle));
+            row["format"] = image::describeFormat(session.format(node.handle));
         }
         rows_.push_back(row);
     }

@@ -70,10 +70,10 @@ Comparison compareWithClip(const Options& options, const ClipPlace& place,
                            const CheckArguments& arguments) {
     const ClipPlace other =
         locateClip(options, parseAddress(arguments.others.front(), options.host));
-    if (!isSameKind(place.format, other.format)) {
+    if (!image::isSameKind(place.format, other.format)) {
         throw Failure(Status::Differs, "'" + place.address.text() + "' is " +
-                                           describeFormat(place.format) + ", not " +
-                                           describeFormat(other.format));
+                                           image::describeFormat(place.format) + ", not " +
+                                           image::describeFormat(other.format));
     }
     const FrameRange range = arguments.frames.parsed();
     if (range.isAll()) {

@@ -118,13 +118,13 @@ struct MkclipArguments {
 
 void runMkclip(Context& context, const MkclipArguments& arguments) {
     const Address address = parseAddress(arguments.address, context.options.host);
-    LantrixClipFormat format = parseClipFormat(arguments.format, arguments.tag);
+    LantrixClipFormat format = image::parseClipFormat(arguments.format, arguments.tag);
     LantrixClipFormat::ScanFormat scan{};
     if (!LantrixClipFormat::strToScanFormat(arguments.scan.c_str(), scan)) {
         throw Failure(Status::Usage, "'" + arguments.scan + "' is no scan format");
     }
     format.setScanFormat(scan);
-    const std::string what = address.text() + " (" + describeFormat(format) + ") with " +
+    const std::string what = address.text() + " (" + image::describeFormat(format) + ") with " +
                              countText(static_cast<std::size_t>(arguments.frames), "frame");
     Session session(context.options, address.host);
     if (context.options.dryRun) {

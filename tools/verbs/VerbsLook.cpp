@@ -1,3 +1,5 @@
+#include "image/ImageFile.h"
+#include "image/LocalFile.h"
 #include "image/Picture.h"
 #include "tools/report/Json.h"
 #include "tools/transfer/ClipFrames.h"
@@ -17,8 +19,8 @@ namespace {
 class Miniatures {
 public:
     Miniatures(const Options& options, const ClipPlace& place, int width)
-        : format_(place.format), layout_(layoutOfClip(place.format)), frames_(options, place),
-          width_(std::min(width, format_.width())) {
+        : format_(place.format), layout_(image::layoutOfClip(place.format)),
+          frames_(options, place), width_(std::min(width, format_.width())) {
         const double ratio =
             format_.pixelRatio() > 0 ? static_cast<double>(format_.pixelRatio()) : 1;
         const double height = width_ * (format_.height() / (format_.width() * ratio));
@@ -27,23 +29,23 @@ public:
 
     [[nodiscard]] int width() const { return width_; }
     [[nodiscard]] int height() const { return height_; }
-    [[nodiscard]] Picture take(int index) {
+    [[nodiscard]] image::Picture take(int index) {
         Bytes frame;
         frames_.read(index, frame);
-        const Image image =
-            imageOfFrame(std::move(frame), layout_, format_.width(), format_.height());
-        return Picture(image).scaledTo(width_, height_);
+        const image::Image image =
+            image::imageOfFrame(std::move(frame), layout_, format_.width(), format_.height());
+        return image::Picture(image).scaledTo(width_, height_);
     }
 
 private:
     LantrixClipFormat format_;
-    PixelLayout layout_;
+    image::PixelLayout layout_;
     ClipFrames frames_;
     int width_;
     int height_ = 1;
 };
 
-constexpr PixelLayout pictureLayout{SampleKind::Integer8, 3};
+constexpr image::PixelLayout pictureLayout{image::SampleKind::Integer8, 3};
 
 void settleFile(const Context& context, const std::string& file) {
     checkImageName(file, pictureLayout);
@@ -52,9 +54,9 @@ void settleFile(const Context& context, const std::string& file) {
     }
 }
 
-void save(Context& context, const Picture& picture, const std::string& file,
+void save(Context& context, const image::Picture& picture, const std::string& file,
           const std::vector<int>& numbers) {
-    AsideFile aside(file);
+    image::AsideFile aside(file);
     writeImage(picture.image(), aside.path());
     aside.commit();
     context.output.note("wrote '" + file + "', " + std::to_string(picture.width()) + "x" +
@@ -134,13 +136,13 @@ struct SheetPlan {
     int cellHeight;
 };
 
-Picture drawSheet(Miniatures& miniatures, const std::vector<int>& indices,
-                  const SheetArguments& arguments) {
-    constexpr Colour background{24, 24, 24};
-    constexpr Colour ink{224, 224, 224};
+image::Picture drawSheet(Miniatures& miniatures, const std::vector<int>& indices,
+                         const SheetArguments& arguments) {
+    constexpr image::Colour background{24, 24, 24};
+    constexpr image::Colour ink{224, 224, 224};
     const SheetPlan plan(miniatures, static_cast<int>(indices.size()), arguments.columns);
-    Picture sheet(plan.gap() + plan.columns * plan.cellWidth,
-                  plan.gap() + plan.rows * plan.cellHeight);
+    image::Picture sheet(plan.gap() + plan.columns * plan.cellWidth,
+                         plan.gap() + plan.rows * plan.cellHeight);
     sheet.fill(0, 0, sheet.width(), sheet.height(), background);
     for (std::size_t k = 0; k < indices.size(); ++k) {
         const int i = static_cast<int>(k);

@@ -1,4 +1,4 @@
-#include "image/ImageFile.h"
+#include "image/LocalFile.h"
 #include "tools/report/Json.h"
 #include "tools/report/NearestName.h"
 #include "tools/session/NodeSearch.h"
@@ -93,7 +93,7 @@ std::string textToSet(const MetaArguments& arguments) {
     }
     constexpr std::size_t mostBytes = std::size_t{16} << 20;
     if (arguments.file != "-") {
-        const Bytes bytes = readFile(arguments.file, mostBytes);
+        const image::Bytes bytes = image::readFile(arguments.file, mostBytes);
         return {bytes.begin(), bytes.end()};
     }
     return {std::istreambuf_iterator<char>(std::cin), {}};

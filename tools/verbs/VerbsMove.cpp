@@ -1,3 +1,4 @@
+#include "image/LocalFile.h"
 #include "tools/report/Json.h"
 #include "tools/report/NumberText.h"
 #include "tools/transfer/ClipFrames.h"
@@ -62,8 +63,8 @@ ClipPlace provideClip(Session& session, const Address& address, const Destinatio
 
 std::string provideText(const Address& address, const Destination& destination, int count) {
     if (!destination.existing) {
-        return "make " + address.text() + " (" + describeFormat(destination.format) + ") with " +
-               countText(static_cast<std::size_t>(count), "frame") + " and ";
+        return "make " + address.text() + " (" + image::describeFormat(destination.format) +
+               ") with " + countText(static_cast<std::size_t>(count), "frame") + " and ";
     }
     return destination.existing->frames < count
                ? "give " + address.text() + " " +
@@ -118,19 +119,20 @@ LantrixClipFormat newClipFormat(const std::vector<FrameStep>& steps,
                                 const PutArguments& arguments) {
     LantrixClipFormat format;
     if (!arguments.rawFormat.empty()) {
-        format = parseClipFormat(arguments.rawFormat, arguments.tag);
+        format = image::parseClipFormat(arguments.rawFormat, arguments.tag);
     } else if (arguments.raw) {
         throw Failure(Status::Usage, "the clip is not there: to make it from raw frames, its "
                                      "--format is needed");
     } else {
         const auto first = std::find_if(steps.begin(), steps.end(),
                                         [](const FrameStep& step) { return !step.file.empty(); });
-        const Image image = readImageHeader(first->file);
-        const auto layout = arguments.tag.empty() ? image.layout : layoutOfTag(arguments.tag);
+        const image::Image image = image::readImageHeader(first->file);
+        const auto layout =
+            arguments.tag.empty() ? image.layout : image::layoutOfTag(arguments.tag);
         if (!layout) {
             throw Failure(Status::Usage, "the format tag '" + arguments.tag + "' is not known");
         }
-        format = clipFormat(*layout, image.width, image.height);
+        format = image::clipFormat(*layout, image.width, image.height);
     }
     if (arguments.rate > 0) {
         format.setFrameRate(arguments.rate);
@@ -208,8 +210,8 @@ std::string fileNames(const GetArguments& arguments, const ClipPlace& place,
     if (!arguments.files.empty() && !std::filesystem::is_directory(arguments.files)) {
         return arguments.files;
     }
-    const bool isHalf = !arguments.raw && layoutOfClip(place.format).kind == SampleKind::Half;
-    const std::string extension = arguments.raw ? ".raw" : isHalf ? ".exr" : ".png";
+    const std::string extension =
+        arguments.raw ? ".raw" : image::layoutOfClip(place.format).samples().extension;
     return (std::filesystem::path(arguments.files) / (clipName + ".####" + extension)).string();
 }
 
@@ -284,10 +286,10 @@ void runCp(Context& context, const CpArguments& arguments) {
 
     std::optional<Session> session(std::in_place, options, toAddress.host);
     const Destination destination{findDestination(*session, toAddress), from.format};
-    if (destination.existing && !isSameKind(destination.existing->format, from.format)) {
+    if (destination.existing && !image::isSameKind(destination.existing->format, from.format)) {
         throw Failure(Status::Other, "'" + toAddress.text() + "' is " +
-                                         describeFormat(destination.existing->format) + ", not " +
-                                         describeFormat(from.format));
+                                         image::describeFormat(destination.existing->format) +
+                                         ", not " + image::describeFormat(from.format));
     }
     if (options.dryRun) {
         context.output.wouldDo({provideText(toAddress, destination, count) + "copy " +
@@ -325,15 +327,14 @@ struct CatArguments {
     bool pam = false;
 };
 
-void writeFrame(const LantrixClipFormat& format, const std::optional<PixelLayout>& layout,
+void writeFrame(const LantrixClipFormat& format, const std::optional<image::PixelLayout>& layout,
                 Bytes& frame) {
     if (layout) {
-        writePam(imageOfFrame(std::move(frame), *layout, format.width(), format.height()), *layout,
-                 stdout);
+        writePam(image::imageOfFrame(std::move(frame), *layout, format.width(), format.height()),
+                 *layout, STDOUT_FILENO, "standard output");
     } else {
-        std::fwrite(frame.data(), 1, frame.size(), stdout);
+        image::writeAll(STDOUT_FILENO, frame, "standard output");
     }
-    Output::finish();
 }
 
 void runCat(Context& context, const CatArguments& arguments) {

@@ -1,0 +1,100 @@
+#include "image/LocalFile.h"
+
+#include "image/Error.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace image {
+
+Descriptor::Descriptor(const std::string& file, int flags)
+    : number_(::open(file.c_str(), flags | O_CLOEXEC)) {
+    if (number_ < 0) {
+        failFile("can't open", file, errno);
+    }
+}
+
+Descriptor::~Descriptor() {
+    ::close(number_);
+}
+
+namespace {
+
+// As much as there is, at most \p size.
+std::size_t readUpTo(int descriptor, char* to, std::size_t size, const std::string& name) {
+    std::size_t done = 0;
+    while (done < size) {
+        const ssize_t count = ::read(descriptor, to + done, size - done);
+        if (count < 0 && errno != EINTR) {
+            failFile("can't read", name, errno);
+        }
+        if (count == 0) {
+            break;
+        }
+        done += count > 0 ? static_cast<std::size_t>(count) : 0;
+    }
+    return done;
+}
+
+} // namespace
+
+Bytes readFile(const std::string& file, std::size_t most) {
+    const Descriptor input(file, O_RDONLY);
+    Bytes bytes(most);
+    bytes.resize(readUpTo(input.number(), bytes.data(), most, file));
+    return bytes;
+}
+
+void writeAll(int descriptor, std::string_view bytes, const std::string& name) {
+    while (!bytes.empty()) {
+        const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
+        if (count < 0 && errno != EINTR) {
+            failFile("can't write", name, errno);
+        }
+        bytes.remove_prefix(count > 0 ? static_cast<std::size_t>(count) : 0);
+    }
+}
+
+void writeAll(int descriptor, const Bytes& bytes, const std::string& name) {
+    writeAll(descriptor, std::string_view(bytes.data(), bytes.size()), name);
+}
+
+AsideFile::AsideFile(std::string finalName) : finalName_(std::move(finalName)) {
+    const std::filesystem::path final(finalName_);
+    const std::string ending = "-" + final.filename().string();
+    std::string name = (final.parent_path() / (".part-XXXXXX" + ending)).string();
+    const int descriptor = ::mkstemps(name.data(), static_cast<int>(ending.size()));
+    if (descriptor < 0) {
+        failFile("can't write", finalName_, errno);
+    }
+    path_ = name;
+    const mode_t mask = ::umask(0);
+    ::umask(mask);
+    ::fchmod(descriptor, 0666 & ~mask);
+    ::close(descriptor);
+}
+
+AsideFile::~AsideFile() {
+    if (!path_.empty()) {
+        ::unlink(path_.c_str());
+    }
+}
+
+void AsideFile::write(const Bytes& bytes) const {
+    const Descriptor file(path_, O_WRONLY | O_TRUNC);
+    writeAll(file.number(), bytes, finalName_);
+}
+
+void AsideFile::commit() {
+    if (std::rename(path_.c_str(), finalName_.c_str()) != 0) {
+        failFile("can't write", finalName_, errno);
+    }
+    path_.clear();
+}
+
+} // namespace image

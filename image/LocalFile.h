@@ -1,0 +1,61 @@
+// Plain bytes in local files, and in descriptors, which stay their owners'.
+// One thread at a time per file. Failures are thrown as Error.
+#ifndef IMAGE_LOCALFILE_H
+#define IMAGE_LOCALFILE_H
+
+#include "image/SampleFormat.h"
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace image {
+
+/// An open file.
+class Descriptor {
+public:
+    /// \p flags are those of open(2).
+    Descriptor(const std::string& file, int flags);
+    ~Descriptor();
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+
+    [[nodiscard]] int number() const { return number_; }
+
+private:
+    int number_;
+};
+
+/// The whole file, at most \p most bytes of it.
+[[nodiscard]] Bytes readFile(const std::string& file, std::size_t most);
+
+/// Writes everything, whatever the descriptor is. \p name is what messages call it.
+void writeAll(int descriptor, std::string_view bytes, const std::string& name);
+void writeAll(int descriptor, const Bytes& bytes, const std::string& name);
+
+/// A file that is written beside its final name and takes it when it is whole.
+class AsideFile {
+public:
+    /// Makes the file in the directory of \p finalName.
+    explicit AsideFile(std::string finalName);
+    /// Removes the file unless it was committed.
+    ~AsideFile();
+    AsideFile(const AsideFile&) = delete;
+    AsideFile& operator=(const AsideFile&) = delete;
+
+    /// Where to write; has the extension of the final name.
+    [[nodiscard]] const std::string& path() const { return path_; }
+    [[nodiscard]] const std::string& finalName() const { return finalName_; }
+    /// Writes the whole file.
+    void write(const Bytes& bytes) const;
+    /// Gives the file its final name, replacing what had it.
+    void commit();
+
+private:
+    std::string finalName_;
+    std::string path_; // "" when committed
+};
+
+} // namespace image
+
+#endif

@@ -1,0 +1,33 @@
+// How the samples of a frame are stored: one row of a table for each kind of sample.
+// Plain values. Failures are thrown as Error.
+#ifndef IMAGE_SAMPLEFORMAT_H
+#define IMAGE_SAMPLEFORMAT_H
+
+#include <vector>
+
+namespace image {
+
+using Bytes = std::vector<char>;
+
+enum class SampleKind { Integer8, Integer16, Half, Packed10 };
+
+/// One kind of sample.
+struct SampleFormat {
+    SampleKind kind;
+    const char* name;      ///< In format tags, behind the names of the channels.
+    int bits;              ///< Of one sample that carry its value.
+    int packedChannels;    ///< Channels that share a 32-bit word; 0: each sample has its own bytes.
+    unsigned maximum;      ///< The largest integer; 0 for floating point.
+    const char* extension; ///< Of the image files that are written unless others are asked for.
+    SampleKind heldAs;     ///< In an Image.
+    Bytes (*pack)(const Bytes& pixels);  ///< From an Image into a frame; null: they are the same.
+    Bytes (*unpack)(const Bytes& frame); ///< The reverse.
+};
+
+/// All kinds, in the order of the documentation.
+[[nodiscard]] const std::vector<SampleFormat>& sampleFormats();
+[[nodiscard]] const SampleFormat& sampleFormat(SampleKind kind);
+
+} // namespace image
+
+#endif

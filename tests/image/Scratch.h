@@ -1,0 +1,61 @@
+// A folder for the files of one test, and frames without a pattern to fill them with.
+#ifndef TESTS_IMAGE_SCRATCH_H
+#define TESTS_IMAGE_SCRATCH_H
+
+#include "image/Error.h"
+#include "image/LocalFile.h"
+#include "image/PixelLayout.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <random>
+
+class Scratch : public ::testing::Test {
+public:
+    Scratch() {
+        std::string name = (std::filesystem::temp_directory_path() / "lantrix.XXXXXX").string();
+        folder_ = ::mkdtemp(name.data());
+    }
+    ~Scratch() override { std::filesystem::remove_all(folder_); }
+
+    std::string file(const std::string& name) const { return (folder_ / name).string(); }
+    std::string write(const std::string& name, const std::string& bytes) const {
+        image::AsideFile aside(file(name));
+        aside.write(image::Bytes(bytes.begin(), bytes.end()));
+        aside.commit();
+        return file(name);
+    }
+    std::string read(const std::string& name) const {
+        const image::Bytes bytes = image::readFile(file(name), std::size_t{1} << 20);
+        return {bytes.begin(), bytes.end()};
+    }
+
+private:
+    std::filesystem::path folder_;
+};
+
+/// A frame of this layout, the same one each time.
+inline image::Bytes noiseFrame(const image::PixelLayout& layout, int width, int height) {
+    std::minstd_rand random(7);
+    image::Bytes frame(static_cast<std::size_t>(image::frameBytes(layout, width, height)));
+    for (std::size_t i = 0; i < frame.size(); ++i) {
+        const bool isLowest = layout.samples().packedChannels > 0 && i % 4 == 3;
+        frame[i] = static_cast<char>(random() >> 8U & (isLowest ? 0xFCU : 0xFFU));
+    }
+    return frame;
+}
+
+/// What \p work fails with; fails the test when it does not.
+template <class Work>
+image::Error errorOf(const Work& work) {
+    try {
+        work();
+    } catch (const image::Error& error) {
+        return error;
+    }
+    ADD_FAILURE() << "nothing failed";
+    return {image::ErrorKind::File, ""};
+}
+
+#endif
