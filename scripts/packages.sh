@@ -5,7 +5,7 @@ build_packages="g++ cmake ninja-build libgtest-dev libasio-dev nlohmann-json3-de
     libpng-dev libopenexr-dev libxxhash-dev pkg-config dpkg-dev file"
 x86_packages="g++-multilib googletest"
 clang_packages="clang libclang-rt-14-dev llvm"
-lint_packages="clang-format clang-tidy"
+lint_packages="clang-format clang-tidy python3"
 docs_packages="doxygen"
 hosts_packages="locales"
 coverage_packages="gcovr"

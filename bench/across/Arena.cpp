@@ -1,5 +1,7 @@
 #include "bench/across/Arena.h"
 
+#include "bench/support/Protocols.h"
+
 namespace bench {
 
 const std::vector<std::size_t>& curveSizes() {

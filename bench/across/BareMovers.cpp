@@ -1,4 +1,5 @@
 #include "bench/across/FrameMover.h"
+#include "bench/support/Protocols.h"
 
 #include <stdexcept>
 

@@ -1,4 +1,5 @@
 #include "bench/across/Figures.h"
+#include "bench/support/Protocols.h"
 
 #include <string>
 #include <vector>

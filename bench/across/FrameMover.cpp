@@ -1,5 +1,6 @@
 #include "bench/across/FrameMover.h"
 
+#include "bench/support/Protocols.h"
 #include "lantrix/LantrixClientAPI.h"
 
 #include <stdexcept>

@@ -1,6 +1,6 @@
 // Splitting of comma-separated lists, and the search for a child by its name.
 #include "bench/inside/Pairs.h"
-#include "bench/support/Peer.h"
+#include "bench/support/Protocols.h"
 #include "lantrix/LantrixClientAPI.h"
 #include "lantrix/LantrixReplyText.h"
 

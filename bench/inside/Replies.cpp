@@ -1,7 +1,7 @@
 // Parsing of reply lines, as they come from the socket, beside the least that has to be done:
 // finding the special bytes with memchr and appending what lies between them.
 #include "bench/inside/Pairs.h"
-#include "bench/support/Peer.h"
+#include "bench/support/Protocols.h"
 #include "rc/rcResult.h"
 
 #include <benchmark/benchmark.h>

@@ -1,7 +1,5 @@
 #include "bench/support/Protocols.h"
 
-#include "bench/support/Peer.h"
-
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
