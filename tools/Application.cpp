@@ -2,6 +2,7 @@
 
 #include "base/loggerBase/src/CoMsg.h"
 #include "tools/report/NearestName.h"
+#include "tools/report/PrintableText.h"
 #include "tools/session/Interrupt.h"
 #include "tools/transfer/ImageFailure.h"
 #include "tools/verbs/Context.h"
@@ -51,7 +52,8 @@ void addGlobalOptions(CLI::App& app, Options& options) {
         ->check(CLI::IsMember({"auto", "always", "never"}))
         ->group(group);
     app.add_option("--timeout", options.timeout,
-                   "Seconds after which a request is given up; connecting has its own 10")
+                   "Seconds after which a request is given up, 0: never; 60 unless given for verbs "
+                   "that only ask. Connecting has its own 10")
         ->check(CLI::Range(0.0, 1e6))
         ->group(group);
     app.add_option("-j,--jobs", options.workers, "Worker processes of a transfer")
@@ -77,7 +79,7 @@ class ErrorRouter : public CoMsg::Router {
 public:
     void post(const CoMsg& message) const override {
         std::fprintf(stderr, "lantrix: %s: %s\n", CoMsg::levelToString(message.level()),
-                     message.text());
+                     printableText(message.text()).c_str());
     }
 };
 

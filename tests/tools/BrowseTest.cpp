@@ -1,6 +1,8 @@
 // What the verbs print, and what they ask of the server.
 #include "tests/tools/ToolProgram.h"
 
+#include <sstream>
+
 namespace {
 
 class BrowseTest : public ToolTest {
@@ -73,6 +75,19 @@ TEST_F(BrowseTest, AListCostsOneRequestBesidesTheWayThere) {
     EXPECT_EQ(way + "GetNodeType n1\nGetNodeTypeStr n1\n", requests({"ls", "-l"}));
     const std::string errors = run({"--trace", "cat", "--raw", shot_, "-f", "0"}).errors;
     EXPECT_NE(std::string::npos, errors.find(" 7550 < done, 96 bytes follow\n")) << errors;
+}
+
+// Frames announced ahead would wait for delayed acknowledgements, 40 ms each.
+TEST_F(BrowseTest, ATraceStallsNoTransfer) {
+    output({"mkclip", "/long", "--format", "8x4x24", "--frames", "40"});
+    std::istringstream trace(run({"--trace", "cat", "--raw", "/long"}).errors);
+    double before = 0, now;
+    int stalls = 0;
+    for (std::string line; std::getline(trace, line); before = now) {
+        now = std::stod(line);
+        stalls += line.find(" 7550 < done") != std::string::npos && now - before > 0.035 ? 1 : 0;
+    }
+    EXPECT_LT(stalls, 10);
 }
 
 TEST_F(BrowseTest, ADryRunChangesNothing) {

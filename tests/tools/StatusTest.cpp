@@ -77,6 +77,18 @@ TEST_F(ToolTest, WrittenFramesAreReadBackToVerifyThem) {
     EXPECT_NE(std::string::npos, result.errors.find("frame 0 reads back differently"));
 }
 
+TEST_F(ToolTest, WhatAServerSaysCantCommandTheTerminal) {
+    ScriptedServer server;
+    server.commands({call("GetRootNode ", "ok n0"), call("GetChildren n0", "ok n1,a\x1b[2J\tb"),
+                     awaitClose, call("GetRootNode ", "failed \"\x1b]0;\xC2\x9B\x7F\""),
+                     awaitClose});
+    ToolResult result = ToolProgram(server.host(), folder_, {"ls", "--trace"}).finish();
+    EXPECT_EQ("a\\x1b[2J\\tb\n", result.output);
+    EXPECT_NE(std::string::npos, result.errors.find("ok n1,a\\x1b[2J\\tb\n")) << result.errors;
+    result = ToolProgram(server.host(), folder_, {"ls"}).finish();
+    EXPECT_NE(std::string::npos, result.errors.find("\\x1b]0;\\x9b\\x7f\"\n")) << result.errors;
+}
+
 // What is printed would otherwise be the server's next command.
 TEST_F(StatusTest, AClosedOutputIsNeverASocket) {
     std::string frame = "\nsync 0 DestroyNode n1\n";

@@ -25,6 +25,7 @@ ToolProgram::ToolProgram(const std::string& host, const std::string& folder, con
     if (process_ == 0) { // only what is safe behind the fork of a process with threads
         const rlimit limit{largestFile, largestFile};
         ::setrlimit(RLIMIT_FSIZE, &limit);
+        ::signal(SIGINT, SIG_DFL); // a suite in a shell's background ignores it
         ::dup2(::open("/dev/null", O_RDONLY), STDIN_FILENO);
         ::dup2(::fileno(output_.get()), STDOUT_FILENO);
         ::dup2(pipe[1], STDERR_FILENO);

@@ -19,25 +19,22 @@ bool endsWith(const std::string& text, const std::string& end) {
 bool isSocketError(const std::string& text) {
     for (int number : {ECONNRESET, ECONNREFUSED, ECONNABORTED, EPIPE, ETIMEDOUT, EHOSTUNREACH,
                        ENETUNREACH, ENETDOWN, ENETRESET, ENOTCONN}) {
-        if (text == std::strerror(number)) {
+        if (text == std::strerror(number))
             return true;
-        }
     }
     return false;
 }
 
 bool isConnectionError(const std::string& text) {
     // A reply that a closed connection cut off leaves no text at all.
-    if (text.empty() || isSocketError(text) || endsWith(text, " command stopped.")) {
+    if (text.empty() || isSocketError(text) || endsWith(text, " command stopped."))
         return true;
-    }
     for (const char* start :
          {"Can't open connection to host", "Can't open socket for host", "Unknown host",
           "Connection closed", "Connection stopped", "Connection not established",
           "Cannot read data on socket", "Not connected.", "Operation aborted."}) {
-        if (startsWith(text, start)) {
+        if (startsWith(text, start))
             return true;
-        }
     }
     return false;
 }
@@ -49,9 +46,8 @@ bool isOwnText(const std::string& text) {
           "Cannot write a negative", "Invalid node id", "Invalid source host",
           "Invalid destination host", "Reply line longer", "Request too long", "Frame id too long",
           "Transfer too long", "No room for a line"}) {
-        if (startsWith(text, start)) {
+        if (startsWith(text, start))
             return true;
-        }
     }
     return false;
 }
@@ -59,9 +55,8 @@ bool isOwnText(const std::string& text) {
 } // namespace
 
 Status statusOfLibraryError(const std::string& text) {
-    if (isConnectionError(text)) {
+    if (isConnectionError(text))
         return Status::NoConnection;
-    }
     if (startsWith(text, "Frame index out of range") ||
         startsWith(text, "Metadata stream index out of range")) {
         return Status::FrameMissing;

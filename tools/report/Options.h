@@ -3,6 +3,7 @@
 #ifndef TOOLS_REPORT_OPTIONS_H
 #define TOOLS_REPORT_OPTIONS_H
 
+#include <optional>
 #include <string>
 
 namespace tool {
@@ -17,9 +18,16 @@ struct Options {
     bool yes = false;
     std::string progress = "auto";
     std::string color = "auto";
-    double timeout = 0; ///< Seconds that one request may take; 0: as long as it takes.
+    std::optional<double> timeout; ///< Seconds that one request may take; 0: as long as it takes.
     int workers = 1;
 };
+
+/// The options of a verb that only asks: somebody waits, so that each request has a limit of a
+/// minute unless --timeout was given. Moving frames and removing may take any time.
+[[nodiscard]] inline Options browsingOptions(Options options) {
+    options.timeout = options.timeout.value_or(60);
+    return options;
+}
 
 } // namespace tool
 

@@ -1,6 +1,7 @@
 #include "tools/report/Output.h"
 
 #include "tools/report/Json.h"
+#include "tools/report/PrintableText.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -31,20 +32,11 @@ void printJson(const Json& fields) {
 }
 
 std::string cellText(const Json& value) {
-    if (value.is_null()) {
+    if (value.is_null())
         return "-";
-    }
-    if (value.is_boolean()) {
+    if (value.is_boolean())
         return value.get<bool>() ? "yes" : "no";
-    }
     return value.is_string() ? value.get<std::string>() : dumpJson(value);
-}
-
-// A line feed or a tab in a name would break the table apart.
-std::string oneLine(std::string text) {
-    std::replace_if(
-        text.begin(), text.end(), [](unsigned char c) { return c < 0x20; }, ' ');
-    return text;
 }
 
 // Characters, not bytes: what continues a UTF-8 sequence takes no room.
@@ -59,9 +51,8 @@ std::vector<Line> linesOf(const std::vector<Json>& rows) {
     std::vector<Line> lines;
     for (const Json& row : rows) {
         Line line;
-        for (const Json& value : row) {
-            line.push_back(oneLine(cellText(value)));
-        }
+        for (const Json& value : row)
+            line.push_back(printableText(cellText(value)));
         lines.push_back(line);
     }
     return lines;
@@ -70,9 +61,8 @@ std::vector<Line> linesOf(const std::vector<Json>& rows) {
 void printTabbed(const std::vector<Line>& lines) {
     for (const Line& line : lines) {
         std::string text;
-        for (const std::string& cell : line) {
+        for (const std::string& cell : line)
             text += (&cell == &line.front() ? "" : "\t") + cell;
-        }
         print(text + "\n");
     }
 }
@@ -80,9 +70,8 @@ void printTabbed(const std::vector<Line>& lines) {
 std::vector<std::size_t> columnWidths(const std::vector<Line>& lines) {
     std::vector<std::size_t> widths(lines.empty() ? 0 : lines.front().size());
     for (const Line& line : lines) {
-        for (std::size_t column = 0; column < line.size(); ++column) {
+        for (std::size_t column = 0; column < line.size(); ++column)
             widths[column] = std::max(widths[column], shownWidth(line[column]));
-        }
     }
     return widths;
 }
@@ -91,9 +80,8 @@ std::string aligned(const Line& line, const std::vector<std::size_t>& widths) {
     std::string text;
     for (std::size_t column = 0; column < line.size(); ++column) {
         text += line[column];
-        if (column + 1 < line.size()) {
+        if (column + 1 < line.size())
             text.append(widths[column] - shownWidth(line[column]) + 2, ' ');
-        }
     }
     return text;
 }
@@ -111,9 +99,8 @@ void Output::table(const std::string& key, const std::vector<Json>& rows) {
         return;
     }
     Line heading;
-    for (const auto& column : rows.front().items()) {
+    for (const auto& column : rows.front().items())
         heading.push_back(column.key());
-    }
     lines.insert(lines.begin(), heading);
     const std::vector<std::size_t> widths = columnWidths(lines);
     for (const Line& line : lines) {
@@ -128,17 +115,15 @@ void Output::record(const Json& fields) {
         return;
     }
     std::vector<Line> lines;
-    for (const auto& field : fields.items()) {
-        lines.push_back({field.key(), oneLine(cellText(field.value()))});
-    }
+    for (const auto& field : fields.items())
+        lines.push_back({field.key(), printableText(cellText(field.value()))});
     if (::isatty(STDOUT_FILENO) == 0) {
         printTabbed(lines);
         return;
     }
     const std::vector<std::size_t> widths = columnWidths(lines);
-    for (const Line& line : lines) {
+    for (const Line& line : lines)
         print(aligned(line, widths) + "\n");
-    }
 }
 
 void Output::text(const std::string& lines, const Json& fields) {
@@ -147,22 +132,19 @@ void Output::text(const std::string& lines, const Json& fields) {
 
 void Output::wouldDo(const std::vector<std::string>& steps) {
     std::string lines;
-    for (const std::string& step : steps) {
+    for (const std::string& step : steps)
         lines += "would " + step + "\n";
-    }
     text(lines, {{"would", steps}});
 }
 
 void Output::result(const Json& fields) {
-    if (options_.json) {
+    if (options_.json)
         printJson(fields);
-    }
 }
 
 void Output::note(const std::string& line) const {
-    if (!options_.quiet && !options_.json) {
-        std::fprintf(stderr, "%s\n", line.c_str());
-    }
+    if (!options_.quiet && !options_.json)
+        std::fprintf(stderr, "%s\n", printableText(line).c_str());
 }
 
 void Output::failure(const Failure& failure) const {
@@ -174,26 +156,23 @@ void Output::failure(const Failure& failure) const {
         std::fprintf(stderr, "%s\n", dumpJson(withSchema({{"error", error}})).c_str());
         return;
     }
-    std::fprintf(stderr, "%s %s\n", red("lantrix:").c_str(), failure.what());
+    std::fprintf(stderr, "%s %s\n", red("lantrix:").c_str(), printableText(failure.what()).c_str());
 }
 
 void Output::requireNoTerminal() {
-    if (::isatty(STDOUT_FILENO) != 0) {
+    if (::isatty(STDOUT_FILENO) != 0)
         throw Failure(Status::Usage, "standard output is a terminal: send the frames through a "
                                      "pipe or into a file");
-    }
 }
 
 void Output::finish() {
-    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
         throw fileFailure("can't write to", "standard output", errno);
-    }
 }
 
 bool Output::hasColor(int descriptor) const {
-    if (options_.color != "auto") {
+    if (options_.color != "auto")
         return options_.color == "always";
-    }
     const char* noColor = std::getenv("NO_COLOR");
     return (noColor == nullptr || *noColor == '\0') && ::isatty(descriptor) != 0;
 }

@@ -7,13 +7,11 @@
 namespace tool {
 
 std::string Address::path() const {
-    if (!nodeId.empty()) {
+    if (!nodeId.empty())
         return "id=" + nodeId;
-    }
     std::string path;
-    for (const std::string& component : components) {
+    for (const std::string& component : components)
         path += "/" + component;
-    }
     return path.empty() ? "/" : path;
 }
 
@@ -22,9 +20,8 @@ std::string Address::name() const {
 }
 
 Address Address::parent() const {
-    if (components.empty()) {
+    if (components.empty())
         throw Failure(Status::Usage, "'" + text() + "' has no folder above it");
-    }
     Address above = *this;
     above.components.pop_back();
     return above;
@@ -54,9 +51,8 @@ std::vector<std::string> splitPath(const std::string& path) {
     std::size_t start = 0;
     while (start <= path.size()) {
         const std::size_t end = std::min(path.find('/', start), path.size());
-        if (end > start) {
+        if (end > start)
             components.push_back(path.substr(start, end - start));
-        }
         start = end + 1;
     }
     return components;
@@ -71,19 +67,16 @@ Address parseAddress(const std::string& text, const std::string& defaultHost) {
     address.host = colon == std::string::npos || colon == 0 ? defaultHost : text.substr(0, colon);
     if (path.rfind(idPrefix, 0) == 0) {
         address.nodeId = path.substr(std::char_traits<char>::length(idPrefix));
-        if (address.nodeId.empty()) {
+        if (address.nodeId.empty())
             throw Failure(Status::Usage, "'" + text + "' names no node id");
-        }
         return address;
     }
-    if (!path.empty() && path.front() != '/') {
+    if (!path.empty() && path.front() != '/')
         throw Failure(Status::Usage, "'" + text +
                                          "' is no address: write /path, HOST:/path, "
                                          "id=NODE or HOST:id=NODE");
-    }
-    if (path.empty() && colon == std::string::npos) {
+    if (path.empty() && colon == std::string::npos)
         throw Failure(Status::Usage, "an address is empty");
-    }
     address.components = splitPath(path);
     return address;
 }
@@ -101,17 +94,15 @@ bool matchesNamePattern(const std::string& pattern, const std::string& name) {
 }
 
 void checkNewName(const std::string& name, const std::string& parentId, const std::string& type) {
-    if (name.find_first_of(",\n/") != std::string::npos || name.empty()) {
+    if (name.find_first_of(",\n/") != std::string::npos || name.empty())
         throw Failure(Status::Usage, "'" + name +
                                          "' can't be a node's name: it is empty or holds "
                                          "a comma, a line feed or a slash");
-    }
     // The library cuts the arguments of a creation at this length, and would cut the name.
     constexpr std::size_t longestArguments = 511;
     const std::size_t quotesAndKind = 6;
-    if (parentId.size() + name.size() + type.size() + quotesAndKind > longestArguments) {
+    if (parentId.size() + name.size() + type.size() + quotesAndKind > longestArguments)
         throw Failure(Status::Usage, "the name '" + name.substr(0, 40) + "...' is too long");
-    }
 }
 
 } // namespace tool

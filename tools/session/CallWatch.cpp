@@ -6,9 +6,9 @@
 
 namespace tool {
 
-CallWatch::CallWatch(std::function<void()> stop, double timeoutSeconds)
+CallWatch::CallWatch(std::function<void()> stop, std::optional<double> timeoutSeconds)
     : stop_(std::move(stop)), timeout_(std::chrono::duration_cast<Clock::duration>(
-                                  std::chrono::duration<double>(timeoutSeconds))),
+                                  std::chrono::duration<double>(timeoutSeconds.value_or(0)))),
       thread_(&CallWatch::watch, this) {}
 
 CallWatch::~CallWatch() {
@@ -21,23 +21,25 @@ CallWatch::~CallWatch() {
 }
 
 void CallWatch::begin() {
-    wasStopped_.store(false);
-    const Clock::time_point due =
+    const std::lock_guard<std::mutex> lock(mutex_);
+    isRunning_ = true;
+    wasStopped_ = false;
+    caller_ = ::pthread_self();
+    deadline_ =
         timeout_ == Clock::duration::zero() ? Clock::time_point::max() : Clock::now() + timeout_;
-    deadline_.store(due.time_since_epoch().count());
 }
 
 void CallWatch::end() {
-    deadline_.store(0);
+    const std::lock_guard<std::mutex> lock(mutex_);
+    isRunning_ = false;
 }
 
 Failure CallWatch::failure(const std::string& host, Port port, const std::string& doing,
                            std::string error) const {
-    if (wasInterrupted()) {
+    if (wasInterrupted())
         return {Status::Interrupted, "interrupted"};
-    }
     Status status = statusOfLibraryError(error);
-    if (wasStopped_.load()) {
+    if (wasStopped_) {
         status = Status::NoConnection;
         error = "no answer within " + shortNumber(std::chrono::duration<double>(timeout_).count()) +
                 " s";
@@ -54,22 +56,18 @@ Failure CallWatch::failure(const std::string& host, Port port, const std::string
 void CallWatch::watch() {
     constexpr auto interval = std::chrono::milliseconds(50);
     std::unique_lock<std::mutex> lock(mutex_);
-    while (!ended_.wait_for(lock, interval, [this] { return isEnding_; })) {
+    while (!ended_.wait_for(lock, interval, [this] { return isEnding_; }))
         stopIfDue();
-    }
 }
 
 void CallWatch::stopIfDue() {
-    const Clock::rep deadline = deadline_.load();
-    if (deadline == 0) {
+    if (!isRunning_)
         return;
-    }
-    const bool isLate = Clock::now().time_since_epoch().count() > deadline;
-    if (isLate) {
-        wasStopped_.store(true);
-    }
+    const bool isLate = Clock::now() > deadline_;
+    wasStopped_ = wasStopped_ || isLate;
     if (isLate || wasInterrupted()) {
         stop_();
+        wake(caller_);
     }
 }
 

@@ -1,19 +1,22 @@
 // Watches over the calls on one connection of the library: stops the running one when a signal
 // asked for the end or when it has taken too long. A stop that falls between two calls has no
-// effect, so it is repeated as long as the reason lasts. Owns a thread. begin() and end() are used
+// effect, so it is repeated as long as the reason lasts; the caller's wait is ended with it, or the
+// stop would be seen up to a second later. Owns a thread. begin() and end() are used
 // by the thread that calls; the stop function must be one that any thread may call at any moment.
 #ifndef TOOLS_SESSION_CALLWATCH_H
 #define TOOLS_SESSION_CALLWATCH_H
 
 #include "tools/report/Failure.h"
 
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
+
+#include <pthread.h>
 
 namespace tool {
 
@@ -22,8 +25,8 @@ enum class Port { Commands = 7549, Frames = 7550 };
 
 class CallWatch {
 public:
-    /// \p timeoutSeconds 0 means no limit.
-    CallWatch(std::function<void()> stop, double timeoutSeconds);
+    /// \p timeoutSeconds none or 0 means no limit.
+    CallWatch(std::function<void()> stop, std::optional<double> timeoutSeconds);
     ~CallWatch();
     CallWatch(const CallWatch&) = delete;
     CallWatch& operator=(const CallWatch&) = delete;
@@ -40,13 +43,15 @@ private:
     void stopIfDue();
 
     const std::function<void()> stop_;
-    const Clock::duration timeout_;       // zero: no limit
-    std::atomic<Clock::rep> deadline_{0}; // 0: no call is running
-    std::atomic<bool> wasStopped_{false};
-    std::mutex mutex_;
+    const Clock::duration timeout_; // zero: no limit
+    std::mutex mutex_;              // guards all below, so that no thread is woken after its call
     std::condition_variable ended_;
-    bool isEnding_ = false; // guarded by mutex_
-    std::thread thread_;    // last, so that it sees all else made
+    bool isRunning_ = false;
+    Clock::time_point deadline_; // of the running call
+    pthread_t caller_{};         // of the running call
+    bool wasStopped_ = false;
+    bool isEnding_ = false;
+    std::thread thread_; // last, so that it sees all else made
 };
 
 } // namespace tool

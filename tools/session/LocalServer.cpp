@@ -11,9 +11,8 @@ namespace tool {
 
 TemporaryFolder::TemporaryFolder()
     : path_((std::filesystem::temp_directory_path() / "lantrix-XXXXXX").string()) {
-    if (::mkdtemp(path_.data()) == nullptr) {
+    if (::mkdtemp(path_.data()) == nullptr)
         throw fileFailure("can't make", path_, errno);
-    }
 }
 
 TemporaryFolder::~TemporaryFolder() {
@@ -33,9 +32,8 @@ LocalServer::LocalServer() {
             problem = error.what();
         }
     }
-    if (!server_) {
+    if (!server_)
         throw Failure(Status::Other, "no development server could be started: " + problem);
-    }
 }
 
 } // namespace tool

@@ -30,18 +30,16 @@ std::optional<FoundNode> findChild(Session& session, const FoundNode& parent,
     session.call("list '" + parent.address.path() + "'",
                  [&] { return parent.handle.getNumChildren(count); });
     FoundNode found{parent.address.child(name), {}};
-    if (!LantrixFindChild(parent.handle, name.c_str(), found.handle)) {
+    if (!LantrixFindChild(parent.handle, name.c_str(), found.handle))
         return std::nullopt;
-    }
     return found;
 }
 
 Failure missingNode(Session& session, const Address& address, const FoundNode& parent,
                     const std::string& component) {
     std::vector<std::string> names;
-    for (const FoundNode& child : childrenOf(session, parent)) {
+    for (const FoundNode& child : childrenOf(session, parent))
         names.push_back(child.address.name());
-    }
     const std::string near = nearestName(component, names);
     Failure failure(Status::NodeNotFound,
                     "'" + address.path() + "' is not on " + session.endpoint() + ": there is no '" +
@@ -49,23 +47,20 @@ Failure missingNode(Session& session, const Address& address, const FoundNode& p
                         (near.empty() ? "" : "; did you mean '" + near + "'?"));
     failure.with("host", session.host()).with("port", static_cast<int>(Port::Commands));
     failure.with("path", address.path()).with("missing", component);
-    if (!near.empty()) {
+    if (!near.empty())
         failure.with("near", near);
-    }
     return failure;
 }
 
 LantrixNodeHandle findNode(Session& session, const Address& address) {
-    if (!address.nodeId.empty()) {
+    if (!address.nodeId.empty())
         return {session.server(), address.nodeId.c_str()};
-    }
     FoundNode node{address, session.root()};
     node.address.components.clear();
     for (const std::string& component : address.components) {
         std::optional<FoundNode> below = findChild(session, node, component);
-        if (!below) {
+        if (!below)
             throw missingNode(session, address, node, component);
-        }
         node = std::move(*below);
     }
     return node.handle;
@@ -84,13 +79,11 @@ void expand(Session& session, const FoundNode& node, const std::vector<std::stri
         expand(session, *named, components, depth + 1, found);
         return;
     }
-    if (!isNamePattern(components[depth])) {
+    if (!isNamePattern(components[depth]))
         return;
-    }
     for (const FoundNode& below : childrenOf(session, node)) {
-        if (matchesNamePattern(components[depth], below.address.name())) {
+        if (matchesNamePattern(components[depth], below.address.name()))
             expand(session, below, components, depth + 1, found);
-        }
     }
 }
 
@@ -102,12 +95,11 @@ std::vector<FoundNode> findNodes(Session& session, const Address& address) {
         Address top = address;
         top.components.clear();
         expand(session, {top, session.root()}, address.components, 0, found);
-        if (found.empty()) {
+        if (found.empty())
             throw Failure(Status::NodeNotFound,
                           "nothing on " + session.endpoint() + " matches '" + address.path() + "'")
                 .with("host", session.host())
                 .with("path", address.path());
-        }
         return found;
     }
     found.push_back({address, findNode(session, address)});
@@ -116,10 +108,9 @@ std::vector<FoundNode> findNodes(Session& session, const Address& address) {
 
 LantrixNodeHandle findClip(Session& session, const Address& address) {
     LantrixNodeHandle node = findNode(session, address);
-    if (!session.isClip(node)) {
+    if (!session.isClip(node))
         throw Failure(Status::Other, "'" + address.text() + "' is not a clip")
             .with("path", address.path());
-    }
     return node;
 }
 

@@ -19,17 +19,15 @@ std::string Session::endpoint() const {
 }
 
 void Session::beginCall() {
-    if (wasInterrupted()) {
+    if (wasInterrupted())
         throw Failure(Status::Interrupted, "interrupted");
-    }
     watch_->begin();
 }
 
 void Session::endCall(bool succeeded, const std::string& doing, Port port) {
     watch_->end();
-    if (!succeeded) {
+    if (!succeeded)
         throw callFailure(doing, port);
-    }
 }
 
 Failure Session::callFailure(const std::string& doing, Port port) {

@@ -2,6 +2,7 @@
 
 #include "base/tcp/src/CoIoTcpDescriptor.h"
 #include "tools/report/Failure.h"
+#include "tools/report/PrintableText.h"
 
 #include <arpa/inet.h>
 #include <cerrno>
@@ -51,24 +52,20 @@ std::string loopbackAddress(int attempt) {
 
 TraceRelay::TraceRelay(std::string host) : host_(std::move(host)) {
     for (int attempt = 0; attempt < loopbackAttempts && address_.empty(); ++attempt) {
-        if (listenOn(loopbackAddress(attempt))) {
+        if (listenOn(loopbackAddress(attempt)))
             address_ = loopbackAddress(attempt);
-        }
     }
-    if (address_.empty()) {
+    if (address_.empty())
         throw Failure(Status::Other, "--trace found no loopback address with free ports 7549 and "
                                      "7550");
-    }
-    for (std::size_t side = 0; side < ports.size(); ++side) {
+    for (std::size_t side = 0; side < ports.size(); ++side)
         threads_[side] = std::thread(&TraceRelay::run, this, side);
-    }
 }
 
 TraceRelay::~TraceRelay() {
     isEnding_.store(true);
-    for (std::thread& thread : threads_) {
+    for (std::thread& thread : threads_)
         thread.join();
-    }
     closeListeners();
 }
 
@@ -85,9 +82,8 @@ bool TraceRelay::listenOn(const std::string& address) {
 
 void TraceRelay::closeListeners() {
     for (int& listener : listeners_) {
-        if (listener >= 0) {
+        if (listener >= 0)
             ::close(listener);
-        }
         listener = -1;
     }
 }
@@ -100,9 +96,8 @@ std::string TraceRelay::connectError() const {
 void TraceRelay::run(std::size_t side) {
     while (!isEnding_.load()) {
         pollfd entry{listeners_[side], POLLIN, 0};
-        if (!waitFor(&entry, 1)) {
+        if (!waitFor(&entry, 1))
             continue;
-        }
         const int client = ::accept(listeners_[side], nullptr, nullptr);
         if (client >= 0) {
             serve(client, ports[side]);
@@ -116,10 +111,12 @@ void TraceRelay::serve(int client, int port) {
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         connectError_ = server.lastError();
-        if (!connectError_.empty()) {
+        if (!connectError_.empty())
             return;
-        }
     }
+    // A piece that waits for more to send with it would wait for the other side's delayed answer.
+    for (const int side : {client, server.id()})
+        CoIoTcpDescriptor::setNoDelaySocketOption(side, true);
     print(port, "=", "connected to " + host_);
     OwedPayloads owed;
     const bool isCommands = port == ports[0];
@@ -137,12 +134,10 @@ void TraceRelay::serve(int client, int port) {
     while (isOpen && !isEnding_.load()) {
         pollfd entries[]{{client, POLLIN, 0}, {server.id(), POLLIN, 0}};
         waitFor(entries, 2);
-        if (entries[0].revents != 0) {
+        if (entries[0].revents != 0)
             isOpen = passOn(client, server.id(), *requests, ">", port);
-        }
-        if (isOpen && entries[1].revents != 0) {
+        if (isOpen && entries[1].revents != 0)
             isOpen = passOn(server.id(), client, *replies, "<", port);
-        }
     }
     print(port, "=", "closed");
 }
@@ -150,12 +145,10 @@ void TraceRelay::serve(int client, int port) {
 bool TraceRelay::passOn(int from, int to, WireText& text, const char* mark, int port) {
     char buffer[65536];
     const ssize_t size = ::recv(from, buffer, sizeof buffer, 0);
-    if (size < 0) {
+    if (size < 0)
         return errno == EINTR || errno == EAGAIN;
-    }
-    if (size == 0) {
+    if (size == 0)
         return false;
-    }
     const auto count = static_cast<std::size_t>(size);
     text.take(buffer, count, [&](const std::string& line) { print(port, mark, line); });
     return sendAll(to, buffer, count);
@@ -165,14 +158,12 @@ bool TraceRelay::sendAll(int descriptor, const char* data, std::size_t size) con
     std::size_t done = 0;
     while (done < size && !isEnding_.load()) {
         pollfd entry{descriptor, POLLOUT, 0};
-        if (!waitFor(&entry, 1)) {
+        if (!waitFor(&entry, 1))
             continue;
-        }
         const ssize_t sent =
             ::send(descriptor, data + done, size - done, MSG_NOSIGNAL | MSG_DONTWAIT);
-        if (sent < 0 && errno != EINTR && errno != EAGAIN) {
+        if (sent < 0 && errno != EINTR && errno != EAGAIN)
             return false;
-        }
         done += sent > 0 ? static_cast<std::size_t>(sent) : 0;
     }
     return done == size;
@@ -181,7 +172,8 @@ bool TraceRelay::sendAll(int descriptor, const char* data, std::size_t size) con
 void TraceRelay::print(int port, const char* mark, const std::string& line) {
     const std::chrono::duration<double> time = Clock::now() - start_;
     const std::lock_guard<std::mutex> lock(mutex_);
-    std::fprintf(stderr, "%10.6f %d %s %s\n", time.count(), port, mark, line.c_str());
+    std::fprintf(stderr, "%10.6f %d %s %s\n", time.count(), port, mark,
+                 printableText(line).c_str());
 }
 
 } // namespace tool

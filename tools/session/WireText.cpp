@@ -34,24 +34,21 @@ void FrameText::take(const char* data, std::size_t size, const Print& print) {
 
 std::size_t FrameRequestText::takeText(const std::string& text, const Print& print) {
     tokens_.push_back(text);
-    if (tokens_.size() < 3) {
+    if (tokens_.size() < 3)
         return 0;
-    }
     print(tokens_[0] + " " + tokens_[1] + " " + tokens_[2]);
     const auto size = static_cast<std::size_t>(std::max(0LL, std::atoll(tokens_[2].c_str())));
     const bool isWrite = tokens_[0] == "WriteFrame";
-    if (isWrite || tokens_[0] == "ReadFrame") {
+    if (isWrite || tokens_[0] == "ReadFrame")
         owed_.push_back(isWrite ? 0 : size);
-    }
     tokens_.clear();
     return isWrite ? size : 0;
 }
 
 std::size_t FrameReplyText::takeText(const std::string& text, const Print& print) {
     const std::size_t owed = owed_.empty() ? 0 : owed_.front();
-    if (!owed_.empty()) {
+    if (!owed_.empty())
         owed_.pop_front();
-    }
     if (!text.empty()) {
         print("failed: " + text);
         return 0;

@@ -1,23 +1,42 @@
 #include "tools/verbs/Context.h"
 
+#include "tools/report/PrintableText.h"
+#include "tools/session/Interrupt.h"
+
 #include <iostream>
+
+#include <poll.h>
 #include <unistd.h>
 
 namespace tool {
 
-void confirm(const Context& context, const std::string& question) {
-    if (context.options.yes) {
-        return;
+namespace {
+
+// Waits for a line on the terminal. A signal ends no read, so that what may be read is awaited.
+std::string readAnswer() {
+    constexpr int milliseconds = 100; // how soon a signal is seen that another thread has taken
+    pollfd entry{STDIN_FILENO, POLLIN, 0};
+    while (!wasInterrupted() && ::poll(&entry, 1, milliseconds) <= 0) {
     }
-    if (::isatty(STDIN_FILENO) == 0) {
-        throw Failure(Status::Usage, question + " Nobody is there to answer: say -y");
-    }
-    std::cerr << question << " [y/N] ";
     std::string answer;
-    std::getline(std::cin, answer);
-    if (answer != "y" && answer != "Y" && answer != "yes") {
+    if (!wasInterrupted())
+        std::getline(std::cin, answer);
+    return answer;
+}
+
+} // namespace
+
+void confirm(const Context& context, const std::string& question) {
+    if (context.options.yes)
+        return;
+    if (::isatty(STDIN_FILENO) == 0)
+        throw Failure(Status::Usage, question + " Nobody is there to answer: say -y");
+    std::cerr << printableText(question) << " [y/N] ";
+    const std::string answer = readAnswer();
+    if (wasInterrupted())
+        throw Failure(Status::Interrupted, "interrupted");
+    if (answer != "y" && answer != "Y" && answer != "yes")
         throw Failure(Status::Other, "left as it was");
-    }
 }
 
 } // namespace tool

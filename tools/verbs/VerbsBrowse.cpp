@@ -1,5 +1,6 @@
 #include "image/PixelLayout.h"
 #include "tools/report/Json.h"
+#include "tools/report/PrintableText.h"
 #include "tools/session/NodeSearch.h"
 #include "tools/verbs/AddVerb.h"
 #include "tools/verbs/FrameOptions.h"
@@ -45,7 +46,7 @@ public:
         : context_(context), arguments_(arguments) {}
 
     void add(const Address& address) {
-        Session session(context_.options, address.host);
+        Session session(browsingOptions(context_.options), address.host);
         for (const FoundNode& node : findNodes(session, address)) {
             if (node.address.path() != address.path()) { // a pattern lists what it matches
                 addRow(session, node, node.address.name());
@@ -126,7 +127,7 @@ Json drawTree(Session& session, const FoundNode& node, int depth, const std::str
     for (const FoundNode& child : children) {
         const bool isLast = &child == &children.back();
         const std::string name = child.address.name();
-        tree.lines += indent + (isLast ? "└── " : "├── ") + name + "\n";
+        tree.lines += indent + (isLast ? "└── " : "├── ") + printableText(name) + "\n";
         ++tree.count;
         below.push_back({{"name", name}, {"id", child.handle.getNodeId().id()}});
         below.back()["children"] =
@@ -137,7 +138,7 @@ Json drawTree(Session& session, const FoundNode& node, int depth, const std::str
 
 void runTree(Context& context, const TreeArguments& arguments) {
     const Address address = parseAddress(arguments.address, context.options.host);
-    Session session(context.options, address.host);
+    Session session(browsingOptions(context.options), address.host);
     const FoundNode top{address, findNode(session, address)};
     Tree tree;
     const Json children = drawTree(session, top, arguments.depth, "", tree);
@@ -165,7 +166,7 @@ Json streamNames(Session& session, const LantrixNodeHandle& node) {
 
 void runStat(Context& context, const StatArguments& arguments) {
     const Address address = parseAddress(arguments.address, context.options.host);
-    Session session(context.options, address.host);
+    Session session(browsingOptions(context.options), address.host);
     const FoundNode node{address, findNode(session, address)};
     const bool isClip = session.isClip(node.handle);
     int number = 0;
@@ -208,7 +209,7 @@ struct FindArguments {
 
 void runFind(Context& context, const FindArguments& arguments) {
     const Address address = parseAddress(arguments.address, context.options.host);
-    Session session(context.options, address.host);
+    Session session(browsingOptions(context.options), address.host);
     std::vector<Json> rows;
     for (const FoundNode& top : findNodes(session, address)) {
         walk(session, top, [&](const FoundNode& node) {
@@ -249,7 +250,7 @@ void runDu(Context& context, const DuArguments& arguments) {
     std::vector<Json> rows;
     for (const std::string& text : arguments.addresses) {
         const Address address = parseAddress(text, context.options.host);
-        Session session(context.options, address.host);
+        Session session(browsingOptions(context.options), address.host);
         for (const FoundNode& top : findNodes(session, address)) {
             rows.push_back(diskUse(session, top));
         }
@@ -266,7 +267,7 @@ struct FramesArguments {
 
 void runFrames(Context& context, const FramesArguments& arguments) {
     const Address address = parseAddress(arguments.address, context.options.host);
-    Session session(context.options, address.host);
+    Session session(browsingOptions(context.options), address.host);
     LantrixNodeHandle clip = findClip(session, address);
     const int startNumber = arguments.frames.startNumber;
     std::vector<Json> rows;

@@ -42,7 +42,7 @@ void checkWord(const std::string& word, const char* what) {
 
 void runList(Context& context, const MetaArguments& arguments) {
     const Address address = parseAddress(arguments.address, context.options.host);
-    Session session(context.options, address.host);
+    Session session(browsingOptions(context.options), address.host);
     std::vector<Json> rows;
     for (const std::string& name : streamNames(session, findNode(session, address))) {
         rows.push_back({{"stream", name}});
@@ -71,7 +71,7 @@ void runGet(Context& context, const MetaArguments& arguments) {
     checkWord(arguments.stream, "stream");
     checkWord(arguments.filter, "filter");
     const Address address = parseAddress(arguments.address, context.options.host);
-    Session session(context.options, address.host);
+    Session session(browsingOptions(context.options), address.host);
     const LantrixNodeHandle node = findNode(session, address);
     LantrixStr text;
     try {

@@ -36,7 +36,7 @@ std::string versionText(int major, int minor) {
 // ---- ping
 
 void runPing(Context& context, const HostArguments& arguments) {
-    Session session(context.options, hostOf(arguments.host, context.options));
+    Session session(browsingOptions(context.options), hostOf(arguments.host, context.options));
     session.call("ping", [&] { return session.server().ping(); }); // connects, too
     const auto start = std::chrono::steady_clock::now();
     session.call("ping", [&] { return session.server().ping(); });
@@ -70,7 +70,7 @@ Json serverFields(Session& session) {
 }
 
 void runInfo(Context& context, const HostArguments& arguments) {
-    Session session(context.options, hostOf(arguments.host, context.options));
+    Session session(browsingOptions(context.options), hostOf(arguments.host, context.options));
     context.output.record(serverFields(session));
 }
 
@@ -141,7 +141,7 @@ private:
 
     bool askVersions() {
         try {
-            Session session(context_.options, host_);
+            Session session(browsingOptions(context_.options), host_);
             const Json fields = serverFields(session);
             const int protocol = session.protocol();
             good("server", fields["vendor"].get<std::string>() + " " +
@@ -160,7 +160,7 @@ private:
 
     // The status of a read that must be refused is bytes enough to show that frames get through.
     bool moveByte() {
-        Session session(context_.options, host_);
+        Session session(browsingOptions(context_.options), host_);
         char byte = 0;
         try {
             session.call(
@@ -259,7 +259,7 @@ void runTranslate(Context& context, const TranslateArguments& arguments) {
         from.emplace_back(path.c_str());
     }
     std::vector<LantrixStr> to(from.size());
-    Session session(options, options.host);
+    Session session(browsingOptions(options), options.host);
     const std::string fromHost = arguments.fromHost.empty() ? options.host : arguments.fromHost;
     const std::string toHost = arguments.toHost.empty() ? options.host : arguments.toHost;
     session.call("translate paths", [&] {
