@@ -4,6 +4,7 @@
 #include "devserver/DevArguments.h"
 #include "devserver/DevError.h"
 #include "devserver/DevText.h"
+#include "devserver/DevTreeNames.h"
 
 #include <algorithm>
 #include <cstring>
@@ -36,6 +37,17 @@ LantrixOS::OsType osOf(DevArguments& arguments, const char* what) {
         throw DevError("The " + std::string(what) + " " + std::to_string(number) +
                        " is not from 0 to 4.");
     return static_cast<LantrixOS::OsType>(number);
+}
+
+// The ids of a clip's frames, as a list.
+std::string frameIds(std::string_view clip, std::size_t count) {
+    std::string list;
+    for (std::size_t index = 0; index < count; ++index)
+        list.append(index == 0 ? "" : ",")
+            .append(clip)
+            .append("-")
+            .append(DevTreeNames::frameName(index));
+    return list;
 }
 
 std::string ping(const Call&) {
@@ -74,26 +86,27 @@ std::string getRootNode(const Call&) {
 
 std::string getChildren(const Call& call) {
     std::string list;
-    for (const auto& [id, name] : call.tree.children(call.arguments.rest())) {
+    for (const auto& [number, node] : call.tree.children(call.arguments.rest())) {
         if (!list.empty())
             list += ',';
-        list.append(id).append(1, ',').append(name);
+        list.append(DevTreeNames::folderName(number)).append(1, ',').append(node->name);
     }
     return list;
 }
 
 // A type that is not a number has the number 0.
 std::string getNodeType(const Call& call) {
-    const auto [kind, type] = call.tree.kindAndType(call.arguments.rest());
-    return std::to_string(kind) + " " + std::to_string(devInteger<int>(type).value_or(0));
+    const DevTree::Node node = call.tree.node(call.arguments.rest());
+    return std::to_string(node->kind) + " " +
+           std::to_string(devInteger<int>(node->type).value_or(0));
 }
 
 std::string getNodeTypeStr(const Call& call) {
-    return call.tree.kindAndType(call.arguments.rest()).second;
+    return call.tree.node(call.arguments.rest())->type;
 }
 
 std::string getDisplayName(const Call& call) {
-    return call.tree.name(call.arguments.rest());
+    return call.tree.node(call.arguments.rest())->name;
 }
 
 // The name is not escaped: it goes from the first quote to the last.
@@ -125,11 +138,13 @@ std::string allocateFrames(const Call& call) {
     if (count < 0)
         throw DevError("The number of frames is negative.");
     const LantrixClipFormat format = call.arguments.clipFormat();
-    return devJoin(call.tree.allocateFrames(id, static_cast<std::size_t>(count), format));
+    call.tree.allocateFrames(id, static_cast<std::size_t>(count), format);
+    return frameIds(id, static_cast<std::size_t>(count));
 }
 
 std::string getFrames(const Call& call) {
-    return devJoin(call.tree.frameIds(call.arguments.rest()));
+    const std::string_view id = call.arguments.rest();
+    return frameIds(id, call.tree.clip(id)->frames);
 }
 
 std::string getFramePaths(const Call& call) {
@@ -137,7 +152,12 @@ std::string getFramePaths(const Call& call) {
     (void)call.arguments.word("host");
     (void)call.arguments.number("operating system");
     (void)call.arguments.word("operating system's version");
-    return devJoin(call.tree.framePaths(id));
+    const DevTree::Node clip = call.tree.clip(id);
+    const std::string folder = call.tree.frameFolder(id);
+    std::string list = devJoin(clip->links);
+    for (std::size_t index = clip->links.size(); index < clip->frames; ++index)
+        list.append(index == 0 ? "" : ",").append(folder).append(DevTreeNames::frameName(index));
+    return list;
 }
 
 // Paths may hold blanks; so the fields behind them are counted from the end: host, system and its
@@ -158,7 +178,7 @@ std::string setFramePaths(const Call& call) {
 
 // An empty tag travels as a word, for the client reads words; the metadata is the rest of the line.
 std::string getClipFormat(const Call& call) {
-    const LantrixClipFormat format = call.tree.clipFormat(call.arguments.rest());
+    const LantrixClipFormat format = call.tree.clip(call.arguments.rest())->format;
     const std::string numbers = coFormatCut(
         256, "%d %d %d %d %d %g %g ", format.width(), format.height(), format.bitsPerPixel(),
         format.numChannels(), format.frameBufferSize(), static_cast<double>(format.pixelRatio()),
@@ -200,7 +220,10 @@ std::string setMetaData(const Call& call) {
 }
 
 std::string queryMetaDataSupport(const Call& call) {
-    return devJoin(call.tree.streamNames(call.arguments.rest()));
+    std::vector<std::string> names;
+    for (const auto& [name, text] : call.tree.node(call.arguments.rest())->streams)
+        names.push_back(name);
+    return devJoin(names);
 }
 
 // A method, and the minor version of protocol 2 that brought it.

@@ -14,6 +14,12 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/// As DevError, because the process has no descriptor left: another attempt may succeed.
+class DevNoDescriptors : public DevError {
+public:
+    using DevError::DevError;
+};
+
 /// A client's text in single quotes, cut so that an answer stays short.
 std::string devQuoted(std::string_view text);
 

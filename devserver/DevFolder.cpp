@@ -18,7 +18,10 @@ namespace {
 
 [[noreturn]] void fail(const char* verb, const std::string& name) {
     const int error = errno;
-    throw DevError(devSystemText(std::string("Can't ") + verb + " '" + name + "'", error));
+    const std::string text = devSystemText(std::string("Can't ") + verb + " '" + name + "'", error);
+    if (error == EMFILE || error == ENFILE)
+        throw DevNoDescriptors(text);
+    throw DevError(text);
 }
 
 DevDescriptor opened(int descriptor, const std::string& name) {
@@ -52,13 +55,13 @@ DevDescriptor::~DevDescriptor() {
         ::close(descriptor_);
 }
 
-std::size_t devFileSize(const DevDescriptor& file, const std::string& name) {
+std::uint64_t devFileSize(const DevDescriptor& file, const std::string& name) {
     struct stat status {};
     if (::fstat(file.get(), &status) != 0)
         fail("examine", name);
     if (!S_ISREG(status.st_mode))
         throw DevError("'" + name + "' is not a regular file.");
-    return static_cast<std::size_t>(status.st_size);
+    return static_cast<std::uint64_t>(status.st_size);
 }
 
 void devReadAt(const DevDescriptor& file, char* data, std::size_t size, std::size_t offset) {
@@ -84,6 +87,12 @@ void devReadAhead([[maybe_unused]] const DevDescriptor& file, [[maybe_unused]] s
     for (std::size_t done = 0; done < size; done += step)
         ::posix_fadvise(file.get(), static_cast<off_t>(done), step, POSIX_FADV_WILLNEED);
 #endif
+}
+
+void devFlush(const DevDescriptor& file) {
+    while (::fsync(file.get()) != 0)
+        if (errno != EINTR)
+            throw DevError(devSystemText("Can't flush to the disk", errno));
 }
 
 void devWrite(const DevDescriptor& file, const char* data, std::size_t size) {
@@ -132,11 +141,14 @@ DevDescriptor DevFolder::createFile(const std::string& name) const {
     return opened(::openat(descriptor_.get(), name.c_str(), flags, fileMode), name);
 }
 
-std::optional<std::string> DevFolder::read(const std::string& name) const {
+std::optional<std::string> DevFolder::read(const std::string& name, std::size_t most) const {
     const DevDescriptor file = openFile(name);
     if (!file.isOpen())
         return std::nullopt;
-    std::string contents(devFileSize(file, name), '\0');
+    const std::uint64_t size = devFileSize(file, name);
+    if (size > most)
+        throw DevError("'" + name + "' is larger than " + std::to_string(most) + " bytes.");
+    std::string contents(static_cast<std::size_t>(size), '\0');
     devReadAt(file, contents.data(), contents.size(), 0);
     return contents;
 }
@@ -148,20 +160,34 @@ void DevFolder::move(const std::string& name, const DevFolder& target,
         fail("write", targetName);
 }
 
+std::optional<std::uint64_t> DevFolder::fileSize(const std::string& name) const {
+    struct stat status {};
+    if (::fstatat(descriptor_.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 ||
+        !S_ISREG(status.st_mode))
+        return std::nullopt;
+    return static_cast<std::uint64_t>(status.st_size);
+}
+
+bool DevFolder::isWritable() const {
+    return ::faccessat(descriptor_.get(), ".", W_OK, AT_EACCESS) == 0;
+}
+
 void DevFolder::remove(const std::string& name) const {
+    constexpr int deepest = 16;
+    removeAtDepth(name, deepest);
+}
+
+void DevFolder::removeAtDepth(const std::string& name, int depth) const {
     if (::unlinkat(descriptor_.get(), name.c_str(), 0) == 0 || errno == ENOENT)
         return;
     // Systems differ in what they say of a folder.
-    if (errno != EISDIR && errno != EPERM)
+    if ((errno != EISDIR && errno != EPERM) || depth == 0)
         fail("remove", name);
-    removeFolder(name);
-}
-
-void DevFolder::removeFolder(const std::string& name) const {
-    const DevFolder removed = folder(name);
-    for (const std::string& file : removed.names())
-        if (::unlinkat(removed.descriptor_.get(), file.c_str(), 0) != 0)
-            fail("remove", file);
+    {
+        const DevFolder removed = folder(name);
+        for (const std::string& entry : removed.names())
+            removed.removeAtDepth(entry, depth - 1);
+    }
     if (::unlinkat(descriptor_.get(), name.c_str(), AT_REMOVEDIR) != 0)
         fail("remove", name);
 }
@@ -191,6 +217,15 @@ DevDescriptor DevFolder::lock(const std::string& name) const {
     return DevDescriptor();
 }
 
+DevDescriptor DevFolder::lockItself() const {
+    DevDescriptor folder = opened(::openat(descriptor_.get(), ".", folderFlags), ".");
+    if (::flock(folder.get(), LOCK_EX | LOCK_NB) == 0)
+        return folder;
+    if (errno != EWOULDBLOCK)
+        fail("lock", ".");
+    return DevDescriptor();
+}
+
 DevAside::~DevAside() {
     if (name_.empty())
         return;
@@ -216,8 +251,4 @@ void DevAsideFile::write(const char* data, std::size_t size) {
 DevAsideFolder::DevAsideFolder(const DevFolder& parent, std::string name)
     : DevAside(parent, std::move(name)) {
     parent.makeFolder(name_);
-}
-
-void DevAsideFolder::addFile(const std::string& name, const std::string& contents) const {
-    devWrite(parent_.folder(name_).createFile(name), contents.data(), contents.size());
 }

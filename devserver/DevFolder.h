@@ -6,6 +6,7 @@
 #define DEVSERVER_DEVFOLDER_H
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <utility>
@@ -28,7 +29,10 @@ private:
 };
 
 /// The size of an open regular file; DevError for anything else.
-[[nodiscard]] std::size_t devFileSize(const DevDescriptor& file, const std::string& name);
+[[nodiscard]] std::uint64_t devFileSize(const DevDescriptor& file, const std::string& name);
+
+/// Waits until the file, or folder, is on the disk.
+void devFlush(const DevDescriptor& file);
 
 /// Writes all of \p data.
 void devWrite(const DevDescriptor& file, const char* data, std::size_t size);
@@ -48,6 +52,9 @@ public:
     DevFolder() = default;
     /// Opens the folder at \p path, links in the path followed.
     static DevFolder open(const std::string& path);
+    [[nodiscard]] bool isOpen() const { return descriptor_.isOpen(); }
+    /// Whether files can be made in it.
+    [[nodiscard]] bool isWritable() const;
 
     /// Opens a folder inside this one.
     [[nodiscard]] DevFolder folder(const std::string& name) const;
@@ -58,22 +65,30 @@ public:
     [[nodiscard]] DevDescriptor openFile(const std::string& name) const;
     /// Makes a file that is not there yet.
     [[nodiscard]] DevDescriptor createFile(const std::string& name) const;
-    /// The whole contents of a file; nothing when there is none of that name.
-    [[nodiscard]] std::optional<std::string> read(const std::string& name) const;
+    /// The whole contents of a file; nothing when there is none of that name. One of more than
+    /// \p most bytes is an error.
+    [[nodiscard]] std::optional<std::string> read(const std::string& name, std::size_t most) const;
+    /// The size of a regular file; nothing for anything else.
+    [[nodiscard]] std::optional<std::uint64_t> fileSize(const std::string& name) const;
 
     /// Renames a file or folder of this folder, in one step, over what \p target has of that name.
     void move(const std::string& name, const DevFolder& target,
               const std::string& targetName) const;
-    /// Removes a file, a link, or a folder with the files in it; what is not there is fine.
+    /// Removes a file, a link, or a folder with all that is in it, unless its folders are deeper
+    /// in each other than ours ever are; what is not there is fine.
     void remove(const std::string& name) const;
     /// All entries but "." and "..", in no order.
     [[nodiscard]] std::vector<std::string> names() const;
 
     /// Locks the file \p name for the life of the result; not open when another holds the lock.
     [[nodiscard]] DevDescriptor lock(const std::string& name) const;
+    /// As lock(), of the folder itself: writes nothing.
+    [[nodiscard]] DevDescriptor lockItself() const;
+    /// Waits until the names in it are on the disk.
+    void flush() const { devFlush(descriptor_); }
 
 private:
-    void removeFolder(const std::string& name) const;
+    void removeAtDepth(const std::string& name, int depth) const;
 
     explicit DevFolder(DevDescriptor descriptor) : descriptor_(std::move(descriptor)) {}
 
@@ -105,6 +120,8 @@ public:
     DevAsideFile(const DevFolder& parent, std::string name);
 
     void write(const char* data, std::size_t size);
+    /// Waits until what was written is on the disk.
+    void flush() { devFlush(file_); }
 
 private:
     DevDescriptor file_;
@@ -115,7 +132,7 @@ public:
     /// Makes the folder \p name in \p parent, which must outlive this.
     DevAsideFolder(const DevFolder& parent, std::string name);
 
-    void addFile(const std::string& name, const std::string& contents) const;
+    [[nodiscard]] DevFolder folder() const { return parent_.folder(name_); }
 };
 
 #endif

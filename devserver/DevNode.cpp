@@ -1,7 +1,7 @@
 #include "devserver/DevNode.h"
 
+#include "devserver/DevBase64.h"
 #include "devserver/DevError.h"
-#include "devserver/DevLimits.h"
 
 #include <nlohmann/json.hpp>
 
@@ -21,13 +21,15 @@ bool isUtf8(const std::string& text) {
 json jsonOfText(const std::string& text) {
     if (isUtf8(text))
         return text;
-    return json{{"bytes", std::vector<unsigned char>(text.begin(), text.end())}};
+    return json{{"base64", devBase64(text)}};
 }
 
 std::string textOfJson(const json& value) {
     if (value.is_string())
         return value.get<std::string>();
-    const auto bytes = value.at("bytes").get<std::vector<unsigned char>>();
+    if (value.contains("base64"))
+        return devBytesOfBase64(value.at("base64").get_ref<const std::string&>());
+    const auto bytes = value.at("bytes").get<std::vector<unsigned char>>(); // of older servers
     return std::string(bytes.begin(), bytes.end());
 }
 
@@ -89,10 +91,6 @@ void readClip(const json& value, DevNode& node) {
     node.frames = value.at("frames");
     node.links = textsOfJson(value.at("links"));
     node.leftovers = value.at("leftovers");
-    const int size = node.format.frameBufferSize();
-    if (node.frames > DevLimits::clipFrames || node.links.size() > node.frames || size < 1 ||
-        static_cast<std::size_t>(size) > DevLimits::frameSize)
-        throw DevError("The format or number of frames is out of bounds.");
 }
 
 } // namespace

@@ -1,5 +1,5 @@
 // The description of one node and its text form on disk: an object of JSON. Texts that are not
-// UTF-8 are kept byte for byte, as {"bytes": [...]}.
+// UTF-8 are kept byte for byte, as {"base64": "..."}.
 // A plain value without a lock. Failures are DevError.
 #ifndef DEVSERVER_DEVNODE_H
 #define DEVSERVER_DEVNODE_H

@@ -144,7 +144,7 @@ DevServer::Impl::Impl(DevServerOptions options)
     : options_(std::move(options)), log_(options_.log, options_.verbose),
       commandListener_(context_, listenAddress(options_), commandPort, &Impl::serveCommands),
       frameListener_(context_, listenAddress(options_), framePort, &Impl::serveFrames),
-      tree_(options_.root, log_), cache_(tree_, log_, options_.prefetchBytes),
+      tree_(options_.root, options_.sync, log_), cache_(tree_, log_, options_.prefetchBytes),
       commandService_(tree_, log_, options_),
       frameService_(tree_, cache_, log_, knowsReadAhead(options_)) {
     makeClips();

@@ -8,6 +8,14 @@
 #include <string>
 #include <vector>
 
+/// What is flushed to the disk before its reply is sent, and so outlasts a loss of power. What was
+/// acknowledged always outlasts the end of the process.
+enum class DevSync {
+    None,
+    Descriptions, ///< Nodes and their metadata, and the folders that they are in.
+    All           ///< Frames too.
+};
+
 struct DevServerOptions {
     /// Where the tree is kept; made when missing. One server at a time uses a directory.
     std::string root;
@@ -15,6 +23,7 @@ struct DevServerOptions {
     std::string listen = "127.0.0.1";
     /// Must be set for an address that is not loopback.
     bool allowRemote = false;
+    DevSync sync = DevSync::Descriptions;
     /// The protocol to speak: methods that came later are unknown to the server.
     int protocolMajor = 2;
     int protocolMinor = 6;

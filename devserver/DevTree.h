@@ -1,49 +1,22 @@
-// The tree of nodes, kept in a directory: "nodes" has a folder for each node, with its description
-// and one file per frame; "aside" is where files are written before they take their final name in
-// one step, and where destroyed nodes go first. So a kill at any moment leaves everything whole
-// that was acknowledged, and no half of anything under a final name. Nothing is forced to the
-// medium: the promise is about the process, not about the loss of power.
-// Owns the directory (by a lock in it) and an index of all descriptions in memory.
-// Any thread; no function waits for a client. Failures are DevError, and change nothing.
+// The tree of nodes: what is known of it in memory, and the directory that keeps it.
+// Owns both. Any thread: what only looks waits for neither the disk nor a client; changes of one
+// node wait for each other. Failures are DevError, and change nothing.
 #ifndef DEVSERVER_DEVTREE_H
 #define DEVSERVER_DEVTREE_H
 
-#include "devserver/DevFolder.h"
-#include "devserver/DevLog.h"
-#include "devserver/DevNode.h"
+#include "devserver/DevIndex.h"
+#include "devserver/DevRemover.h"
+#include "devserver/DevStorage.h"
 
-#include <atomic>
+#include <array>
+#include <cstddef>
 #include <cstdint>
+#include <map>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <string_view>
-#include <tuple>
-#include <unordered_map>
 #include <utility>
 #include <vector>
-
-/// One state of a frame's contents: a write or a new format changes the stamp, and no other frame
-/// ever has the same.
-struct DevFrameKey {
-    std::uint64_t node = 0;
-    std::size_t index = 0;
-    std::uint64_t stamp = 0;
-
-    bool operator==(const DevFrameKey& other) const {
-        return std::tie(node, index, stamp) == std::tie(other.node, other.index, other.stamp);
-    }
-    bool operator<(const DevFrameKey& other) const {
-        return std::tie(node, index, stamp) < std::tie(other.node, other.index, other.stamp);
-    }
-};
-
-/// What is known of a frame without opening it.
-struct DevFrame {
-    DevFrameKey key;
-    std::size_t size = 0;
-    bool linked = false; ///< Its contents are a file outside the directory.
-};
 
 /// A frame opened for reading; a file that is not open is a frame that was never written.
 struct DevOpenFrame {
@@ -53,40 +26,38 @@ struct DevOpenFrame {
 
 class DevTree {
 public:
-    /// Opens or makes the directory. Refuses one that another server has open, and one that is
-    /// neither empty nor a server's. Node descriptions that can't be read are logged and left be.
-    DevTree(const std::string& root, const DevLog& log);
+    using Node = DevIndex::Node;
+
+    /// Opens or makes the directory, as DevStorage. Node descriptions that can't be read are logged
+    /// and left be; nodes whose parent is missing go to "lost", and return when it does.
+    DevTree(const std::string& root, DevSync sync, const DevLog& log);
     DevTree(const DevTree&) = delete;
     DevTree& operator=(const DevTree&) = delete;
 
     [[nodiscard]] static std::string rootId();
-    /// Made at random with the directory, and kept in it.
-    [[nodiscard]] const std::string& storageId() const { return storageId_; }
+    [[nodiscard]] const std::string& storageId() const { return storage_.storageId(); }
 
-    /// Pairs of id and name, in the order of making.
-    [[nodiscard]] std::vector<std::pair<std::string, std::string>>
-    children(std::string_view id) const;
-    [[nodiscard]] std::string name(std::string_view id) const;
-    [[nodiscard]] std::pair<DevNode::Kind, std::string> kindAndType(std::string_view id) const;
+    /// The description as it is now; a later change makes another one.
+    [[nodiscard]] Node node(std::string_view id) const;
+    /// As node(), for a clip.
+    [[nodiscard]] Node clip(std::string_view id) const;
+    /// Numbers and descriptions, in the order of making.
+    [[nodiscard]] std::vector<DevIndex::Child> children(std::string_view id) const;
     /// Returns the new node's id. Names may repeat, but hold no comma, slash or line feed.
     std::string createNode(std::string_view parentId, const std::string& name, DevNode::Kind kind,
                            const std::string& type);
-    /// With all below it. The root can't be destroyed.
+    /// With all below it; their space is freed later. The root can't be destroyed.
     void destroyNode(std::string_view id);
 
-    [[nodiscard]] std::vector<std::string> streamNames(std::string_view id) const;
     [[nodiscard]] std::string stream(std::string_view id, const std::string& name) const;
     void setStream(std::string_view id, const std::string& name, const std::string& text);
 
     // Of clips only.
-    [[nodiscard]] LantrixClipFormat clipFormat(std::string_view id) const;
-    [[nodiscard]] std::vector<std::string> frameIds(std::string_view id) const;
-    /// Where the contents of each frame are, or will be once it is written.
-    [[nodiscard]] std::vector<std::string> framePaths(std::string_view id) const;
+    /// Where frames that are not linked are, or will be once they are written; ends in a slash.
+    [[nodiscard]] std::string frameFolder(std::string_view id) const;
     /// Gives the clip \p count frames. Frames that remain keep their id, and their contents unless
-    /// the frame buffer size changes. Returns all ids.
-    std::vector<std::string> allocateFrames(std::string_view id, std::size_t count,
-                                            const LantrixClipFormat& format);
+    /// the frame buffer size changes.
+    void allocateFrames(std::string_view id, std::size_t count, const LantrixClipFormat& format);
     /// Makes the clip consist of existing files anywhere on this host, which are only ever read.
     void linkFrames(std::string_view id, const std::vector<std::string>& paths,
                     const LantrixClipFormat& format);
@@ -97,63 +68,42 @@ public:
     /// A linked file must hold a frame at least; its first bytes are the frame.
     [[nodiscard]] DevOpenFrame openFrame(std::string_view frameId) const;
     /// A file to write a frame's new contents to; commitFrame() makes them the frame's.
-    [[nodiscard]] DevAsideFile newFrameFile();
+    [[nodiscard]] DevAsideFile newFrameFile() { return storage_.newFrameFile(); }
     /// Checks again that the frame is there and takes \p size bytes.
     void commitFrame(std::string_view frameId, DevAsideFile& file, std::size_t size);
     /// Refuses a write that commitFrame() would refuse.
     void checkWrite(std::string_view frameId, std::size_t size) const;
 
 private:
-    struct Entry {
-        DevNode node;
-        std::vector<std::uint64_t> children; // ascending, which is the order of making
-        std::vector<std::uint64_t> stamps;   // one for each frame
-    };
-    using Entries = std::unordered_map<std::uint64_t, Entry>;
+    using Lock = std::lock_guard<std::mutex>;
+    /// Of each node that has no place in the tree, the topmost one that is aside or missing.
+    using Ancestors = std::map<std::uint64_t, std::uint64_t>;
+    enum class Frames { Kept, Dropped };
 
-    // Opening, in DevTreeOpening.cpp; "folders" are the numbers of all node folders, ascending.
-    void openStorage();
-    void emptyAside() const;
-    void loadNodes();
-    void makeRoot();
+    // Opening, in DevTreeOpening.cpp.
+    void load();
     void loadNode(std::uint64_t number);
-    void linkChildren(const std::vector<std::uint64_t>& folders);
-    void removeOrphans(const std::vector<std::uint64_t>& folders);
+    void makeRoot();
+    void bringBackLost();
+    void settleOrphans();
+    void removeRemains(const Ancestors& destroyed);
+    void loseNodes(const Ancestors& lost);
     void finishDrops();
 
-    // All that follows wants the lock.
     [[nodiscard]] std::uint64_t numberOf(std::string_view id) const;
-    [[nodiscard]] const Entry& entry(std::string_view id) const;
-    [[nodiscard]] const Entry& clip(std::string_view id) const;
-    [[nodiscard]] std::pair<std::uint64_t, std::size_t> frameNumbers(std::string_view id) const;
-    [[nodiscard]] DevFrame lockedFrame(std::string_view frameId) const;
-    void lockedCheckWrite(std::string_view frameId, std::size_t size) const;
-
-    [[nodiscard]] std::string asideName() const;
-    std::uint64_t takeNumber();
-    void saveStorage() const;
-    void save(std::uint64_t number, const DevNode& node) const;
+    [[nodiscard]] Node node(std::uint64_t number) const;
+    /// Serialises the changes of one node, which wait for the disk.
+    [[nodiscard]] std::unique_lock<std::mutex> editing(std::uint64_t number);
     std::uint64_t addNode(DevNode node);
-    [[nodiscard]] std::optional<std::uint64_t> childNamed(std::uint64_t parent,
-                                                          const std::string& name) const;
-    void changeClip(std::uint64_t number, DevNode next, bool drops);
-    void sweep(std::uint64_t number, const DevNode& node) const;
-    [[nodiscard]] std::vector<std::uint64_t> subtree(std::uint64_t number) const;
-    [[nodiscard]] std::vector<std::string> detach(std::uint64_t number);
+    void changeClip(std::uint64_t number, DevNode next, Frames frames);
+    [[nodiscard]] DevDescriptor openedFrame(const DevFrame& frame, const DevNode& owner) const;
 
     const DevLog& log_;
-    mutable std::mutex mutex_; // guards all that is not const after construction
-    const std::string path_;   // of the root: absolute and without links
-    DevFolder root_;
-    DevDescriptor lock_;
-    DevFolder nodes_;
-    DevFolder aside_;
-    std::string storageId_;
-    Entries entries_;
-    std::uint64_t nextNumber_ = 1;     // never given to a node yet
-    std::uint64_t reservedNumber_ = 1; // all numbers below are taken, as far as the disk knows
-    std::uint64_t lastStamp_ = 0;
-    mutable std::atomic<std::uint64_t> asideCount_{0};
+    mutable std::mutex mutex_; // guards the index, and is never held while the disk is waited for
+    DevIndex index_;
+    std::array<std::mutex, 64> edits_; // of the nodes whose number has this remainder
+    DevStorage storage_;
+    DevRemover remover_;
 };
 
 #endif

@@ -17,6 +17,7 @@ namespace DevTreeNames {
 constexpr std::uint64_t rootNumber = 0;
 constexpr char nodes[] = "nodes";
 constexpr char aside[] = "aside";
+constexpr char lost[] = "lost";
 constexpr char descriptionName[] = "node.json";
 
 inline std::string folderName(std::uint64_t node) {
@@ -25,6 +26,10 @@ inline std::string folderName(std::uint64_t node) {
 
 inline std::string frameName(std::size_t index) {
     return "f" + std::to_string(index);
+}
+
+inline std::string frameId(std::uint64_t node, std::size_t index) {
+    return folderName(node) + "-" + frameName(index);
 }
 
 /// The number of a name that is exactly a letter and that number, written as above.

@@ -9,6 +9,7 @@
 
 #include <csignal>
 #include <iostream>
+#include <map>
 
 namespace {
 
@@ -42,6 +43,16 @@ void addOptions(CLI::App& program, DevServerOptions& options) {
         ->capture_default_str();
     program.add_flag("--allow-remote", options.allowRemote,
                      "Allow an address that other machines can reach");
+    const std::map<std::string, DevSync> syncs{
+        {"none", DevSync::None}, {"descriptions", DevSync::Descriptions}, {"all", DevSync::All}};
+    program
+        .add_option_function<std::string>(
+            "--sync", [&options, syncs](const std::string& text) { options.sync = syncs.at(text); },
+            "What is on the disk before its reply is sent, and so outlasts a loss of power: "
+            "nothing, all but frames, or all")
+        ->type_name("none|descriptions|all")
+        ->default_str("descriptions")
+        ->check(CLI::IsMember(syncs).description(""));
     program
         .add_option_function<std::string>(
             "--protocol", [&options](const std::string& text) { setProtocol(text, options); },

@@ -30,7 +30,7 @@ protected:
 private:
     ScratchDirectory scratch_;
     const DevLog log_{nullptr, false};
-    DevTree tree_{scratch_ / "root", log_};
+    DevTree tree_{scratch_ / "root", DevSync::None, log_};
     DevCommandService service_{tree_, log_, options_};
 };
 
@@ -69,6 +69,8 @@ TEST_F(DevCommandServiceTest, BadRequestsSayWhatIsWrong) {
         {"CreateNode", "n1 \"a\" x y", "The node kind 'x' is not a number."},
         {"CreateNode", "n1 \"a\" 0 y z", "The node type holds a blank."},
         {"CreateNode", "n1 \"\" 0 y", "A node needs a name."},
+        {"CreateNode", "n1 \"" + std::string(1024, 'a') + "\" 0 y",
+         "The node's name is longer than 1023 bytes."},
         {"CreateNode", "n1 \"a/b\" 0 y",
          "The name 'a/b' holds a comma, a slash or a line feed, which lists and paths can't "
          "carry."},

@@ -6,7 +6,12 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
+#include <thread>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -36,7 +41,8 @@ protected:
 
     void open() {
         tree_.reset();
-        tree_ = std::make_unique<DevTree>(root_, log_);
+        log_.clear();
+        tree_ = std::make_unique<DevTree>(root_, DevSync::Descriptions, sink_);
     }
     std::string frame(int index) const { return clip_ + "-f" + std::to_string(index); }
     std::string file(const std::string& name) const {
@@ -57,7 +63,8 @@ protected:
 
     ScratchDirectory scratch_;
     const std::string root_ = scratch_ / "root";
-    const DevLog log_{nullptr, false};
+    std::string log_; // since the last opening
+    const DevLog sink_{[this](const std::string& line) { log_ += line + "\n"; }, false};
     std::unique_ptr<DevTree> tree_;
     std::string clip_;
 };
@@ -71,13 +78,12 @@ TEST_F(DevTreeTest, EverythingIsThereAfterReopening) {
 
     open();
     EXPECT_EQ(tree_->storageId(), storage);
-    const std::vector<std::pair<std::string, std::string>> children{{clip_, "clip"},
-                                                                    {folder, name}};
-    EXPECT_EQ(tree_->children(DevTree::rootId()), children);
+    EXPECT_EQ(tree_->children(DevTree::rootId()).size(), 2U);
+    EXPECT_EQ(tree_->node(folder)->name, name);
     EXPECT_EQ(tree_->stream(clip_, "notes"), "line\n\xfe\tline");
-    EXPECT_EQ(tree_->frameIds(clip_), (std::vector<std::string>{frame(0), frame(1), frame(2)}));
+    EXPECT_EQ(tree_->clip(clip_)->frames, 3U);
     EXPECT_EQ(read(0) + read(1), "abcd");
-    const LantrixClipFormat format = tree_->clipFormat(clip_);
+    const LantrixClipFormat format = tree_->clip(clip_)->format;
     EXPECT_EQ(format.frameRate(), 29.97F);
     EXPECT_STREQ(format.metaDataTag(), "none");
     EXPECT_STREQ(format.metaData(), "a \"text\"");
@@ -86,17 +92,50 @@ TEST_F(DevTreeTest, EverythingIsThereAfterReopening) {
 TEST_F(DevTreeTest, WhatAKillLeftUnfinishedIsMended) {
     const std::string parent = tree_->createNode(DevTree::rootId(), "p", DevNode::Plain, "");
     const std::string child = tree_->createNode(parent, "c", DevNode::Plain, "");
+    const std::string below = tree_->createNode(child, "d", DevNode::Plain, "");
     const std::string broken = tree_->createNode(DevTree::rootId(), "b", DevNode::Plain, "");
     tree_.reset();
     writeFile(root_ + "/aside/a1", "half a frame");
-    std::filesystem::rename(root_ + "/nodes/" + parent, root_ + "/aside/a2"); // being destroyed
+    std::filesystem::create_directories(root_ + "/aside/a7/b/c");
+    std::filesystem::rename(root_ + "/nodes/" + parent, root_ + "/aside/" + parent); // destroyed
     writeFile(root_ + "/nodes/" + broken + "/node.json", "{ \"parent\": 0, \"na");
 
     open();
+    EXPECT_EQ(tree_->children(DevTree::rootId()).size(), 1U);
+    for (int i = 0; i < 500 && !std::filesystem::is_empty(root_ + "/aside"); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(20)); // behind the opening
     EXPECT_TRUE(std::filesystem::is_empty(root_ + "/aside"));
     EXPECT_FALSE(std::filesystem::exists(root_ + "/nodes/" + child));
+    EXPECT_FALSE(std::filesystem::exists(root_ + "/nodes/" + below));
     EXPECT_TRUE(std::filesystem::exists(root_ + "/nodes/" + broken)); // somebody may mend it
-    EXPECT_EQ(tree_->children(DevTree::rootId()).size(), 1U);
+    EXPECT_TRUE(std::filesystem::is_empty(root_ + "/lost"));
+}
+
+TEST_F(DevTreeTest, WhatLosesItsParentIsKeptAndReturnsWithIt) {
+    const std::string folder = tree_->createNode(DevTree::rootId(), "f", DevNode::Plain, "");
+    const std::string inner = tree_->createNode(folder, "i", DevNode::Plain, "");
+    const std::string clip = tree_->createNode(inner, "c", DevNode::Clip, "");
+    tree_->allocateFrames(clip, 1, formatOf(4));
+    DevAsideFile file = tree_->newFrameFile();
+    file.write("abcd", 4);
+    tree_->commitFrame(clip + "-f0", file, 4);
+    tree_.reset();
+    std::filesystem::rename(root_ + "/nodes/" + folder, scratch_ / "moved");
+
+    open();
+    EXPECT_EQ(log_, "The folder 'nodes/" + folder +
+                        "' is missing. The 2 nodes below it were moved to 'lost'. Put the folder "
+                        "back and start again, and they return.\n");
+    EXPECT_NE(errorOf([&] { (void)tree_->node(clip); }), "");
+    EXPECT_EQ(contentsOf(root_ + "/lost/" + clip + "/f0"), "abcd");
+    EXPECT_NE(tree_->createNode(DevTree::rootId(), "new", DevNode::Plain, ""), clip);
+    tree_.reset();
+    std::filesystem::rename(scratch_ / "moved", root_ + "/nodes/" + folder);
+    std::filesystem::rename(root_ + "/nodes/n0", scratch_ / "root node");
+    open();
+    EXPECT_EQ(tree_->children(inner).size(), 1U);
+    EXPECT_EQ(contentsOf(root_ + "/nodes/" + clip + "/f0"), "abcd");
+    EXPECT_EQ(tree_->children(DevTree::rootId()).size(), 3U); // below a new root
 }
 
 TEST_F(DevTreeTest, DroppedFramesNeverComeBack) {
@@ -161,11 +200,62 @@ TEST_F(DevTreeTest, DamagedAndShortFilesAreErrors) {
     EXPECT_EQ(contentsOf(linked), "abcde");
 }
 
+TEST_F(DevTreeTest, BadThingsOnTheDiskLeaveTheRestServed) {
+    const std::string huge = tree_->createNode(DevTree::rootId(), "h", DevNode::Plain, "");
+    const std::string wrong = tree_->createNode(DevTree::rootId(), "w", DevNode::Plain, "");
+    write(0, "abcd");
+    tree_.reset();
+    const std::string description = root_ + "/nodes/" + wrong + "/node.json";
+    std::string text = contentsOf(description);
+    writeFile(description, text.replace(text.find("\"w\""), 3, "\"a,b\""));
+    std::filesystem::resize_file(root_ + "/nodes/" + huge + "/node.json", std::uintmax_t{1} << 40);
+    std::filesystem::create_directories(file("f1") + "/folder");
+    EXPECT_EQ(::mkfifo(file("f2").c_str(), 0600), 0);
+    std::string deep = root_ + "/aside/a1";
+    for (int i = 0; i < 30; ++i)
+        deep += "/d";
+    std::filesystem::create_directories(deep); // deeper than anything that is removed
+
+    open();
+    EXPECT_EQ(log_, "The node '" + huge +
+                        "' is left out: 'node.json' is larger than 134217728 bytes.\n"
+                        "The node '" +
+                        wrong +
+                        "' is left out: The name 'a,b' holds a comma, a slash or a line feed, "
+                        "which lists and paths can't carry.\n");
+    EXPECT_EQ(errorOf([&] { (void)read(1); }), "'f1' is not a regular file.");
+    EXPECT_EQ(errorOf([&] { (void)read(2); }), "'f2' is not a regular file.");
+    EXPECT_EQ(read(0), "abcd");
+    write(2, "wxyz");
+    tree_->allocateFrames(clip_, 1, formatOf(4));
+    EXPECT_FALSE(std::filesystem::exists(file("f1")));
+}
+
+TEST_F(DevTreeTest, ATreeThatCannotBeWrittenIsServedReadOnly) {
+    write(0, "abcd");
+    tree_.reset();
+    ::chmod((scratch_ / "").c_str(), 0755);
+    ::chmod(root_.c_str(), 0555);
+    const uid_t user = ::geteuid();
+    EXPECT_EQ(user == 0 ? ::seteuid(65534) : 0, 0); // root may write anything
+    open();
+    const std::string problem = "The tree is served read-only: its directory can't be written.";
+    EXPECT_EQ(log_, "The directory '" + root_ + "' can't be written: it is served read-only.\n");
+    EXPECT_EQ(errorOf([&] { DevTree(root_, DevSync::None, sink_); }),
+              "The directory '" + root_ + "' is in use by another server.");
+    EXPECT_EQ(read(0), "abcd");
+    EXPECT_EQ(errorOf([&] { write(0, "wxyz"); }), problem);
+    EXPECT_EQ(errorOf([&] { tree_->setStream(clip_, "notes", "text"); }), problem);
+    EXPECT_EQ(errorOf([&] { tree_->destroyNode(clip_); }), problem);
+    EXPECT_EQ(::seteuid(user), 0);
+    ::chmod(root_.c_str(), 0755);
+}
+
 TEST_F(DevTreeTest, ForeignAndBusyDirectoriesAreRefused) {
-    EXPECT_EQ(errorOf([&] { DevTree(root_, log_); }),
+    EXPECT_EQ(errorOf([&] { DevTree(root_, DevSync::None, sink_); }),
               "The directory '" + root_ + "' is in use by another server.");
     const std::string parent = root_.substr(0, root_.rfind('/'));
-    EXPECT_EQ(errorOf([&] { DevTree(parent, log_); }),
+    EXPECT_EQ(errorOf([&] { DevTree(parent, DevSync::None, sink_); }),
               "The directory '" + parent + "' is neither empty nor a server's: it holds 'root'.");
 }
 
