@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <exception>
-#include <system_error>
 #include <utility>
 
 namespace lantrix {
@@ -67,13 +66,14 @@ void PoolCore::run(const std::shared_ptr<PoolGroup>& group, Work work, Done done
 
 // Without a further thread the present ones do the work; without any the watcher tells the failure.
 void PoolCore::startWorker() {
-    workers_.push_back(std::make_unique<Worker>());
-    Worker& worker = *workers_.back();
-    worker.number = static_cast<unsigned>(workers_.size() - 1);
     try {
-        worker.thread = std::thread([this, &worker] { this->work(worker); });
-    } catch (const std::system_error&) {
-        workers_.pop_back();
+        auto worker = std::make_unique<Worker>();
+        workers_.reserve(workers_.size() + 1);
+        worker->number = static_cast<unsigned>(workers_.size());
+        worker->thread = std::thread([this, &me = *worker] { work(me); });
+        workers_.push_back(std::move(worker));
+    } catch (const std::exception&) {
+        return;
     }
 }
 
