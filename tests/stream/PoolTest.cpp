@@ -78,7 +78,7 @@ TEST(Pool, FailuresAreOfTheirKind) {
     EXPECT_EQ(Kind::Connection, broken.kind) << broken.text;
     EXPECT_FALSE(broken.text.empty());
     server.start();
-    EXPECT_FALSE(pool.run(ping).get());
+    EXPECT_FALSE(pool.run(ping, Retry::OnAnotherConnection).get());
     pool.cancel();
     EXPECT_EQ(Kind::Stopped, pool.run(ping).get().kind);
 }
