@@ -101,4 +101,19 @@ TEST_F(Examples, AbandonreadEndsAReadThatWouldGoOnForEver) {
     EXPECT_NE(std::string::npos, output.find("Connection stopped\n[0]")) << output;
 }
 
+#ifdef HAS_STREAM_EXAMPLES
+TEST_F(Examples, WalktreeListsAllNodesInOrder) {
+    EXPECT_EQ(
+        "root: root\n  Library: folder\n    Reel: folder\n      shot: clip, 2 frames of 4x2x24\n"
+        "[0]",
+        run("walktree " + host + " 3"));
+}
+
+TEST_F(Examples, ScrubplayShowsFramesFromEachJumpOn) {
+    const std::string output = run("scrubplay " + host + clipPath + "1 0 2");
+    EXPECT_EQ(0U, output.find("1 frames, 24 bytes from 1 on; the first after ")) << output;
+    EXPECT_NE(std::string::npos, output.find("\n2 frames, 48 bytes from 0 on; ")) << output;
+}
+#endif
+
 } // namespace
