@@ -4,6 +4,7 @@
 #include "devserver/DevServer.h"
 #include "soak/FaultyRelay.h"
 #include "soak/SoakWorker.h"
+#include "tests/support/ScratchDirectory.h"
 
 #include <malloc.h>
 #include <unistd.h>
@@ -66,28 +67,6 @@ Usage leastOf(std::vector<Usage>::const_iterator first, std::vector<Usage>::cons
     return least;
 }
 
-// A directory of its own for the server, removed with all that is in it.
-class TemporaryDirectory {
-public:
-    TemporaryDirectory() {
-        std::string pattern = std::filesystem::temp_directory_path() / "lantrix-soak-XXXXXX";
-        if (mkdtemp(pattern.data()) == nullptr)
-            throw std::runtime_error("No temporary directory");
-        path_ = pattern;
-    }
-    ~TemporaryDirectory() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    TemporaryDirectory(const TemporaryDirectory&) = delete;
-    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-
-    [[nodiscard]] const std::string& path() const { return path_; }
-
-private:
-    std::string path_;
-};
-
 DevServerOptions serverOptions(const std::string& root) {
     DevServerOptions options;
     options.root = root;
@@ -131,7 +110,7 @@ private:
     bool report() const;
 
     const seconds duration_;
-    TemporaryDirectory root_;
+    ScratchDirectory root_;
     DevServer server_;
     SoakCounts counts_;
     asio::io_context context_;

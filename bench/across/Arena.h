@@ -7,9 +7,10 @@
 #include "bench/across/DevServerProcess.h"
 #include "bench/across/FrameMover.h"
 #include "bench/across/Rivals.h"
-#include "bench/support/Scratch.h"
+#include "tests/support/ScratchDirectory.h"
 
 #include <cstddef>
+#include <filesystem>
 #include <memory>
 #include <vector>
 
@@ -32,12 +33,12 @@ public:
     const Peer& peer() const { return peer_; }
     const DevServerProcess& devServer() const { return devServer_; }
     /// For files of other figures.
-    const std::filesystem::path& scratch() const { return scratch_.path(); }
+    std::filesystem::path scratch() const { return scratch_.path(); }
     FrameIds peerIds() const;
     FrameIds devServerIds() const;
 
 private:
-    Scratch scratch_; // outlives the servers that keep files in it
+    ScratchDirectory scratch_; // outlives the servers that keep files in it
     Peer peer_;
     DevServerProcess devServer_;
     std::vector<std::unique_ptr<Rival>> rivals_;

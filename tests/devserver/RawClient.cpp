@@ -7,19 +7,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
-
-ScratchDirectory::ScratchDirectory() {
-    std::string path = testing::TempDir() + "lantrixd-XXXXXX";
-    path_ = ::mkdtemp(path.data());
-}
-
-ScratchDirectory::~ScratchDirectory() {
-    std::filesystem::remove_all(path_);
-}
 
 std::string contentsOf(const std::string& path) {
     std::ifstream file(path, std::ios::binary);

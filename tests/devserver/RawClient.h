@@ -1,29 +1,16 @@
-// What the server's tests speak to it with: sockets that know nothing of the client library, an
-// empty directory for each test, and files in it.
+// What the server's tests speak to it with: sockets that know nothing of the client library, and
+// files in its directory.
 #ifndef TESTS_DEVSERVER_RAWCLIENT_H
 #define TESTS_DEVSERVER_RAWCLIENT_H
 
 #include "devserver/DevServer.h"
+#include "tests/support/ScratchDirectory.h"
 
 #include <asio/io_context.hpp>
 #include <asio/ip/tcp.hpp>
 
 #include <string>
 #include <utility>
-
-/// An empty directory, removed with all that is in it.
-class ScratchDirectory {
-public:
-    ScratchDirectory();
-    ~ScratchDirectory();
-    ScratchDirectory(const ScratchDirectory&) = delete;
-    ScratchDirectory& operator=(const ScratchDirectory&) = delete;
-
-    std::string operator/(const std::string& name) const { return path_ + "/" + name; }
-
-private:
-    std::string path_;
-};
 
 std::string contentsOf(const std::string& path);
 void writeFile(const std::string& path, const std::string& contents);

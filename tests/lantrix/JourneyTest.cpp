@@ -1,31 +1,18 @@
 // The journey of an application, against a server that keeps what it acknowledges.
 #include "devserver/DevServer.h"
 #include "lantrix/LantrixClientAPI.h"
+#include "tests/support/ScratchDirectory.h"
 #include "tests/support/ScriptedServer.h"
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <memory>
-
-#include <unistd.h>
 
 namespace {
 
-namespace fs = std::filesystem;
-
 class JourneyTest : public testing::Test {
 protected:
-    JourneyTest()
-        : folder(testing::TempDir() + "journey" + std::to_string(::getpid())),
-          host(ScriptedServer().host()) {
-        fs::create_directory(folder);
-        restart();
-    }
-    ~JourneyTest() override {
-        remote.reset();
-        fs::remove_all(folder);
-    }
+    JourneyTest() { restart(); }
 
     void restart() {
         remote.reset();
@@ -35,7 +22,8 @@ protected:
         remote = std::make_unique<DevServer>(options);
     }
 
-    std::string folder, host;
+    const ScratchDirectory scratch; // outlives the server
+    const std::string folder = scratch.path(), host = ScriptedServer().host();
     std::unique_ptr<DevServer> remote;
 };
 

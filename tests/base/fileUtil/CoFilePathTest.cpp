@@ -1,5 +1,6 @@
 #include "base/fileUtil/src/CoFilePath.h"
 #include "base/loggerBase/src/CoException.h"
+#include "tests/support/ScratchDirectory.h"
 
 #include <gtest/gtest.h>
 
@@ -79,19 +80,14 @@ TEST(CoFilePath, ExpandPutsHomesAndVariables) {
 // A directory that goes with the test.
 class CoFilePathOnDisk : public testing::Test {
 protected:
-    CoFilePathOnDisk() {
-        std::string pattern = testing::TempDir() + "pathXXXXXX";
-        root = ::mkdtemp(&pattern[0]);
-    }
-    ~CoFilePathOnDisk() override { fs::remove_all(root); }
-
     CoFilePath at(const std::string& name) const { return CoFilePath(root.c_str(), name.c_str()); }
     std::string addFile(const std::string& name) const {
         std::ofstream(at(name).path()) << "12345";
         return at(name).path();
     }
 
-    std::string root;
+    const ScratchDirectory scratch;
+    const std::string root = scratch.path();
 };
 
 TEST_F(CoFilePathOnDisk, UniquePathTakesTheFirstFreeNumber) {
