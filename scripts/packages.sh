@@ -5,22 +5,23 @@ build_packages="g++ cmake ninja-build libgtest-dev libasio-dev nlohmann-json3-de
     libpng-dev libopenexr-dev libxxhash-dev pkg-config dpkg-dev file"
 x86_packages="g++-multilib googletest"
 clang_packages="clang libclang-rt-14-dev llvm"
-lint_packages="clang-format clang-tidy python3"
+lint_packages="clang-format clang-tidy shellcheck python3"
 docs_packages="doxygen"
 hosts_packages="locales"
 coverage_packages="gcovr"
 bench_packages="libbenchmark-dev"
 rival_packages="nginx libcurl4-openssl-dev redis-server libhiredis-dev" # optional, never installed
 
-# Prints those of the named packages that are not there, each with a blank before it.
+# Prints those of the packages in the lists that are not there, each with a blank before it.
 missing_packages() {
-    for package in "$@"; do
+    # shellcheck disable=SC2048 # each argument is a list of words
+    for package in $*; do
         state=$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null) || state=absent
         [ "$state" = installed ] || printf ' %s' "$package"
     done
 }
 
-# Installs those of the named packages that are not there; apt is not asked for anything else, so
+# Installs those of the packages in the lists that are not there; apt is not asked for anything else, so
 # that a machine without network or rights can work once it has them.
 need_packages() {
     missing=$(missing_packages "$@")
