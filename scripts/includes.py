@@ -8,8 +8,9 @@ line; status 1 when there is any.
 import collections
 import pathlib
 import re
-import subprocess
 import sys
+
+import sources
 
 # The layers: a folder or file, and what it may include besides its own folder. The row with the
 # longest name that a file's path begins with is the one that counts. A name behind a minus is
@@ -107,9 +108,7 @@ def circles(graph):
 
 def main():
     root = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else __file__ + "/../..").resolve()
-    listed = subprocess.run(["git", "ls-files", "--cached", "--others", "--exclude-standard",
-                             "*.cpp", "*.h"], cwd=root, check=True, capture_output=True, text=True)
-    files = {path for path in listed.stdout.split() if (root / path).exists()}
+    files = set(sources.files("*.cpp", "*.h", root=root))
     findings = [f"{path}: its folder has no row in the layers of scripts/includes.py"
                 for path in sorted(files) if layer_of(path) is None]
     graph = collections.defaultdict(dict)

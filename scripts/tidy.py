@@ -9,12 +9,12 @@ when there is anything.
 import concurrent.futures
 import json
 import os
-import pathlib
 import re
 import subprocess
 import sys
 
-ROOT = pathlib.Path(__file__).resolve().parent.parent
+from sources import ROOT, files
+
 BUILD = ROOT / "build" / "lint"
 FULLY_CHECKED = ("base/", "rc/", "lantrix/", "stream/")
 # All but the first take more than half of the time and ask about what other tools see as well: the
@@ -35,8 +35,7 @@ LEFT_OUT = """cert-err60-cpp
 
 def commands():
     """The first compile command of each source under version control."""
-    listed = subprocess.run(["git", "ls-files", "*.cpp"], cwd=ROOT, check=True,
-                            capture_output=True, text=True).stdout.split()
+    listed = files("*.cpp")
     chosen = {}
     for entry in json.loads((BUILD / "compile_commands.json").read_text(encoding="utf-8")):
         name = os.path.relpath(entry["file"], ROOT)
