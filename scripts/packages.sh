@@ -9,6 +9,7 @@ lint_packages="clang-format clang-tidy shellcheck python3"
 docs_packages="doxygen"
 hosts_packages="locales"
 coverage_packages="gcovr"
+valgrind_packages="valgrind"
 bench_packages="libbenchmark-dev"
 rival_packages="nginx libcurl4-openssl-dev redis-server libhiredis-dev" # optional, never installed
 
