@@ -24,7 +24,7 @@ Service& service() {
     return shared;
 }
 
-// What is to come of one call, told by the bytes that the peer sends.
+// What one call must give, according to the bytes that the peer sends.
 struct Expected {
     Expected(std::string_view answer, bool isRead, int size);
 

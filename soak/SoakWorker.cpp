@@ -104,7 +104,8 @@ SoakWorker::Outcome SoakWorker::attempt(Channel channel, std::size_t requestSize
         return Outcome::Done;
     }
     const auto fault = static_cast<FaultyRelay::Fault>(random(3));
-    // A command's request is not held back: its reply would come too late to be told from the next.
+    // A command's request is not held back: its reply would come too late to be distinguished from
+    // the next.
     const bool inReply = random(2) == 0 || (channel == Channel::Command && fault == Fault::Stall);
     const std::size_t offset = random(inReply ? replySize : requestSize);
     return attemptBroken({channel, inReply ? Side::Reply : Side::Request, fault, offset}, call);
@@ -130,7 +131,7 @@ void SoakWorker::setStalling(bool isStalling) {
     isStalling_ = isStalling;
 }
 
-// Commands work again at the third call at the latest, frames at the next.
+// Commands work again at the third call at the latest, frames at the next call.
 void SoakWorker::recover(Channel channel, Outcome outcome) {
     if (outcome == Outcome::Done)
         return;

@@ -1,5 +1,5 @@
 // One handle in one thread: random calls on a clip of its own, one in twenty of them broken on
-// purpose, each result compared with what must have come of it.
+// purpose, each result compared with what it must be.
 // Owns its handle and its thread; borrows the relay. Findings are counted and printed.
 #ifndef SOAK_SOAKWORKER_H
 #define SOAK_SOAKWORKER_H

@@ -1,6 +1,6 @@
-// All that takes part in the comparison, started once: the bare peer, the development server, what
-// else is installed, and what moves frames between them and this process.
-// Owns all of it. Build it before threads are started. Failures throw.
+// Everything that takes part in the comparison, started once: the bare peer, the development
+// server, what else is installed, and what moves frames between them and this process. Owns all of
+// it. Build it before threads are started. Failures throw.
 #ifndef BENCH_ACROSS_ARENA_H
 #define BENCH_ACROSS_ARENA_H
 

@@ -18,7 +18,8 @@ constexpr std::size_t bufferSizes[] = {0,
                                        std::size_t{4} << 20,
                                        std::size_t{16} << 20};
 
-// Buffers that hold less than one segment of loopback make frames crawl: a small one has to do.
+// Buffers that hold less than one segment of loopback make frames crawl: only a small one is
+// measured.
 std::size_t frameSizeFor(std::size_t bufferSize) {
     const bool crawls = bufferSize != 0 && bufferSize < std::size_t{64} << 10;
     return (crawls ? std::size_t{1} : std::size_t{12}) << 20;

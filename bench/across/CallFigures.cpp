@@ -87,7 +87,7 @@ struct Call {
     int children; ///< That a call lists; 0: none.
 };
 
-// A fresh handle asks; what it is told goes with it.
+// A fresh handle has to ask; its answers are dropped with it.
 template <int Count>
 bool askForChildren(const LantrixServerHandle& server) {
     const LantrixNodeHandle node(server, std::to_string(Count).c_str());

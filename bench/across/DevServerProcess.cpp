@@ -36,7 +36,7 @@ std::unique_ptr<DevServer> startAnywhere(DevServerOptions& options) {
     }
 }
 
-// Tells the address that was found to the reader of `pipe` once the server is ready.
+// Writes the address that was found to `pipe` once the server is ready.
 [[noreturn]] void serve(DevServerOptions options, int pipe) {
     const std::unique_ptr<DevServer> server = startAnywhere(options);
     const std::string line = options.listen + "\n";
@@ -70,7 +70,7 @@ DevServerOptions optionsFor(const std::filesystem::path& root,
     return options;
 }
 
-// Gives a clip that many frames, writes them, and tells the id of the first.
+// Gives a clip that many frames, writes them, and returns the id of the first.
 std::string fillClip(LantrixServerHandle& server, const std::string& path, std::size_t frameSize,
                      int count) {
     LantrixNodeHandle clip;

@@ -10,7 +10,7 @@
 
 namespace bench {
 
-/// The row that sets one contender beside another, where both moved frames of \p size bytes.
+/// The row that compares one contender with another, where both moved frames of \p size bytes.
 Row frameRow(std::size_t size, const std::string& name, const Samples& samples,
              const std::string& yardstick, const Samples& yardsticks, const char* goal);
 
@@ -20,11 +20,11 @@ void addFrameFigures(const Arena& arena, Placement placement, Report& report,
                      std::vector<Panel>& panels);
 /// Round trips on the command connection.
 void addCallFigures(const Arena& arena, Report& report);
-/// The development server beside what a client can take, alone and with ten clients.
+/// The development server compared with what a client can take, alone and with ten clients.
 void addServerFigures(const Arena& arena, Report& report);
 /// Allocations for each frame, and memory over many frames.
 void addMemoryFigures(const Arena& arena, Report& report);
-/// The command-line tool's put and get beside the slower one of their two halves.
+/// The command-line tool's put and get compared with the slower of their two halves.
 void addToolFigures(const Arena& arena, Report& report);
 /// What KV_LANTRIX_TCP_BUF_SIZE does to large frames; the panel's curves are over buffer size.
 Panel addBufferSizeFigures(const Arena& arena, Report& report);

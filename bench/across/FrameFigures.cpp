@@ -30,7 +30,7 @@ public:
         return static_cast<double>(size_) * samples_[i].perSecond();
     }
 
-    /// The row that sets one contender beside another.
+    /// The row that compares one contender with another.
     Row compare(std::size_t one, std::size_t yardstick, const char* goal) const {
         return frameRow(size_, name(one), samples_[one], name(yardstick), samples_[yardstick],
                         goal);

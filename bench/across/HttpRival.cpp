@@ -122,7 +122,7 @@ private:
     Process server_;
     std::string address_;
     CURL* curl_;
-    // Without it each upload waits for the server's leave.
+    // Without it each upload waits for the server's permission.
     curl_slist* headers_ = curl_slist_append(nullptr, "Expect:");
     std::size_t done_ = 0; // bytes of the frame that is on its way
     std::size_t left_ = 0;

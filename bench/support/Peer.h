@@ -1,6 +1,6 @@
 // The other end of what is measured: a process that speaks the command and the frame protocol and
 // answers from memory, with plain loops of send and recv. It is as fast as such an end can be, so
-// that the client is what a figure shows. Beside the protocols it takes part in bare copies.
+// that the client is what a figure shows. It takes part in bare copies as well.
 // Each connection has a thread of that process. A Peer owns the process. Fork before threads are
 // started, so build peers first.
 #ifndef BENCH_SUPPORT_PEER_H

@@ -1,6 +1,6 @@
-// Processes beside the benchmark's own: peers, which run a function of it, and installed servers.
-// A Process owns the child: it is ended and awaited with the object, and by the system when the
-// benchmark itself dies. Fork before threads are started.
+// Processes other than the benchmark's own: peers, which run a function of it, and installed
+// servers. A Process owns the child: it is ended and awaited with the object, and by the system
+// when the benchmark itself dies. Fork before threads are started.
 #ifndef BENCH_SUPPORT_PROCESS_H
 #define BENCH_SUPPORT_PROCESS_H
 
@@ -15,7 +15,7 @@ namespace bench {
 
 class Process {
 public:
-    /// Runs \p body in a child; an exception in it is told on standard error.
+    /// Runs \p body in a child; an exception in it is printed on standard error.
     static Process running(const std::function<void()>& body);
     /// Executes a program with these arguments, the first of them its path; what it prints is
     /// dropped.

@@ -15,7 +15,7 @@ constexpr std::size_t largestFrame = std::size_t{50} << 20;
 
 /// What a client sends first on a connection for copies, as its bytes in memory: then `count`
 /// frames of `size` bytes go one way, without anything between them. To those that the client
-/// sent it is answered with one byte when the last has arrived.
+/// sent, it answers one byte when the last has arrived.
 struct CopyOrder {
     std::uint64_t size;
     std::uint32_t count;
@@ -29,7 +29,7 @@ std::string childrenList(int count);
 std::string childName(int index);
 
 /// Request lines. A node's id says what it is: "GetChildren" of the node "1000" has 1,000
-/// children, "GetClipFormat" of the node "65536" tells frames of 65,536 bytes.
+/// children, "GetClipFormat" of the node "65536" answers frames of 65,536 bytes.
 void serveCommands(const Socket& client);
 /// Frame requests; any id is a frame of any size.
 void serveFrames(const Socket& client);

@@ -22,7 +22,7 @@ __attribute__((format(printf, 1, 2))) std::string format(const char* pattern, ..
     return text;
 }
 
-// Three digits that count.
+// Three significant digits.
 std::string threeDigits(double value, const char* unit) {
     const int decimals = value >= 99.95 ? 0 : value >= 9.995 ? 1 : 2;
     return format("%.*f %s", decimals, value, unit);

@@ -26,8 +26,8 @@ public:
     void add(double secondsPerItem) { seconds_.push_back(secondsPerItem); }
     double perItem() const { return median(seconds_); }
     double perSecond() const { return 1 / perItem(); }
-    /// How fast this is beside \p yardstick: above 1 is faster. Each round is compared with the
-    /// same round of the other.
+    /// How fast this is compared with \p yardstick: above 1 is faster. Each round is compared with
+    /// the same round of the other.
     double speedBeside(const Samples& yardstick) const;
 
 private:

@@ -1,7 +1,8 @@
 // A scripted peer for tests of what really goes over the wire: it plays one script of steps for
 // each port and compares what arrives with what the steps expect, byte by byte.
 // Every server binds a loopback address of its own, so that tests run side by side. A port without
-// a script refuses connections. Differences are kept and told by finish(), in the test's thread.
+// a script refuses connections. Differences are kept and reported by finish(), in the test's
+// thread.
 #ifndef TESTS_SUPPORT_SCRIPTEDSERVER_H
 #define TESTS_SUPPORT_SCRIPTEDSERVER_H
 
@@ -37,7 +38,7 @@ inline const Step gate{"", "", Step::Then::Gate};
 class ScriptedServer {
 public:
     ScriptedServer();
-    /// Calls finish() and makes what it tells a failure of the running test.
+    /// Calls finish() and reports what it returns as a failure of the running test.
     ~ScriptedServer();
     ScriptedServer(const ScriptedServer&) = delete;
     ScriptedServer& operator=(const ScriptedServer&) = delete;
@@ -51,7 +52,7 @@ public:
     /// Waits until a script stands at its next gate, or has failed.
     void awaitGate();
     void openGate();
-    /// Ends both scripts; tells what they missed and what arrived beyond them, "" if nothing.
+    /// Ends both scripts; returns what they missed and what arrived beyond them, "" if nothing.
     std::string finish();
 
 private:
