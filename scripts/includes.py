@@ -36,9 +36,10 @@ LAYERS = {
     "tools/verbs": f"tools/transfer tools/session tools/report image stream devserver {LIBRARY}",
     "tools": f"stream devserver {LIBRARY}",
     "examples": f"stream {PUBLIC}",
-    "bench/support": "tests/support/ScratchDirectory.h",
+    "bench/support": "",
     "bench/inside": f"bench/support {LIBRARY}",
-    "bench/across": f"bench/support tools stream image devserver {LIBRARY}",
+    "bench/across": "bench/support tests/support/ScratchDirectory.h tools stream image "
+                    f"devserver {LIBRARY}",
     "soak": f"tests/support/ScratchDirectory.h stream devserver {LIBRARY}",
     "fuzz": f"tools stream image devserver {LIBRARY}",
     "tests/support": LIBRARY,
