@@ -9,23 +9,53 @@
 #include <random>
 #include <thread>
 
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#ifdef __linux__
+#include <sched.h>
+#include <sys/mount.h>
+#endif
 
 namespace {
+
+enum class Disk { WithRoom, OneMebibyte };
+
+/// Puts an empty file system of 1 MiB on \p folder for this process and its children alone. False
+/// where the system has no such thing, or does not let this user have it.
+bool mountOneMebibyte([[maybe_unused]] const std::string& folder) {
+#ifdef __linux__
+    const std::string user = "0 " + std::to_string(::geteuid()) + " 1";
+    if (::unshare(CLONE_NEWNS) != 0) {
+        if (::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0)
+            return false;
+        writeFile("/proc/self/uid_map", user);
+    }
+    return ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+           ::mount("none", folder.c_str(), "tmpfs", 0, "size=1m") == 0;
+#else
+    return false;
+#endif
+}
+
+bool canMount(const std::string& folder) {
+    const pid_t process = ::fork();
+    if (process == 0)
+        ::_exit(mountOneMebibyte(folder) ? 0 : 1);
+    int status = 1;
+    ::waitpid(process, &status, 0);
+    return status == 0;
+}
 
 /// lantrixd as a process of its own, ready when the constructor returns.
 class Lantrixd {
 public:
-    Lantrixd(const std::string& address, const std::string& root,
-             rlim_t largestFile = RLIM_INFINITY) {
+    Lantrixd(const std::string& address, const std::string& root, Disk disk = Disk::WithRoom) {
         int output[2];
         EXPECT_EQ(::pipe(output), 0);
         process_ = ::fork();
         if (process_ == 0) {
-            const rlimit limit{largestFile, largestFile};
-            ::setrlimit(RLIMIT_FSIZE, &limit);
+            if (disk == Disk::OneMebibyte && !mountOneMebibyte(root))
+                ::_exit(126);
             ::dup2(output[1], STDOUT_FILENO);
             ::close(output[0]);
             ::close(output[1]);
@@ -46,6 +76,9 @@ public:
         if (process_ > 0)
             end(SIGKILL);
     }
+
+    /// The file system as the process sees it.
+    [[nodiscard]] std::string view() const { return "/proc/" + std::to_string(process_) + "/root"; }
 
     /// Sends the signal, waits, and returns the status of waitpid.
     int end(int signal) {
@@ -122,24 +155,30 @@ TEST(LantrixdTest, AKillAtAnyMomentLosesNothingAcknowledged) {
 
 TEST(LantrixdTest, AFullDiskIsAnErrorThatKeepsTheOldContents) {
     const std::string address = "127.0.0.132";
+    const std::string full = "Can't write to the disk: No space left on device.";
     ScratchDirectory scratch;
-    {
-        Lantrixd server(address, scratch / "root");
-        CommandClient(address).value(allocateFour);
-        EXPECT_EQ(FrameClient(address).write("n1-f0", frameOf(1)), "");
-        CommandClient(address).value("SetMetaData n1 note \"old\"");
-        EXPECT_EQ(server.end(SIGTERM), 0);
-    }
-    Lantrixd server(address, scratch / "root", frameSize / 2); // files of half a frame at most
+    std::filesystem::create_directory(scratch / "root");
+    if (!canMount(scratch / "root"))
+        GTEST_SKIP() << "this user can't mount a file system that is small enough to be filled";
+    Lantrixd server(address, scratch / "root", Disk::OneMebibyte);
     FrameClient frames(address);
     CommandClient commands(address);
-    EXPECT_EQ(frames.write("n1-f0", frameOf(2)), "Can't write to the disk: File too large.");
+    commands.value(allocateFour);
+    commands.value("SetMetaData n1 note \"old\"");
+    for (const char* const id : {"n1-f0", "n1-f1", "n1-f2"})
+        EXPECT_EQ(frames.write(id, frameOf(1)), "");
+
+    EXPECT_EQ(frames.write("n1-f3", frameOf(2)), full);
+    EXPECT_EQ(frames.write("n1-f0", frameOf(2)), full);
     EXPECT_EQ(commands("SetMetaData n1 note \"" + std::string(frameSize, 'n') + "\""),
-              "error Can't write to the disk: File too large.");
+              "error " + full);
     EXPECT_EQ(frames.read("n1-f0", frameSize), "");
     EXPECT_TRUE(frames.payload == frameOf(1));
     EXPECT_EQ(commands.value("GetMetaData n1 note  0"), "old");
-    EXPECT_TRUE(std::filesystem::is_empty(scratch / "root/aside"));
+    EXPECT_TRUE(std::filesystem::is_empty(server.view() + (scratch / "root/aside")));
+
+    std::filesystem::remove(server.view() + (scratch / "root/nodes/n1/f2")); // room again
+    EXPECT_EQ(frames.write("n1-f0", frameOf(2)), "");
     EXPECT_EQ(server.end(SIGINT), 0);
 }
 

@@ -1,6 +1,7 @@
 #include "tests/faults/Cases.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <filesystem>
 #include <iterator>
 #include <mutex>
@@ -37,6 +38,7 @@ std::string runCases(std::size_t count, std::size_t atOnce,
             told += "case " + std::to_string(i) + ": " + problem + "\n";
         }
     };
+    std::printf("%zu cases\n", count); // for docs/reliability.md
     if (sizeof(void*) == 4)
         useSmallStacks();
     std::vector<std::thread> threads;
