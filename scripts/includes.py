@@ -32,8 +32,10 @@ LAYERS = {
     "devserver": f"image/ClipShape.h {RECORDS}",
     "tools/report": LIBRARY,
     "tools/session": f"tools/report stream devserver {LIBRARY}",
+    "tools/conform": f"tools/session tools/report {LIBRARY}",
     "tools/transfer": f"tools/session tools/report image stream {LIBRARY}",
-    "tools/verbs": f"tools/transfer tools/session tools/report image stream devserver {LIBRARY}",
+    "tools/verbs": "tools/conform tools/transfer tools/session tools/report image stream devserver "
+    + LIBRARY,
     "tools": f"stream devserver {LIBRARY}",
     "examples": f"stream {PUBLIC}",
     "bench/support": "",
@@ -50,7 +52,7 @@ LAYERS = {
     "tests/image": "tests/support image lantrix/LantrixTypes.h",
     "tests/devserver": f"tests/support devserver {LIBRARY}",
     "tests/faults": f"tests/devserver tests/support stream devserver {LIBRARY}",
-    "tests/tools": f"tests/support tools image stream devserver {LIBRARY}",
+    "tests/tools": f"tests/devserver/RawClient.h tests/support tools image stream devserver {LIBRARY}",
     "tests/examples": f"tests/support devserver {PUBLIC}",
     "tests/package": f"stream {PUBLIC}",
 }

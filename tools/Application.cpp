@@ -28,7 +28,7 @@ constexpr const char* statusHelp =
     "Exit status:\n"
     "  0 done, 1 other, 2 usage, 3 node not found, 4 frame, stream or file missing,\n"
     "  5 no connection, 6 refused by the server, 7 the server's protocol is too old,\n"
-    "  8 image file or local disk, 9 verification differs, 130 interrupted";
+    "  8 image file or local disk, 9 verification differs or a rule fails, 130 interrupted";
 
 void addGlobalOptions(CLI::App& app, Options& options) {
     if (const char* host = std::getenv("LANTRIX_HOST"); host != nullptr && *host != '\0') {
@@ -69,6 +69,7 @@ void addVerbs(CLI::App& app, Context& context) {
     addLookVerbs(app, context);
     addMetadataVerbs(app, context);
     addServerVerbs(app, context);
+    addConformVerb(app, context);
     addBenchVerb(app, context);
     addDevelopmentVerbs(app, context);
     addCompletionVerbs(app, context);

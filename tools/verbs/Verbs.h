@@ -25,6 +25,8 @@ void addLookVerbs(CLI::App& app, Context& context);
 void addMetadataVerbs(CLI::App& app, Context& context);
 /// ping, info, doctor, call, translate.
 void addServerVerbs(CLI::App& app, Context& context);
+/// conform.
+void addConformVerb(CLI::App& app, Context& context);
 /// bench.
 void addBenchVerb(CLI::App& app, Context& context);
 /// serve, demo.
