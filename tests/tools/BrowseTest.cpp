@@ -1,4 +1,5 @@
 // What the verbs print, and what they ask of the server.
+#include "tests/support/ScriptedServer.h"
 #include "tests/tools/ToolProgram.h"
 
 #include <sstream>
@@ -25,6 +26,11 @@ TEST_F(BrowseTest, ListsAreFieldsBetweenTabs) {
         {{"ls", "/L*/Reel/sho?"}, "shot\nshow\n"},
         {{"ls", "id=n2"}, "day 1\nshot\nshow\n"},
         {{"ls", "-l", "/Library/Reel/s*"}, longList},
+        {{"ls", shot_, "id=n1"}, host_ + ":" + shot_ + ":\nshot\n\n" + host_ + ":id=n1:\nReel\n"},
+        {{"ls", "-R", "/Library", "--sort", "name"}, "Reel\nReel/day 1\nReel/shot\nReel/show\n"},
+        {{"ls", "--sort", "frames", "/Library/Reel"}, "shot\nshow\nday 1\n"},
+        {{"find", "--print0", "id=n1"}, std::string("id=n1\0id=n2\0id=n3\0id=n4\0id=n5\0", 30)},
+        {{"du", "-h"}, "384 B\t3\t2\t/\n"},
         {{"tree", "/Library"},
          host_ + ":/Library\n└── Reel\n    ├── day 1\n    ├── shot\n    └── show\n"},
         {{"find", "--name", "sh*t"}, shot_ + "\n"},
@@ -42,8 +48,8 @@ TEST_F(BrowseTest, ListsAreFieldsBetweenTabs) {
 
 TEST_F(BrowseTest, JsonHasStableKeys) {
     const std::tuple<Words, std::string, std::string> cases[] = {
-        {{"ls"}, "nodes", "id name "},
-        {{"ls", "-l"}, "nodes", "format frames id name type "},
+        {{"ls"}, "nodes", "host id name path "},
+        {{"ls", "-l"}, "nodes", "format frames host id name path type "},
         {{"du"}, "use", "bytes clips frames path "},
         {{"info"}, "", "host product protocol schema storageId vendor version "},
         {{"bench", shot_}, "measurements", "count megabytesPerSecond perSecond seconds what "},
@@ -75,6 +81,55 @@ TEST_F(BrowseTest, AListCostsOneRequestBesidesTheWayThere) {
     EXPECT_EQ(way + "GetNodeType n1\nGetNodeTypeStr n1\n", requests({"ls", "-l"}));
     const std::string errors = run({"--trace", "cat", "--raw", shot_, "-f", "0"}).errors;
     EXPECT_NE(std::string::npos, errors.find(" 7550 < done, 96 bytes follow\n")) << errors;
+}
+
+TEST_F(BrowseTest, PatternsMatchCharactersAndNotBytes) {
+    output({"mkdir", "/\xC3\xA9\xE6\xBC\xA2", "/\xFF"});
+    EXPECT_EQ("\xC3\xA9\xE6\xBC\xA2\n", output({"ls", "/??"}));
+    EXPECT_EQ("\xC3\xA9\xE6\xBC\xA2\n", output({"ls", "/[\xC3\xA8-\xC3\xAA]*"}));
+    EXPECT_EQ("\xFF\n", output({"ls", "/?"}));
+}
+
+TEST_F(BrowseTest, NoDepthIsLeftOut) {
+    std::string path = "/deep";
+    for (int i = 1; i < 110; ++i)
+        path += "/" + std::to_string(i);
+    output({"mkdir", "-p", path});
+    output({"mkclip", path + "/clip", "--format", "8x4x24", "--frames", "1"});
+    EXPECT_EQ(path + "/clip\n", output({"find", "/deep", "--name", "clip"}));
+    EXPECT_EQ(path.substr(6) + "/clip\n",
+              output({"ls", "-R", "/deep", "--sort", "size"}).substr(0, path.size()));
+    EXPECT_EQ("96\t1\t1\t/deep\n", output({"du", "/deep"}));
+    EXPECT_EQ(110, json({"tree", "/deep"})["nodes"]);
+    Script loop{call("GetRootNode ", "ok n0")};
+    loop.insert(loop.end(), 1001, call("GetChildren n0", "ok n0,a"));
+    ScriptedServer server;
+    loop.push_back(awaitClose);
+    server.commands(loop);
+    const ToolResult result = ToolProgram(server.host(), folder_, {"find"}).finish();
+    EXPECT_NE(std::string::npos, result.errors.find("more than 1000 levels")) << result.errors;
+}
+
+TEST_F(ToolTest, OneBadClipSpoilsNoListing) {
+    ScriptedServer server;
+    Script script{call("GetRootNode ", "ok n0"), call("GetChildren n0", "ok n1,bad,n2,good")};
+    for (const std::string id : {"n1", "n2"}) {
+        for (const auto& [method, reply] : {std::pair{"GetNodeType ", "ok 1 0"},
+                                            {"GetNodeTypeStr ", "ok Clip"},
+                                            {"GetFrames ", "ok f"}})
+            script.push_back(call(method + id, reply));
+        script.push_back(call("GetClipFormat " + id,
+                              id == "n1" ? "error None" : "ok 1 1 24 3 3 1 30 x 4 none "));
+    }
+    script.push_back(awaitClose);
+    server.commands(script);
+    const ToolResult result = ToolProgram(server.host(), folder_, {"ls", "-l"}).finish();
+    EXPECT_EQ(6, result.status);
+    const std::string reason =
+        "can't ask the clip's format on " + std::string(server.host()) + ":7549: None";
+    EXPECT_EQ("lantrix: " + reason + "\n", result.errors);
+    EXPECT_EQ("Clip\t1\t" + reason + "\tn1\tbad\nClip\t1\t1x1x24x3@30 x progressive\tn2\tgood\n",
+              result.output);
 }
 
 // Frames announced ahead would wait for delayed acknowledgements, 40 ms each.
@@ -115,6 +170,12 @@ TEST_F(BrowseTest, EditsDoWhatTheySay) {
     output({"meta", "set", "/Library", "file", "--file", "text"});
     EXPECT_EQ("file\nnote\n", output({"meta", "ls", "/Library"}));
     EXPECT_EQ(text + "\n", output({"meta", "get", "/Library", "note"}));
+    write("nul", std::string("a\0b", 3));
+    fails(2, {"meta", "set", "/Library", "note", "--file", "nul"}, {"byte 1 is a NUL"});
+    fails(2, {"meta", "set", "/Library", "note"}, {"--empty"});
+    EXPECT_EQ(text, output({"meta", "get", "/Library", "note", "--raw"}));
+    output({"meta", "set", "/Library", "note", "--empty"});
+    EXPECT_EQ("", output({"meta", "get", "/Library", "note", "--raw"}));
     EXPECT_EQ(text + "\n", json({"meta", "get", "/Library", "file"})["text"]);
     EXPECT_EQ("removed " + host_ + ":" + shot_ + "\nremoved " + host_ + ":/Library/Reel/show\n",
               run({"rm", "/Library/Reel/sho*"}).errors);

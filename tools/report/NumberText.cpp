@@ -10,6 +10,19 @@ std::string shortNumber(double number) {
     return text;
 }
 
+std::string byteText(long long bytes) {
+    constexpr const char* units[] = {"kB", "MB", "GB", "TB", "PB", "EB"};
+    if (bytes < 1000)
+        return std::to_string(bytes) + " B";
+    double number = static_cast<double>(bytes) / 1000;
+    std::size_t unit = 0;
+    for (; number >= 999.95; ++unit)
+        number /= 1000;
+    char text[32];
+    std::snprintf(text, sizeof text, "%.1f %s", number, units[unit]);
+    return text;
+}
+
 std::string countText(std::size_t count, const std::string& noun) {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }

@@ -10,6 +10,9 @@ namespace tool {
 /// A number without zeros at its end: "2.5", "25".
 [[nodiscard]] std::string shortNumber(double number);
 
+/// Bytes in the unit that leaves up to four digits: "512 B", "27.6 MB".
+[[nodiscard]] std::string byteText(long long bytes);
+
 /// "1 frame", "6 frames".
 [[nodiscard]] std::string countText(std::size_t count, const std::string& noun);
 

@@ -109,6 +109,20 @@ void Output::table(const std::string& key, const std::vector<Json>& rows) {
     }
 }
 
+void Output::tables(const std::string& key, const std::vector<Table>& tables) {
+    std::vector<Json> rows;
+    for (const Table& one : tables) {
+        rows.insert(rows.end(), one.rows.begin(), one.rows.end());
+        if (options_.json)
+            continue;
+        if (tables.size() > 1)
+            print((&one == &tables.front() ? "" : "\n") + printableText(one.heading) + ":\n");
+        table(key, one.rows);
+    }
+    if (options_.json)
+        table(key, rows);
+}
+
 void Output::record(const Json& fields) {
     if (options_.json) {
         printJson(fields);

@@ -24,6 +24,12 @@ public:
     /// One row for each JSON object, whose members are the columns; all rows have the same. JSON:
     /// an array under \p key. Tables for people have headings.
     void table(const std::string& key, const std::vector<Json>& rows);
+    /// Tables behind each other, each below its heading when there are several. JSON: one array.
+    struct Table {
+        std::string heading;
+        std::vector<Json> rows;
+    };
+    void tables(const std::string& key, const std::vector<Table>& tables);
     /// One line for each member. JSON: the members beside the schema.
     void record(const Json& fields);
     /// Lines that only people read, and their data for programs.

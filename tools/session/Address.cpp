@@ -2,7 +2,10 @@
 
 #include "tools/report/Failure.h"
 
+#include <clocale>
+
 #include <fnmatch.h>
+#include <locale.h>
 
 namespace tool {
 
@@ -90,7 +93,15 @@ bool isNamePattern(const std::string& text) {
 }
 
 bool matchesNamePattern(const std::string& pattern, const std::string& name) {
-    return fnmatch(pattern.c_str(), name.c_str(), 0) == 0;
+    // The user's locale may have other characters; names on servers are UTF-8.
+    static const locale_t utf8 = ::newlocale(LC_CTYPE_MASK, "C.UTF-8", locale_t{});
+    const locale_t before = utf8 != locale_t{} ? ::uselocale(utf8) : locale_t{};
+    int result = ::fnmatch(pattern.c_str(), name.c_str(), 0);
+    if (before != locale_t{})
+        ::uselocale(before);
+    if (result != 0 && result != FNM_NOMATCH) // not UTF-8: as bytes
+        result = ::fnmatch(pattern.c_str(), name.c_str(), 0);
+    return result == 0;
 }
 
 void checkNewName(const std::string& name, const std::string& parentId, const std::string& type) {

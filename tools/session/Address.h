@@ -11,14 +11,14 @@ namespace tool {
 
 struct Address {
     std::string host;
-    std::vector<std::string> components; ///< Of the display path; none for the root and for ids.
+    std::vector<std::string> components; ///< Of the display path, or from a node with an id on.
     std::string nodeId;                  ///< Not empty exactly for "id=NODE".
 
     /// The display path, "/" for the root, or "id=NODE".
     [[nodiscard]] std::string path() const;
     /// As people write it: "HOST:" and path().
     [[nodiscard]] std::string text() const { return host + ":" + path(); }
-    /// The last component of the path; "" for the root and for ids.
+    /// The last component; "" for the root, and for ids that were given.
     [[nodiscard]] std::string name() const;
     /// The address of the node above; only for paths that are not the root.
     [[nodiscard]] Address parent() const;

@@ -20,6 +20,8 @@ std::vector<FoundNode> childrenOf(Session& session, const FoundNode& node) {
         session.call("list '" + node.address.path() + "'",
                      [&] { return node.handle.getChild(i, child); });
         children.push_back({node.address.child(session.name(child)), child});
+        if (!node.address.nodeId.empty()) // the path from the root is not known
+            children.back().address.nodeId = child.getNodeId().id();
     }
     return children;
 }

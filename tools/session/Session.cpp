@@ -51,6 +51,12 @@ std::string Session::name(const LantrixNodeHandle& node) {
     return name.c_str();
 }
 
+std::string Session::typeName(const LantrixNodeHandle& node) {
+    LantrixStr type;
+    call("ask the kind of a node", [&] { return node.getNodeTypeStr(type); });
+    return type.c_str();
+}
+
 Failure Session::noSuchNode(const LantrixNodeHandle& node) {
     const std::string id = node.getNodeId().id();
     return Failure(Status::NodeNotFound, "there is no node with the id '" + id + "' on " +

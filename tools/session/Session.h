@@ -39,6 +39,8 @@ public:
     }
 
     [[nodiscard]] LantrixNodeHandle root();
+    /// The kind of a node as the server names it.
+    [[nodiscard]] std::string typeName(const LantrixNodeHandle& node);
     [[nodiscard]] bool isClip(const LantrixNodeHandle& node);
     [[nodiscard]] LantrixClipFormat format(const LantrixNodeHandle& clip);
     [[nodiscard]] int countFrames(const LantrixNodeHandle& clip);

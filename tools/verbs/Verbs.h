@@ -11,7 +11,9 @@ namespace tool {
 
 struct Context;
 
-/// ls, tree, stat, find, du, frames.
+/// ls.
+void addListVerb(CLI::App& app, Context& context);
+/// tree, stat, find, du, frames, with ls.
 void addBrowseVerbs(CLI::App& app, Context& context);
 /// mkdir, mkclip, rm, link.
 void addEditVerbs(CLI::App& app, Context& context);

@@ -1,16 +1,22 @@
 #include "image/PixelLayout.h"
 #include "tools/report/Json.h"
+#include "tools/report/NumberText.h"
 #include "tools/report/PrintableText.h"
-#include "tools/session/NodeSearch.h"
+#include "tools/session/TreeWalk.h"
 #include "tools/verbs/AddVerb.h"
 #include "tools/verbs/FrameOptions.h"
 #include "tools/verbs/Verbs.h"
+
+#include <limits>
 
 namespace tool {
 
 namespace {
 
-constexpr int deepestTree = 100; // a server that lists a node below itself ends here
+// The digits that a float has: 23.976, not 23.97599983.
+double rounded(float number) {
+    return std::stod(shortNumber(static_cast<double>(number)));
+}
 
 Json formatFields(const LantrixClipFormat& format) {
     return {{"width", format.width()},
@@ -18,132 +24,61 @@ Json formatFields(const LantrixClipFormat& format) {
             {"bitsPerPixel", format.bitsPerPixel()},
             {"channels", format.numChannels()},
             {"frameBufferSize", format.frameBufferSize()},
-            {"frameRate", format.frameRate()},
-            {"pixelRatio", format.pixelRatio()},
+            {"frameRate", rounded(format.frameRate())},
+            {"pixelRatio", rounded(format.pixelRatio())},
             {"scanFormat", LantrixClipFormat::scanFormatStr(format.scanFormat())},
             {"formatTag", format.formatTag()},
             {"metaDataTag", format.metaDataTag()},
             {"metaData", format.metaData()}};
 }
 
-std::string typeOf(Session& session, const LantrixNodeHandle& node) {
-    LantrixStr type;
-    session.call("ask the kind of a node", [&] { return node.getNodeTypeStr(type); });
-    return type.c_str();
-}
-
-// ---- ls
-
-struct LsArguments {
-    std::vector<std::string> addresses{"/"};
-    bool isLong = false;
-    bool recursive = false;
-};
-
-class Listing {
-public:
-    Listing(Context& context, const LsArguments& arguments)
-        : context_(context), arguments_(arguments) {}
-
-    void add(const Address& address) {
-        Session session(browsingOptions(context_.options), address.host);
-        for (const FoundNode& node : findNodes(session, address)) {
-            if (node.address.path() != address.path()) { // a pattern lists what it matches
-                addRow(session, node, node.address.name());
-            } else {
-                addChildren(session, node, "", 0);
-            }
-        }
-    }
-    void show() { context_.output.table("nodes", rows_); }
-
-private:
-    void addChildren(Session& session, const FoundNode& node, const std::string& prefix,
-                     int depth) {
-        const std::vector<FoundNode> children = childrenOf(session, node);
-        if (children.empty() && depth == 0 && session.isClip(node.handle)) {
-            addRow(session, node, session.name(node.handle)); // as a file lists itself
-        }
-        for (const FoundNode& child : children) {
-            const std::string name = prefix + child.address.name();
-            addRow(session, child, name);
-            if (arguments_.recursive && depth < deepestTree) {
-                addChildren(session, child, name + "/", depth + 1);
-            }
-        }
-    }
-
-    void addRow(Session& session, const FoundNode& node, const std::string& name) {
-        if (!arguments_.isLong) {
-            context_.options.json
-                ? rows_.push_back({{"name", name}, {"id", node.handle.getNodeId().id()}})
-                : rows_.push_back({{"name", name}});
-            return;
-        }
-        Json row = {{"type", typeOf(session, node.handle)},
-                    {"frames", nullptr},
-                    {"format", nullptr},
-                    {"id", node.handle.getNodeId().id()},
-                    {"name", name}};
-        if (session.isClip(node.handle)) {
-            row["frames"] = session.countFrames(node.handle);
-            row["format"] = image::describeFormat(session.format(node.handle));
-        }
-        rows_.push_back(row);
-    }
-
-    Context& context_;
-    const LsArguments& arguments_;
-    std::vector<Json> rows_;
-};
-
-void runLs(Context& context, const LsArguments& arguments) {
-    Listing listing(context, arguments);
-    for (const std::string& address : arguments.addresses) {
-        listing.add(parseAddress(address, context.options.host));
-    }
-    listing.show();
-}
-
 // ---- tree
 
 struct TreeArguments {
     std::string address = "/";
-    int depth = deepestTree;
+    int depth = std::numeric_limits<int>::max();
 };
 
-struct Tree {
-    std::string lines;
-    std::size_t count = 0;
-};
+class Tree {
+public:
+    Tree(Session& session, Troubles& troubles, int depth)
+        : walk_(session, troubles), depth_(depth) {}
 
-Json drawTree(Session& session, const FoundNode& node, int depth, const std::string& indent,
-              Tree& tree) {
-    Json below = Json::array();
-    if (depth <= 0) {
+    Json draw(const FoundNode& node, int level = 1, const std::string& indent = "") {
+        Json below = Json::array();
+        if (level > depth_)
+            return below;
+        const std::vector<FoundNode> children = walk_.children(node, level);
+        for (const FoundNode& child : children) {
+            const bool isLast = &child == &children.back();
+            const std::string name = child.address.name();
+            lines_ += indent + (isLast ? "└── " : "├── ") + printableText(name) + "\n";
+            ++count_;
+            below.push_back({{"name", name}, {"id", child.handle.getNodeId().id()}});
+            below.back()["children"] = draw(child, level + 1, indent + (isLast ? "    " : "│   "));
+        }
         return below;
     }
-    const std::vector<FoundNode> children = childrenOf(session, node);
-    for (const FoundNode& child : children) {
-        const bool isLast = &child == &children.back();
-        const std::string name = child.address.name();
-        tree.lines += indent + (isLast ? "└── " : "├── ") + printableText(name) + "\n";
-        ++tree.count;
-        below.push_back({{"name", name}, {"id", child.handle.getNodeId().id()}});
-        below.back()["children"] =
-            drawTree(session, child, depth - 1, indent + (isLast ? "    " : "│   "), tree);
-    }
-    return below;
-}
+    [[nodiscard]] const std::string& lines() const { return lines_; }
+    [[nodiscard]] std::size_t count() const { return count_; }
+
+private:
+    TreeWalk walk_;
+    const int depth_;
+    std::string lines_;
+    std::size_t count_ = 0;
+};
 
 void runTree(Context& context, const TreeArguments& arguments) {
     const Address address = parseAddress(arguments.address, context.options.host);
     Session session(browsingOptions(context.options), address.host);
-    const FoundNode top{address, findNode(session, address)};
-    Tree tree;
-    const Json children = drawTree(session, top, arguments.depth, "", tree);
-    context.output.text(address.text() + "\n" + tree.lines,
-                        {{"path", address.path()}, {"nodes", tree.count}, {"children", children}});
+    Troubles troubles(context.output);
+    Tree tree(session, troubles, arguments.depth);
+    const Json children = tree.draw({address, findNode(session, address)});
+    context.output.text(
+        address.text() + "\n" + tree.lines(),
+        {{"path", address.path()}, {"nodes", tree.count()}, {"children", children}});
+    troubles.finish();
 }
 
 // ---- stat
@@ -175,7 +110,7 @@ void runStat(Context& context, const StatArguments& arguments) {
                    {"path", address.path()},
                    {"id", node.handle.getNodeId().id()},
                    {"name", session.name(node.handle)},
-                   {"type", typeOf(session, node.handle)},
+                   {"type", session.typeName(node.handle)},
                    {"typeNumber", number},
                    {"isClip", isClip},
                    {"children", childrenOf(session, node).size()},
@@ -187,75 +122,111 @@ void runStat(Context& context, const StatArguments& arguments) {
     context.output.record(fields);
 }
 
-// ---- find and du: both walk
-
-using Visit = std::function<void(const FoundNode&)>;
-
-void walk(Session& session, const FoundNode& node, const Visit& visit, int depth = 0) {
-    visit(node);
-    if (depth == deepestTree) {
-        return;
-    }
-    for (const FoundNode& child : childrenOf(session, node)) {
-        walk(session, child, visit, depth + 1);
-    }
-}
+// ---- find
 
 struct FindArguments {
     std::string address = "/";
     std::string name = "*";
     std::string kind;
+    bool print0 = false;
+};
+
+class Search {
+public:
+    Search(Context& context, const FindArguments& arguments)
+        : context_(context), arguments_(arguments), troubles_(context.output) {}
+
+    void run(const Address& address) {
+        Session session(browsingOptions(context_.options), address.host);
+        for (const FoundNode& top : findNodes(session, address)) {
+            take(session, top);
+            TreeWalk(session, troubles_)
+                .visitBelow(
+                    top, [&](const FoundNode& node, const std::string&) { take(session, node); });
+        }
+        show();
+        troubles_.finish();
+    }
+
+private:
+    void take(Session& session, const FoundNode& node) {
+        bool isWanted = matchesNamePattern(arguments_.name, node.address.name());
+        if (isWanted && !arguments_.kind.empty())
+            troubles_.attempt(
+                [&] { isWanted = session.isClip(node.handle) == (arguments_.kind == "clip"); });
+        if (!isWanted)
+            return;
+        rows_.push_back({{"path", node.address.path()}});
+        if (context_.options.json)
+            rows_.back()["id"] = node.handle.getNodeId().id();
+    }
+    void show() {
+        if (!arguments_.print0) {
+            context_.output.table("nodes", rows_);
+            return;
+        }
+        std::string paths;
+        for (const Json& row : rows_)
+            paths += row["path"].get<std::string>() + '\0';
+        context_.output.text(paths, {{"nodes", rows_}});
+    }
+
+    Context& context_;
+    const FindArguments& arguments_;
+    Troubles troubles_;
+    std::vector<Json> rows_;
 };
 
 void runFind(Context& context, const FindArguments& arguments) {
-    const Address address = parseAddress(arguments.address, context.options.host);
-    Session session(browsingOptions(context.options), address.host);
-    std::vector<Json> rows;
-    for (const FoundNode& top : findNodes(session, address)) {
-        walk(session, top, [&](const FoundNode& node) {
-            if (!matchesNamePattern(arguments.name, node.address.name()) ||
-                (!arguments.kind.empty() &&
-                 session.isClip(node.handle) != (arguments.kind == "clip"))) {
-                return;
-            }
-            rows.push_back({{"path", node.address.path()}});
-            if (context.options.json) {
-                rows.back()["id"] = node.handle.getNodeId().id();
-            }
-        });
-    }
-    context.output.table("nodes", rows);
+    Search(context, arguments).run(parseAddress(arguments.address, context.options.host));
 }
+
+// ---- du
 
 struct DuArguments {
     std::vector<std::string> addresses{"/"};
+    bool human = false;
 };
 
-Json diskUse(Session& session, const FoundNode& top) {
+Json diskUse(Session& session, Troubles& troubles, const FoundNode& top, bool human) {
     long long clips = 0;
     long long frames = 0;
     long long bytes = 0;
-    walk(session, top, [&](const FoundNode& node) {
-        if (session.isClip(node.handle)) {
-            const int count = session.countFrames(node.handle);
+    const auto count = [&](const FoundNode& node) {
+        troubles.attempt([&] {
+            if (!session.isClip(node.handle))
+                return;
             ++clips;
-            frames += count;
-            bytes += static_cast<long long>(count) * session.format(node.handle).frameBufferSize();
-        }
+            const int held = session.countFrames(node.handle);
+            frames += held;
+            bytes += 1LL * held * session.format(node.handle).frameBufferSize();
+        });
+    };
+    TreeWalk(session, troubles).visitBelow(top, [&](const FoundNode& node, const std::string&) {
+        count(node);
     });
-    return {{"bytes", bytes}, {"frames", frames}, {"clips", clips}, {"path", top.address.path()}};
+    count(top);
+    Json row = {
+        {"bytes", bytes}, {"frames", frames}, {"clips", clips}, {"path", top.address.path()}};
+    if (human)
+        row["bytes"] = byteText(bytes);
+    return row;
 }
 
 void runDu(Context& context, const DuArguments& arguments) {
+    const bool human = arguments.human && !context.options.json;
     std::vector<Json> rows;
+    Troubles troubles(context.output);
     for (const std::string& text : arguments.addresses) {
         const Address address = parseAddress(text, context.options.host);
-        Session session(browsingOptions(context.options), address.host);
-        for (const FoundNode& top : findNodes(session, address)) {
-            rows.push_back(diskUse(session, top));
-        }
+        troubles.attempt([&] {
+            Session session(browsingOptions(context.options), address.host);
+            for (const FoundNode& top : findNodes(session, address))
+                rows.push_back(diskUse(session, troubles, top, human));
+        });
     }
     context.output.table("use", rows);
+    troubles.finish();
 }
 
 // ---- frames
@@ -285,20 +256,6 @@ void runFrames(Context& context, const FramesArguments& arguments) {
 
 // ---- on the command line
 
-void addLs(CLI::App& app, Context& context) {
-    addVerb<LsArguments>(
-        app, context,
-        {"ls", "List the children of a node, or what a pattern matches",
-         "lantrix ls -l farm:/Library/Reel/sh*"},
-        runLs, [](CLI::App& verb, LsArguments& ls) {
-            verb.add_option("ADDRESS", ls.addresses, "Nodes; the root unless given");
-            verb.add_flag(
-                "-l,--long", ls.isLong,
-                "Kind, frames and format too: 2 requests more for each node, 4 for a clip");
-            verb.add_flag("-R,--recursive", ls.recursive, "What lies below, too");
-        });
-}
-
 void addTree(CLI::App& app, Context& context) {
     addVerb<TreeArguments>(
         app, context,
@@ -325,8 +282,10 @@ void addFind(CLI::App& app, Context& context) {
         runFind, [](CLI::App& verb, FindArguments& find) {
             verb.add_option("ADDRESS", find.address, "Where to begin; the root unless given");
             verb.add_option("--name", find.name, "A shell pattern");
-            verb.add_option("--kind", find.kind, "Only clips, or only what is none")
+            verb.add_option("--kind", find.kind, "Only clips, or only other nodes")
                 ->check(CLI::IsMember({"clip", "folder"}));
+            verb.add_flag("-0,--print0", find.print0,
+                          "The paths as they are, each with a NUL behind it, for xargs -0");
         });
 }
 
@@ -335,7 +294,9 @@ void addDu(CLI::App& app, Context& context) {
         app, context,
         {"du", "Add up the frames below a node and their bytes", "lantrix du '/Library/*'"}, runDu,
         [](CLI::App& verb, DuArguments& du) {
+            verb.set_help_flag("--help", "Print this help message and exit"); // -h is taken
             verb.add_option("ADDRESS", du.addresses, "Nodes; the root unless given");
+            verb.add_flag("-h,--human-readable", du.human, "Bytes as kB, MB, GB or TB");
         });
 }
 
@@ -352,7 +313,7 @@ void addFrames(CLI::App& app, Context& context) {
 } // namespace
 
 void addBrowseVerbs(CLI::App& app, Context& context) {
-    addLs(app, context);
+    addListVerb(app, context);
     addTree(app, context);
     addStat(app, context);
     addFind(app, context);

@@ -85,9 +85,8 @@ bool startsWith(const std::string& text, const std::string& start) {
 Candidates remotePaths(const Options& options, const std::string& word) {
     const std::string path = word.empty() || word.back() == ':' ? word + "/" : word;
     const std::size_t slash = path.rfind('/');
-    if (slash == std::string::npos || (path.front() != '/' && !looksLikeAddress(path))) {
+    if (slash == std::string::npos || (path.front() != '/' && !looksLikeAddress(path)))
         return {};
-    }
     const std::string folder = path.substr(0, slash + 1);
     const Address address = parseAddress(folder, options.host);
     Session session(options, address.host);
@@ -99,9 +98,8 @@ Candidates remotePaths(const Options& options, const std::string& word) {
             candidates.push_back(folder + child.address.name());
         }
     }
-    if (matches.size() == 1 && !session.isClip(matches[0].handle)) {
+    if (matches.size() == 1 && !session.isClip(matches[0].handle))
         candidates[0] += "/";
-    }
     return candidates;
 }
 
@@ -110,9 +108,8 @@ Candidates choicesOf(const CLI::Option& option) {
     const std::string type = option.get_type_name();
     const std::size_t open = type.find('{');
     Candidates choices;
-    if (open == std::string::npos) {
+    if (open == std::string::npos)
         return choices;
-    }
     std::size_t start = open + 1;
     const std::size_t close = type.find('}', open);
     while (start < close) {
@@ -130,9 +127,8 @@ public:
 
     void take(const std::string& word) {
         if (valueOf_ != nullptr) {
-            if (valueOf_->check_lname("host")) {
+            if (valueOf_->check_lname("host"))
                 options_.host = word;
-            }
             valueOf_ = nullptr;
         } else if (startsWith(word, "-")) {
             valueOf_ = optionWithValue(word);
@@ -165,9 +161,8 @@ private:
     [[nodiscard]] const CLI::Option* optionWithValue(const std::string& name) const {
         for (const CLI::App* level = verb_; level != nullptr; level = level->get_parent()) {
             const CLI::Option* option = level->get_option_no_throw(name);
-            if (option != nullptr) {
+            if (option != nullptr)
                 return option->get_items_expected_max() > 0 ? option : nullptr;
-            }
         }
         return nullptr;
     }
@@ -186,9 +181,8 @@ private:
         Candidates names;
         for (const CLI::App* level = verb_; level != nullptr; level = level->get_parent()) {
             for (const CLI::Option* option : level->get_options()) {
-                for (const std::string& name : option->get_lnames()) {
+                for (const std::string& name : option->get_lnames())
                     names.push_back("--" + name);
-                }
             }
         }
         std::sort(names.begin(), names.end()); // each level has its own --help
@@ -199,9 +193,8 @@ private:
     [[nodiscard]] Candidates positionalValues(const std::string& word) const {
         const auto options =
             verb_->get_options([](const CLI::Option* option) { return option->get_positional(); });
-        if (options.empty()) {
+        if (options.empty())
             return {};
-        }
         const CLI::Option& option = *options[std::min(positionals_, options.size() - 1)];
         Candidates choices = choicesOf(option);
         return choices.empty() ? remotePaths(options_, word) : choices;
@@ -225,17 +218,14 @@ void completeWords(const CLI::App& app, const Options& options, Candidates words
     std::signal(SIGALRM, endQuietly);
     ::alarm(1);
     const std::string current = words.empty() ? "" : words.back();
-    if (!words.empty()) {
+    if (!words.empty())
         words.pop_back();
-    }
     CommandLine line(app, options);
-    for (const std::string& word : words) {
+    for (const std::string& word : words)
         line.take(word);
-    }
     try {
-        for (const std::string& candidate : line.complete(current)) {
+        for (const std::string& candidate : line.complete(current))
             std::printf("%s\n", candidate.c_str());
-        }
     } catch (const Failure&) {
         return; // the failure shows when the command is run
     }

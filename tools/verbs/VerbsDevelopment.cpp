@@ -23,9 +23,8 @@ void setProtocol(DevServerOptions& server, const std::string& text) {
     const std::size_t dot = text.find('.');
     const auto major = devInteger<int>(text.substr(0, dot));
     const auto minor = devInteger<int>(dot == std::string::npos ? "" : text.substr(dot + 1));
-    if (!major || !minor) {
+    if (!major || !minor)
         throw Failure(Status::Usage, "'" + text + "' is no protocol version like 2.6");
-    }
     server.protocolMajor = *major;
     server.protocolMinor = *minor;
 }
@@ -41,9 +40,8 @@ void runServe(Context& context, const ServeArguments& arguments) {
     std::cout << "Serving " << options.root << " on " << options.listen << ", ports "
               << DevServer::commandPort << " and " << DevServer::framePort << "; Ctrl-C ends."
               << std::endl;
-    while (!wasInterrupted() && !wasAskedToEnd.load()) {
+    while (!wasInterrupted() && !wasAskedToEnd.load())
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
 }
 
 } // namespace

@@ -1,12 +1,16 @@
 #include "image/LocalFile.h"
 #include "tools/report/Json.h"
 #include "tools/report/NearestName.h"
+#include "tools/report/PrintableText.h"
 #include "tools/session/NodeSearch.h"
 #include "tools/verbs/AddVerb.h"
 #include "tools/verbs/Verbs.h"
 
 #include <iostream>
 #include <iterator>
+#include <optional>
+
+#include <unistd.h>
 
 namespace tool {
 
@@ -17,8 +21,10 @@ struct MetaArguments {
     std::string stream;
     std::string filter = "*";
     int depth = 1;
-    std::string text;
+    std::optional<std::string> text;
     std::string file;
+    bool isEmpty = false;
+    bool raw = false;
 };
 
 std::vector<std::string> streamNames(Session& session, const LantrixNodeHandle& node) {
@@ -34,19 +40,17 @@ std::vector<std::string> streamNames(Session& session, const LantrixNodeHandle& 
 }
 
 void checkWord(const std::string& word, const char* what) {
-    if (word.empty() || word.find_first_of(" \t\n") != std::string::npos) {
+    if (word.empty() || word.find_first_of(" \t\n") != std::string::npos)
         throw Failure(Status::Usage, "'" + word + "' can't be sent as the " + what +
                                          ": it is empty or holds blanks");
-    }
 }
 
 void runList(Context& context, const MetaArguments& arguments) {
     const Address address = parseAddress(arguments.address, context.options.host);
     Session session(browsingOptions(context.options), address.host);
     std::vector<Json> rows;
-    for (const std::string& name : streamNames(session, findNode(session, address))) {
+    for (const std::string& name : streamNames(session, findNode(session, address)))
         rows.push_back({{"stream", name}});
-    }
     context.output.table("streams", rows);
 }
 
@@ -67,6 +71,11 @@ void runList(Context& context, const MetaArguments& arguments) {
         .with("missing", stream);
 }
 
+// A text has lines, and a terminal obeys all else; whoever reads a pipe wants the bytes.
+std::string shownText(const std::string& text) {
+    return ::isatty(STDOUT_FILENO) != 0 ? printableText(text, "\n\t") : text;
+}
+
 void runGet(Context& context, const MetaArguments& arguments) {
     checkWord(arguments.stream, "stream");
     checkWord(arguments.filter, "filter");
@@ -83,14 +92,18 @@ void runGet(Context& context, const MetaArguments& arguments) {
         explainRefusal(session, node, arguments.stream, failure);
     }
     context.output.text(
-        std::string(text.c_str()) + "\n",
+        arguments.raw ? text.c_str() : shownText(text.c_str()) + "\n",
         {{"path", address.path()}, {"stream", arguments.stream}, {"text", text.c_str()}});
 }
 
 std::string textToSet(const MetaArguments& arguments) {
-    if (arguments.file.empty()) {
-        return arguments.text;
-    }
+    const int sources =
+        (arguments.text ? 1 : 0) + (arguments.file.empty() ? 0 : 1) + (arguments.isEmpty ? 1 : 0);
+    if (sources != 1)
+        throw Failure(Status::Usage, "give the text, or --file FILE, or --empty for a text of "
+                                     "no bytes: one of these");
+    if (arguments.file.empty())
+        return arguments.text.value_or("");
     constexpr std::size_t mostBytes = std::size_t{16} << 20;
     if (arguments.file != "-") {
         const image::Bytes bytes = image::readFile(arguments.file, mostBytes);
@@ -103,6 +116,9 @@ void runSet(Context& context, const MetaArguments& arguments) {
     checkWord(arguments.stream, "stream");
     const Address address = parseAddress(arguments.address, context.options.host);
     const std::string text = textToSet(arguments);
+    if (const std::size_t nul = text.find('\0'); nul != std::string::npos)
+        throw Failure(Status::Usage, "the text can't be sent: byte " + std::to_string(nul) +
+                                         " is a NUL, which ends a text");
     const std::string what = "'" + arguments.stream + "' of " + address.text() + " to " +
                              std::to_string(text.size()) + " bytes";
     Session session(context.options, address.host);
@@ -140,6 +156,7 @@ void addMetadataVerbs(CLI::App& app, Context& context) {
             verb.add_option("STREAM", arguments.stream, "The stream")->required();
             verb.add_option("--filter", arguments.filter, "Passed to the server; one word");
             verb.add_option("--depth", arguments.depth, "Passed to the server");
+            verb.add_flag("--raw", arguments.raw, "The bytes as they are, without a line feed");
         });
 
     addVerb<MetaArguments>(
@@ -149,10 +166,10 @@ void addMetadataVerbs(CLI::App& app, Context& context) {
         runSet, [](CLI::App& verb, MetaArguments& arguments) {
             verb.add_option("ADDRESS", arguments.address, "The node")->required();
             verb.add_option("STREAM", arguments.stream, "The stream")->required();
-            CLI::Option* text = verb.add_option("TEXT", arguments.text, "The text");
+            verb.add_option("TEXT", arguments.text, "The text");
             verb.add_option("--file", arguments.file,
-                            "Read the text from a file; - is standard input")
-                ->excludes(text);
+                            "Read the text from a file; - is standard input");
+            verb.add_flag("--empty", arguments.isEmpty, "Leave the stream without a text");
         });
 }
 

@@ -22,9 +22,8 @@ struct HostArguments {
 
 // "HOST", "HOST:" or an address of which only the host counts.
 std::string hostOf(const std::string& text, const Options& options) {
-    if (text.empty()) {
+    if (text.empty())
         return options.host;
-    }
     const bool isAddress = text.find(':') != std::string::npos || text.front() == '/';
     return isAddress ? parseAddress(text, options.host).host : text;
 }
@@ -127,9 +126,8 @@ private:
         const std::string check = port == Port::Commands ? "command port" : "frame port";
         const CoIoTcpDescriptor connection(host_.c_str(), static_cast<int>(port), 0, 0, 10);
         const std::string error = connection.lastError();
-        if (error.empty()) {
+        if (error.empty())
             return good(check, number + " accepts connections");
-        }
         const bool isRefused = error.find("Timed out") == std::string::npos;
         return bad(check, {Status::NoConnection, error},
                    isRefused ? "The host answers, but nothing listens on port " + number +
@@ -168,11 +166,10 @@ private:
                 [&] { return session.server().readFrame("lantrix-doctor", &byte, 1); },
                 Port::Frames);
         } catch (const Failure& failure) {
-            if (failure.status() != Status::Refused) {
+            if (failure.status() != Status::Refused)
                 return bad("frames", failure,
                            "The frame port takes connections and gives no answer: is it the "
                            "server's?");
-            }
         }
         return good("frames", "the frame port answers");
     }
@@ -187,18 +184,16 @@ void runDoctor(Context& context, const HostArguments& arguments) {
     Doctor doctor(context, host);
     doctor.run();
     std::vector<Json> rows;
-    for (const Finding& finding : doctor.findings()) {
+    for (const Finding& finding : doctor.findings())
         rows.push_back({{"check", finding.check},
                         {"ok", !finding.failure},
                         {"detail", finding.detail},
                         {"advice", finding.advice}});
-    }
     context.output.table("checks", rows);
-    if (const Finding& last = doctor.findings().back(); last.failure) {
+    if (const Finding& last = doctor.findings().back(); last.failure)
         throw Failure(last.failure->status(), host + " is not well: " + last.detail)
             .with("host", host)
             .with("advice", last.advice);
-    }
 }
 
 // ---- call
@@ -211,17 +206,15 @@ struct CallArguments {
 void runCall(Context& context, const CallArguments& arguments) {
     const Options& options = context.options;
     std::string text;
-    for (const std::string& word : arguments.words) {
+    for (const std::string& word : arguments.words)
         text += (text.empty() ? "" : " ") + word;
-    }
     if (options.dryRun) {
         context.output.wouldDo({"send " + arguments.method + " " + text});
         return;
     }
     std::optional<TraceRelay> relay;
-    if (options.trace) {
+    if (options.trace)
         relay.emplace(options.host);
-    }
     LantrixClientConnection connection((relay ? relay->address() : options.host).c_str(),
                                        static_cast<int>(Port::Commands));
     CallWatch watch([&] { connection.stop(); }, options.timeout);
@@ -251,11 +244,10 @@ void runTranslate(Context& context, const TranslateArguments& arguments) {
     const Options& options = context.options;
     std::vector<LantrixStr> from;
     for (const std::string& path : arguments.paths) {
-        if (path.find_first_of("\",") != std::string::npos) {
+        if (path.find_first_of("\",") != std::string::npos)
             throw Failure(Status::Usage, "'" + path +
                                              "' can't be sent: it holds a double quote "
                                              "or a comma");
-        }
         from.emplace_back(path.c_str());
     }
     std::vector<LantrixStr> to(from.size());
@@ -269,9 +261,8 @@ void runTranslate(Context& context, const TranslateArguments& arguments) {
             LantrixOS::strToOsType(arguments.toOs.c_str()));
     });
     std::vector<Json> rows;
-    for (std::size_t i = 0; i < from.size(); ++i) {
+    for (std::size_t i = 0; i < from.size(); ++i)
         rows.push_back({{"from", from[i].c_str()}, {"to", to[i].c_str()}});
-    }
     context.output.table("paths", rows);
 }
 
