@@ -3,11 +3,13 @@
 #include "base/loggerBase/src/CoText.h"
 #include "devserver/DevArguments.h"
 #include "devserver/DevError.h"
+#include "devserver/DevLimits.h"
 #include "devserver/DevText.h"
 #include "devserver/DevTreeNames.h"
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 namespace {
 
@@ -16,10 +18,14 @@ struct Call {
     DevTree& tree;
     const DevServerOptions& options;
     DevArguments& arguments;
+    const DevCommandService::Charge& charge;
 };
 
 // What the plug-in version query answers: the version of this server's way to keep a tree.
 constexpr char plugInVersion[] = "1 0";
+
+// While metadata becomes part of a description: unquoted, in the description, in its text.
+constexpr std::size_t copiesOfText = 3;
 
 std::string orNone(const char* tag) {
     return *tag == '\0' ? "none" : tag;
@@ -40,13 +46,18 @@ LantrixOS::OsType osOf(DevArguments& arguments, const char* what) {
 }
 
 // The ids of a clip's frames, as a list.
-std::string frameIds(std::string_view clip, std::size_t count) {
+std::string frameIds(const Call& call, std::string_view clip, std::size_t count) {
+    const std::string start = std::string(clip) + "-" + DevTreeNames::frameStart;
+    const std::size_t size = count * (start.size() + sizeof "1000000");
+    call.charge(size);
     std::string list;
-    for (std::size_t index = 0; index < count; ++index)
-        list.append(index == 0 ? "" : ",")
-            .append(clip)
-            .append("-")
-            .append(DevTreeNames::frameName(index));
+    list.reserve(size);
+    for (std::size_t index = 0; index < count; ++index) {
+        if (index > 0)
+            list += ',';
+        list.append(start);
+        devAppend(list, index);
+    }
     return list;
 }
 
@@ -85,8 +96,14 @@ std::string getRootNode(const Call&) {
 }
 
 std::string getChildren(const Call& call) {
+    const std::vector<DevIndex::Child> children = call.tree.children(call.arguments.rest());
+    std::size_t size = 0;
+    for (const auto& [number, node] : children)
+        size += DevTreeNames::folderName(number).size() + node->name.size() + 2;
+    call.charge(size);
     std::string list;
-    for (const auto& [number, node] : call.tree.children(call.arguments.rest())) {
+    list.reserve(size);
+    for (const auto& [number, node] : children) {
         if (!list.empty())
             list += ',';
         list.append(DevTreeNames::folderName(number)).append(1, ',').append(node->name);
@@ -139,12 +156,12 @@ std::string allocateFrames(const Call& call) {
         throw DevError("The number of frames is negative.");
     const LantrixClipFormat format = call.arguments.clipFormat();
     call.tree.allocateFrames(id, static_cast<std::size_t>(count), format);
-    return frameIds(id, static_cast<std::size_t>(count));
+    return frameIds(call, id, static_cast<std::size_t>(count));
 }
 
 std::string getFrames(const Call& call) {
     const std::string_view id = call.arguments.rest();
-    return frameIds(id, call.tree.clip(id)->frames);
+    return frameIds(call, id, call.tree.clip(id)->frames);
 }
 
 std::string getFramePaths(const Call& call) {
@@ -154,7 +171,12 @@ std::string getFramePaths(const Call& call) {
     (void)call.arguments.word("operating system's version");
     const DevTree::Node clip = call.tree.clip(id);
     const std::string folder = call.tree.frameFolder(id);
+    std::size_t size = (clip->frames - clip->links.size()) * (folder.size() + sizeof "f1000000");
+    for (const std::string& path : clip->links)
+        size += path.size() + 1;
+    call.charge(size);
     std::string list = devJoin(clip->links);
+    list.reserve(size);
     for (std::size_t index = clip->links.size(); index < clip->frames; ++index)
         list.append(index == 0 ? "" : ",").append(folder).append(DevTreeNames::frameName(index));
     return list;
@@ -209,12 +231,19 @@ std::string getMetaData(const Call& call) {
     const std::string stream = call.arguments.word("metadata stream");
     (void)call.arguments.word("filter");
     (void)call.arguments.number("depth");
-    return call.tree.stream(id, stream);
+    const DevTree::Node node = call.tree.node(id);
+    const auto found = node->streams.find(stream);
+    if (found == node->streams.end())
+        throw DevError("The node " + devQuoted(id) + " has no metadata stream " +
+                       devQuoted(stream) + ".");
+    call.charge(found->second.size());
+    return found->second;
 }
 
 std::string setMetaData(const Call& call) {
     const std::string id = call.arguments.word("node's id");
     const std::string stream = call.arguments.word("metadata stream");
+    call.charge(call.arguments.rest().size() * copiesOfText);
     call.tree.setStream(id, stream, call.arguments.escapedText("metadata"));
     return "";
 }
@@ -271,31 +300,33 @@ const Row& rowOf(const std::string& method, const DevServerOptions& options) {
 
 } // namespace
 
-DevCommandService::DevCommandService(DevTree& tree, const DevLog& log,
+DevCommandService::DevCommandService(DevTree& tree, DevFrameCache& cache, const DevLog& log,
                                      const DevServerOptions& options)
-    : tree_(tree), log_(log), options_(options) {}
+    : tree_(tree), cache_(cache), log_(log), options_(options) {}
 
 bool DevCommandService::asksForEnd(const rcCommand& request) {
     return std::strcmp(request.method(), "Shutdown") == 0;
 }
 
-rcResult DevCommandService::answer(const rcCommand& request) {
-    const std::string& value = request.value();
+rcResult DevCommandService::answer(const rcCommand& request, const Charge& charge) {
     if (log_.isVerbose())
-        log_(std::string(request.method()) + " " + value.substr(0, 200));
+        log_(std::string(request.method()) + " " + request.value().substr(0, 200));
     rcResult result;
     try {
-        if (value.find('\0') != std::string::npos)
-            throw DevError("The request holds a NUL byte.");
-        DevArguments arguments(value);
-        const std::string text =
-            rowOf(request.method(), options_).method({tree_, options_, arguments});
+        const std::string text = cache_.withDescriptors([&] {
+            DevArguments arguments(request.value());
+            return rowOf(request.method(), options_).method({tree_, options_, arguments, charge});
+        });
         result.setCode(rcResult::Ok);
         result.setValue(text.c_str());
     } catch (const DevError& error) {
         result.setCode(rcResult::Error);
         result.setValue(error.what());
-        log_(std::string(request.method()) + ": " + error.what());
+        log_(std::string(request.method()) + ": ", error.what());
+    } catch (const std::bad_alloc&) {
+        result.setCode(rcResult::Error);
+        result.setValue("The server has no memory left for this request.");
+        log_("A request found no memory: ", request.method());
     }
     return result;
 }

@@ -95,6 +95,14 @@ void devFlush(const DevDescriptor& file) {
             throw DevError(devSystemText("Can't flush to the disk", errno));
 }
 
+bool devLock(const DevDescriptor& file) {
+    if (::flock(file.get(), LOCK_EX | LOCK_NB) == 0)
+        return true;
+    if (errno != EWOULDBLOCK)
+        throw DevError(devSystemText("Can't lock the directory", errno));
+    return false;
+}
+
 void devWrite(const DevDescriptor& file, const char* data, std::size_t size) {
     while (size > 0) {
         const ssize_t count = ::write(file.get(), data, size);
@@ -210,20 +218,12 @@ std::vector<std::string> DevFolder::names() const {
 DevDescriptor DevFolder::lock(const std::string& name) const {
     const int flags = O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC;
     DevDescriptor file = opened(::openat(descriptor_.get(), name.c_str(), flags, fileMode), name);
-    if (::flock(file.get(), LOCK_EX | LOCK_NB) == 0)
-        return file;
-    if (errno != EWOULDBLOCK)
-        fail("lock", name);
-    return DevDescriptor();
+    return devLock(file) ? std::move(file) : DevDescriptor();
 }
 
 DevDescriptor DevFolder::lockItself() const {
     DevDescriptor folder = opened(::openat(descriptor_.get(), ".", folderFlags), ".");
-    if (::flock(folder.get(), LOCK_EX | LOCK_NB) == 0)
-        return folder;
-    if (errno != EWOULDBLOCK)
-        fail("lock", ".");
-    return DevDescriptor();
+    return devLock(folder) ? std::move(folder) : DevDescriptor();
 }
 
 DevAside::~DevAside() {

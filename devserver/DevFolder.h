@@ -34,6 +34,9 @@ private:
 /// Waits until the file, or folder, is on the disk.
 void devFlush(const DevDescriptor& file);
 
+/// Locks an open file or folder for as long as it is open; false when another holds the lock.
+[[nodiscard]] bool devLock(const DevDescriptor& file);
+
 /// Writes all of \p data.
 void devWrite(const DevDescriptor& file, const char* data, std::size_t size);
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <iterator>
 #include <utility>
 
 namespace {
@@ -87,14 +88,28 @@ DevFrameCache::Frame DevFrameCache::keep(DevOpenFrame& opened) {
     charged_ += kept_.front().charge;
     index_[frame.key] = kept_.begin();
     while (charged_ > bound_)
-        dropOldest();
+        drop(std::prev(kept_.end()));
     return kept;
 }
 
-void DevFrameCache::dropOldest() {
-    charged_ -= kept_.back().charge;
-    index_.erase(kept_.back().key);
-    kept_.pop_back();
+void DevFrameCache::drop(std::list<Kept>::iterator kept) {
+    charged_ -= kept->charge;
+    index_.erase(kept->key);
+    kept_.erase(kept);
+}
+
+bool DevFrameCache::dropFiles() {
+    const Lock lock(mutex_);
+    bool dropped = false;
+    for (auto kept = kept_.begin(); kept != kept_.end();) {
+        const auto next = std::next(kept);
+        if (kept->frame->file.isOpen()) {
+            drop(kept);
+            dropped = true;
+        }
+        kept = next;
+    }
+    return dropped;
 }
 
 void DevFrameCache::run() {
@@ -111,7 +126,7 @@ void DevFrameCache::run() {
         try {
             readAhead(frameId);
         } catch (const std::exception& error) {
-            log_("ReadAhead: " + std::string(error.what()));
+            log_("ReadAhead: ", error.what());
         }
     }
 }

@@ -8,6 +8,7 @@
 #ifndef DEVSERVER_DEVFRAMECACHE_H
 #define DEVSERVER_DEVFRAMECACHE_H
 
+#include "devserver/DevError.h"
 #include "devserver/DevLog.h"
 #include "devserver/DevTree.h"
 
@@ -46,6 +47,21 @@ public:
     /// change unseen, and for one that is too large.
     Frame keep(DevOpenFrame& opened);
 
+    /// Closes the files that are kept; false when there were none.
+    bool dropFiles();
+    /// What \p action gives. Where it fails for want of a descriptor, it is tried once more with
+    /// those of the files that are kept.
+    template <class Action>
+    auto withDescriptors(Action action) {
+        try {
+            return action();
+        } catch (const DevNoDescriptors&) {
+            if (!dropFiles())
+                throw;
+        }
+        return action();
+    }
+
 private:
     struct Kept {
         DevFrameKey key;
@@ -57,7 +73,7 @@ private:
     void readAhead(const std::string& frameId);
     [[nodiscard]] bool accepts(const DevFrame& frame) const;
     [[nodiscard]] std::size_t chargeOf(const DevFrame& frame) const;
-    void dropOldest();
+    void drop(std::list<Kept>::iterator kept);
 
     const DevTree& tree_;
     const DevLog& log_;

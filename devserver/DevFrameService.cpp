@@ -136,13 +136,14 @@ void DevFrameService::Session::write(const DevFrameRequest& request) {
 void DevFrameService::Session::store(const std::string& frameId, std::size_t size,
                                      std::size_t& left) {
     service_.tree_.checkWrite(frameId, size);
-    DevAsideFile file = service_.tree_.newFrameFile();
+    DevAsideFile file =
+        service_.cache_.withDescriptors([&] { return service_.tree_.newFrameFile(); });
     while (left > 0) {
         const std::string_view bytes = receive(left);
         left -= bytes.size();
         file.write(bytes.data(), bytes.size());
     }
-    service_.tree_.commitFrame(frameId, file, size);
+    service_.cache_.withDescriptors([&] { service_.tree_.commitFrame(frameId, file, size); });
 }
 
 void DevFrameService::Session::read(const DevFrameRequest& request) {
@@ -164,7 +165,8 @@ void DevFrameService::Session::sendFrame(const std::string& frameId, std::size_t
         sendKept(*kept, frame.size);
         return sendZeros(size - frame.size);
     }
-    DevOpenFrame opened = service_.tree_.openFrame(frameId);
+    DevOpenFrame opened =
+        service_.cache_.withDescriptors([&] { return service_.tree_.openFrame(frameId); });
     checkReadSize(opened.frame, size);
     trace(opened.file.isOpen() ? "ReadFrame: from disk" : "ReadFrame: never written", frameId);
     if (!opened.file.isOpen()) {
@@ -195,7 +197,7 @@ void DevFrameService::Session::sendFile(const DevDescriptor& file, std::size_t s
     try {
         sendThroughMemory(file, size, *sent);
     } catch (const DevError& error) {
-        service_.log_("ReadFrame: the connection is dropped: " + std::string(error.what()));
+        service_.log_("ReadFrame: the connection is dropped: ", error.what());
         throw ConnectionOver();
     }
 }
@@ -226,7 +228,7 @@ void DevFrameService::Session::send(std::string_view head, std::string_view body
 }
 
 void DevFrameService::Session::sendStatus(const std::string& text) {
-    service_.log_("Frame request refused: " + text);
+    service_.log_("Frame request refused: ", text);
     send(text, success);
 }
 

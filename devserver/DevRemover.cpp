@@ -49,9 +49,20 @@ void DevRemover::run() {
                 return;
             task = std::move(tasks_.front());
             tasks_.pop_front();
+            busy_ = true;
         }
         (void)attempt(task);
+        {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            busy_ = false;
+        }
+        changed_.notify_all();
     }
+}
+
+void DevRemover::await() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    changed_.wait(lock, [this] { return !busy_ && tasks_.empty(); });
 }
 
 // Children before the topmost, whose folder stays while any of them can't be set aside.

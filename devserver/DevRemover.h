@@ -31,6 +31,9 @@ public:
     /// Entries of "aside".
     void removeAside(std::vector<std::string> names);
 
+    /// Returns when all of them are removed.
+    void await();
+
 private:
     using Task = std::function<void()>;
 
@@ -45,6 +48,7 @@ private:
     std::mutex mutex_; // guards all that follows but the thread
     std::condition_variable changed_;
     std::deque<Task> tasks_;
+    bool busy_ = false;
     bool ending_ = false;
     std::thread thread_; // last: starts when all else is there
 };

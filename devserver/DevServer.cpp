@@ -1,10 +1,13 @@
 #include "devserver/DevServer.h"
 
 #include "devserver/DevClipOption.h"
+#include "devserver/DevCommandConnection.h"
 #include "devserver/DevCommandService.h"
+#include "devserver/DevDescriptorLimit.h"
 #include "devserver/DevFrameCache.h"
 #include "devserver/DevFrameService.h"
 #include "devserver/DevLimits.h"
+#include "devserver/DevMemory.h"
 #include "devserver/DevStream.h"
 
 #include <asio/io_context.hpp>
@@ -12,11 +15,14 @@
 #include <asio/post.hpp>
 #include <asio/steady_timer.hpp>
 
-#include <array>
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
+#include <cstring>
+#include <deque>
 #include <list>
 #include <mutex>
+#include <new>
 #include <stdexcept>
 #include <thread>
 #include <utility>
@@ -40,28 +46,48 @@ asio::ip::address listenAddress(const DevServerOptions& options) {
     return address;
 }
 
-tcp::acceptor listeningAcceptor(asio::io_context& context, const asio::ip::address& address,
-                                unsigned short port) {
-    try {
-        return tcp::acceptor(context, tcp::endpoint(address, port));
-    } catch (const std::system_error& error) {
-        throw std::runtime_error("Can't listen on port " + std::to_string(port) + " of " +
-                                 address.to_string() + ": " + error.code().message() + ".");
-    }
+[[noreturn]] void failToListen(const tcp::endpoint& endpoint, const std::error_code& error) {
+    throw std::runtime_error("Can't listen on port " + std::to_string(endpoint.port()) + " of " +
+                             endpoint.address().to_string() + ": " + error.message() + ".");
+}
+
+// Holds the port. Clients are refused until it listens.
+tcp::acceptor boundAcceptor(asio::io_context& context, const tcp::endpoint& endpoint) {
+    tcp::acceptor acceptor(context);
+    std::error_code error;
+    acceptor.open(endpoint.protocol(), error);
+    if (!error)
+        acceptor.set_option(asio::socket_base::reuse_address(true), error);
+    if (!error)
+        acceptor.bind(endpoint, error);
+    if (error)
+        failToListen(endpoint, error);
+    return acceptor;
 }
 
 bool knowsReadAhead(const DevServerOptions& options) {
     return std::make_pair(options.protocolMajor, options.protocolMinor) >= std::make_pair(2, 5);
 }
 
-void refuseLine(DevStream& stream) {
+std::string commandRefusal(const std::string& problem) {
     rcResult result;
     result.setCode(rcResult::Error);
-    result.setValue(
-        ("The request line is longer than " + std::to_string(DevLimits::requestLine) + " bytes.")
-            .c_str());
-    if (stream.write(result.escapedCommand()))
-        stream.finish();
+    result.setValue(problem.c_str());
+    return result.escapedCommand();
+}
+
+std::string frameRefusal(const std::string& problem) {
+    return problem + '\0';
+}
+
+constexpr std::chrono::milliseconds acceptPause{100};
+
+// Each has its socket and, now and then, a file; some are the server's own.
+std::uint64_t connectionsServed() {
+    constexpr std::uint64_t own = 32;
+    const std::uint64_t limit = devDescriptorLimit();
+    return std::min<std::uint64_t>(limit > own ? (limit - own) / 2 : 0,
+                                   DevServer::maximumConnections);
 }
 
 // A client that is gone is noticed by results, also where sending knows no flag against the signal.
@@ -83,22 +109,26 @@ public:
 
 private:
     using Serve = void (Impl::*)(DevStream&);
+    using Refusal = std::string (*)(const std::string& problem);
 
     // One port and what its connections are served by.
     struct Listener {
         Listener(asio::io_context& context, const asio::ip::address& address, unsigned short port,
-                 Serve serveConnection)
-            : acceptor(listeningAcceptor(context, address, port)), pause(context),
-              serve(serveConnection) {}
+                 Serve serveConnection, Refusal refusalText)
+            : acceptor(boundAcceptor(context, {address, port})), pause(context),
+              serve(serveConnection), refusal(refusalText) {}
 
         tcp::acceptor acceptor;
         asio::steady_timer pause;
         const Serve serve;
+        const Refusal refusal; // as the connection's clients expect an error
     };
 
     struct Connection {
-        explicit Connection(tcp::socket socket) : stream(std::move(socket)) {}
+        Connection(tcp::socket socket, std::string from, std::chrono::seconds idle)
+            : address(std::move(from)), stream(std::move(socket), idle) {}
 
+        const std::string address;
         DevStream stream;
         std::thread thread;
     };
@@ -107,16 +137,19 @@ private:
     void makeClips();
 
     // In the accepting thread.
+    void listen(Listener& listener);
     void accept(Listener& listener);
     void accepted(Listener& listener, const std::error_code& error, tcp::socket socket);
-    void startConnection(tcp::socket socket, Serve serve);
+    void startConnection(tcp::socket socket, const Listener& listener);
+    [[nodiscard]] std::string reasonToRefuse(const std::string& address) const;
+    void refuse(tcp::socket socket, const std::string& problem, Refusal refusal);
     void closeListeners();
     void endByRequest();
 
     // In a connection's thread.
     void runConnection(Connections::iterator connection, Serve serve);
+    void serveStream(DevStream& stream, Serve serve);
     void serveCommands(DevStream& stream);
-    [[nodiscard]] bool answer(DevStream& stream, const rcCommand& request);
     void serveFrames(DevStream& stream) { frameService_.serve(stream); }
 
     void endConnections();
@@ -130,30 +163,37 @@ private:
     Listener frameListener_;
     DevTree tree_;
     DevFrameCache cache_;
+    DevMemory memory_;
     DevCommandService commandService_;
     DevFrameService frameService_;
 
     std::mutex mutex_; // guards the connections
     std::condition_variable connectionEnded_;
     Connections running_;
-    std::vector<std::thread> ended_; // about to return; to be joined
-    std::thread acceptThread_;       // last: starts when all else is there
+    Connections ended_;               // their threads are about to return; to be joined
+    std::deque<tcp::socket> refused_; // of the accepting thread: closed when their clients had time
+    std::thread acceptThread_;        // last: starts when all else is there
 };
 
 DevServer::Impl::Impl(DevServerOptions options)
     : options_(std::move(options)), log_(options_.log, options_.verbose),
-      commandListener_(context_, listenAddress(options_), commandPort, &Impl::serveCommands),
-      frameListener_(context_, listenAddress(options_), framePort, &Impl::serveFrames),
+      commandListener_(context_, listenAddress(options_), commandPort, &Impl::serveCommands,
+                       commandRefusal),
+      frameListener_(context_, listenAddress(options_), framePort, &Impl::serveFrames,
+                     frameRefusal),
       tree_(options_.root, options_.sync, log_), cache_(tree_, log_, options_.prefetchBytes),
-      commandService_(tree_, log_, options_),
+      memory_(options_.memoryBytes), commandService_(tree_, cache_, log_, options_),
       frameService_(tree_, cache_, log_, knowsReadAhead(options_)) {
     makeClips();
-    accept(commandListener_);
-    accept(frameListener_);
+    listen(commandListener_);
+    listen(frameListener_);
     acceptThread_ = std::thread([this] { context_.run(); });
     log_("Listening on " + options_.listen +
          ". The protocol has no authentication: whoever "
          "reaches this address can read and change everything.");
+    log_("The process may have " + std::to_string(devDescriptorLimit()) +
+         " descriptors, which serve " + std::to_string(connectionsServed()) +
+         " connections at once.");
 }
 
 DevServer::Impl::~Impl() {
@@ -172,11 +212,26 @@ void DevServer::Impl::makeClips() {
     }
 }
 
+void DevServer::Impl::listen(Listener& listener) {
+    std::error_code error;
+    listener.acceptor.listen(asio::socket_base::max_listen_connections, error);
+    if (error)
+        failToListen(listener.acceptor.local_endpoint(), error);
+    accept(listener);
+}
+
+// Without memory for it this may pass as well.
 void DevServer::Impl::accept(Listener& listener) {
-    listener.acceptor.async_accept(
-        unwatched_, [this, &listener](const std::error_code& error, tcp::socket socket) {
-            accepted(listener, error, std::move(socket));
-        });
+    for (;;) {
+        try {
+            return listener.acceptor.async_accept(
+                unwatched_, [this, &listener](const std::error_code& error, tcp::socket socket) {
+                    accepted(listener, error, std::move(socket));
+                });
+        } catch (const std::bad_alloc&) {
+            std::this_thread::sleep_for(acceptPause);
+        }
+    }
 }
 
 void DevServer::Impl::accepted(Listener& listener, const std::error_code& error,
@@ -184,81 +239,102 @@ void DevServer::Impl::accepted(Listener& listener, const std::error_code& error,
     if (!listener.acceptor.is_open())
         return;
     if (!error) {
-        startConnection(std::move(socket), listener.serve);
+        startConnection(std::move(socket), listener);
         return accept(listener);
     }
     // Most likely no descriptor is left, which may pass.
-    log_("Can't accept a connection: " + error.message());
-    listener.pause.expires_after(std::chrono::milliseconds(100));
+    log_("Can't accept a connection: ", std::strerror(error.value()));
+    refused_.clear();
+    if (cache_.dropFiles())
+        return accept(listener);
+    listener.pause.expires_after(acceptPause);
     listener.pause.async_wait([this, &listener](const std::error_code& cancelled) {
         if (!cancelled)
             accept(listener);
     });
 }
 
-void DevServer::Impl::startConnection(tcp::socket socket, Serve serve) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    joinEnded();
-    if (running_.size() == maximumConnections)
-        return log_("A connection is refused: there are " + std::to_string(maximumConnections) +
-                    " already.");
-    running_.emplace_back(std::move(socket));
-    const auto connection = std::prev(running_.end());
+void DevServer::Impl::startConnection(tcp::socket socket, const Listener& listener) {
     try {
-        connection->thread =
-            std::thread([this, connection, serve] { runConnection(connection, serve); });
-    } catch (const std::system_error& error) {
-        running_.pop_back();
-        log_("A connection is refused: " + std::string(error.what()));
+        std::error_code gone;
+        const std::string address = socket.remote_endpoint(gone).address().to_string();
+        const std::lock_guard<std::mutex> lock(mutex_);
+        joinEnded();
+        const std::string problem = reasonToRefuse(address);
+        if (!problem.empty())
+            return refuse(std::move(socket), problem, listener.refusal);
+        running_.emplace_back(std::move(socket), address, options_.idle);
+        const auto connection = std::prev(running_.end());
+        try {
+            connection->thread = std::thread(
+                [this, connection, serve = listener.serve] { runConnection(connection, serve); });
+        } catch (...) {
+            running_.pop_back();
+            throw;
+        }
+    } catch (const std::exception& error) {
+        log_("A connection is refused: ", error.what());
     }
+}
+
+std::string DevServer::Impl::reasonToRefuse(const std::string& address) const {
+    if (running_.size() >= maximumConnections)
+        return "There are " + std::to_string(maximumConnections) +
+               " connections already: this one is refused.";
+    const auto share =
+        std::count_if(running_.begin(), running_.end(), [&address](const Connection& connection) {
+            return connection.address == address;
+        });
+    if (static_cast<std::size_t>(share) >= options_.connectionsPerAddress)
+        return "The address " + address + " has " + std::to_string(options_.connectionsPerAddress) +
+               " connections already, which is its share: this one is refused.";
+    return "";
+}
+
+// Closed at once, the connection would take the text with it that says why.
+void DevServer::Impl::refuse(tcp::socket socket, const std::string& problem, Refusal refusal) {
+    constexpr std::size_t mostRefused = 32;
+    log_(problem);
+    const std::string text = refusal(problem);
+    std::error_code ignored;
+    socket.non_blocking(true, ignored);
+    socket.send(asio::buffer(text), 0, ignored);
+    socket.shutdown(tcp::socket::shutdown_send, ignored);
+    if (refused_.size() == mostRefused)
+        refused_.pop_front();
+    refused_.push_back(std::move(socket));
 }
 
 void DevServer::Impl::runConnection(Connections::iterator connection, Serve serve) {
     dropBrokenPipeSignals();
-    const std::string peer = connection->stream.peer();
-    if (log_.isVerbose())
-        log_("Connected: " + peer);
+    DevStream& stream = connection->stream;
     try {
-        (this->*serve)(connection->stream);
+        serveStream(stream, serve);
     } catch (const std::exception& error) {
-        log_("The connection of " + peer + " is dropped: " + error.what());
+        log_("A connection is dropped: ", error.what());
     }
-    if (log_.isVerbose())
-        log_("Disconnected: " + peer);
+    if (stream.wasIdle())
+        log_("A connection is closed, on which nothing has moved for too long: ", stream.peer());
     const std::lock_guard<std::mutex> lock(mutex_);
-    ended_.push_back(std::move(connection->thread));
-    running_.erase(connection);
+    stream.close();
+    ended_.splice(ended_.end(), running_, connection);
     connectionEnded_.notify_all();
 }
 
-void DevServer::Impl::serveCommands(DevStream& stream) {
-    std::array<char, 16384> buffer;
-    rcCommand request;
-    std::size_t length = 0;
-    while (const std::size_t count = stream.read(buffer.data(), buffer.size())) {
-        for (std::size_t i = 0; i < count; ++i) {
-            if (request.appendChar(buffer[i])) {
-                if (!answer(stream, request))
-                    return;
-                request = rcCommand();
-                length = 0;
-            } else if (++length > DevLimits::requestLine) {
-                return refuseLine(stream);
-            }
-        }
-    }
+void DevServer::Impl::serveStream(DevStream& stream, Serve serve) {
+    if (log_.isVerbose())
+        log_("Connected: ", stream.peer());
+    (this->*serve)(stream);
+    if (log_.isVerbose())
+        log_("Disconnected: ", stream.peer());
 }
 
-// False when the connection is over.
-bool DevServer::Impl::answer(DevStream& stream, const rcCommand& request) {
-    const rcResult result = commandService_.answer(request);
-    if (request.type() == rcCommand::Sync && !stream.write(result.escapedCommand()))
-        return false;
-    if (!DevCommandService::asksForEnd(request))
-        return true;
+void DevServer::Impl::serveCommands(DevStream& stream) {
+    DevCommandConnection connection(commandService_, memory_, stream, log_);
+    if (connection.serve() != DevCommandConnection::End::ServerShallEnd)
+        return;
     log_("A client has asked for the server's end.");
     asio::post(context_, [this] { endByRequest(); });
-    return false;
 }
 
 void DevServer::Impl::endByRequest() {
@@ -286,8 +362,8 @@ void DevServer::Impl::endConnections() {
 }
 
 void DevServer::Impl::joinEnded() {
-    for (std::thread& thread : ended_)
-        thread.join();
+    for (Connection& connection : ended_)
+        connection.thread.join();
     ended_.clear();
 }
 

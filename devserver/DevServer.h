@@ -18,7 +18,7 @@ class DevServer {
 public:
     static constexpr unsigned short commandPort = 7549;
     static constexpr unsigned short framePort = 7550;
-    /// A further connection is closed at once, with a line in the log.
+    /// A further connection is told so and closed, with a line in the log.
     static constexpr std::size_t maximumConnections = 1024;
 
     /// Opens the directory, makes the clips and listens. The error names the port and address that

@@ -3,6 +3,7 @@
 #ifndef DEVSERVER_DEVSERVEROPTIONS_H
 #define DEVSERVER_DEVSERVEROPTIONS_H
 
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <string>
@@ -36,10 +37,17 @@ struct DevServerOptions {
     /// Bound of the frames that are kept at hand, read before or announced with "ReadAhead", in
     /// bytes. Large ones are in the system's file cache, which gives way to other needs.
     std::size_t prefetchBytes = std::size_t{256} << 20;
+    /// Ends a connection on which nothing has moved for so long; zero never does.
+    std::chrono::seconds idle{0};
+    /// Bound of what the requests and replies of all connections take of memory together; small
+    /// ones are always served.
+    std::size_t memoryBytes = std::size_t{512} << 20;
+    /// Connections of one address; a further one is told so and closed.
+    std::size_t connectionsPerAddress = 512;
     /// Log each request too.
     bool verbose = false;
-    /// Takes one line of the log, without a line feed; null drops it. Called from the server's
-    /// threads, by one at a time.
+    /// Takes one line of the log, without a line feed and of 2 KiB at most; null drops it. Called
+    /// from the server's threads, by one at a time; what it waits for, the service waits for.
     std::function<void(const std::string& line)> log;
     /// Called once when a client has asked for the server's end, after its reply was sent and both
     /// ports were closed. stop() is still to be called, from another thread.

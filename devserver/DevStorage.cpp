@@ -9,12 +9,11 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <iterator>
 #include <random>
 
 namespace {
 
-constexpr char lockName[] = "lock";
-constexpr char storageName[] = "storage.json";
 constexpr char storageAsideName[] = "storage.json.new";
 
 // Node numbers are reserved on disk in blocks, so that no number is ever used again.
@@ -31,10 +30,10 @@ std::string absolutePath(const std::string& root) {
 
 // The folder "aside" is emptied later: a directory that somebody else uses must not be taken.
 void checkOurs(const DevFolder& root, const std::string& path) {
-    if (root.openFile(storageName).isOpen())
+    if (root.openFile(DevTreeNames::storage).isOpen())
         return;
     for (const std::string& name : root.names())
-        if (name != lockName && name != storageAsideName)
+        if (name != DevTreeNames::lock && name != storageAsideName)
             throw DevError("The directory " + devQuoted(path) +
                            " is neither empty nor a server's: it holds " + devQuoted(name) + ".");
 }
@@ -67,7 +66,7 @@ DevStorage::DevStorage(const std::string& root, DevSync sync, const DevLog& log)
 
 void DevStorage::takeDirectory() {
     readOnly_ = !root_.isWritable();
-    lock_ = readOnly_ ? root_.lockItself() : root_.lock(lockName);
+    lock_ = readOnly_ ? root_.lockItself() : root_.lock(DevTreeNames::lock);
     if (!lock_.isOpen())
         throw DevError("The directory " + devQuoted(path_) + " is in use by another server.");
     if (readOnly_)
@@ -77,7 +76,8 @@ void DevStorage::takeDirectory() {
 void DevStorage::openStorage() {
     if (!readOnly_)
         root_.remove(storageAsideName);
-    const std::optional<std::string> text = root_.read(storageName, DevLimits::description);
+    const std::optional<std::string> text =
+        root_.read(DevTreeNames::storage, DevLimits::description);
     if (!text) {
         storageId_ = randomStorageId();
         return saveStorage(reservedNumber_);
@@ -87,7 +87,7 @@ void DevStorage::openStorage() {
         storageId_ = storage.at("storageId").get<std::string>();
         nextNumber_ = reservedNumber_ = storage.at("nextNode").get<std::uint64_t>();
     } catch (const nlohmann::json::exception& error) {
-        throw DevError("Can't read '" + path_ + "/" + storageName + "': " + error.what());
+        throw DevError("Can't read '" + path_ + "/" + DevTreeNames::storage + "': " + error.what());
     }
 }
 
@@ -98,7 +98,7 @@ void DevStorage::saveStorage(std::uint64_t reserved) const {
     file.write(text.data(), text.size());
     if (sync_ != DevSync::None)
         file.flush();
-    file.moveTo(root_, storageName);
+    file.moveTo(root_, DevTreeNames::storage);
     flush(root_);
 }
 
@@ -113,12 +113,26 @@ DevStorage::Numbers DevStorage::numbersIn(const DevFolder& folder) {
     return numbers;
 }
 
+// Without power a node may be left in both places: it was not destroyed then.
+DevStorage::Numbers DevStorage::destroyed() const {
+    const Numbers present = nodes();
+    const Numbers aside = numbersIn(aside_);
+    Numbers destroyed;
+    std::set_difference(aside.begin(), aside.end(), present.begin(), present.end(),
+                        std::back_inserter(destroyed));
+    return destroyed;
+}
+
 std::vector<std::string> DevStorage::unfinished() const {
     std::vector<std::string> names;
-    if (aside_.isOpen())
-        for (const std::string& name : aside_.names())
-            if (!DevTreeNames::numberIn<std::uint64_t>(name, 'n'))
-                names.push_back(name);
+    if (!aside_.isOpen())
+        return names;
+    const Numbers remains = destroyed();
+    for (const std::string& name : aside_.names()) {
+        const auto number = DevTreeNames::numberIn<std::uint64_t>(name, 'n');
+        if (!number || !std::binary_search(remains.begin(), remains.end(), *number))
+            names.push_back(name);
+    }
     return names;
 }
 

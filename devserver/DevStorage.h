@@ -37,9 +37,9 @@ public:
 
     /// The nodes that have a folder, that are being destroyed, and that have no parent.
     [[nodiscard]] Numbers nodes() const { return numbersIn(nodes_); }
-    [[nodiscard]] Numbers destroyed() const { return numbersIn(aside_); }
+    [[nodiscard]] Numbers destroyed() const;
     [[nodiscard]] Numbers lost() const { return numbersIn(lost_); }
-    /// What is left in "aside" of writes that were cut short.
+    /// What is left in "aside" of writes and destructions that were cut short.
     [[nodiscard]] std::vector<std::string> unfinished() const;
 
     /// A number that no node ever had.

@@ -6,6 +6,7 @@
 
 #include <asio/ip/tcp.hpp>
 
+#include <chrono>
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -13,8 +14,10 @@
 
 class DevStream {
 public:
-    /// \p socket is connected and blocking. Small writes leave at once.
-    explicit DevStream(asio::ip::tcp::socket socket);
+    /// \p socket is connected and blocking. Small writes leave at once. A peer that vanished
+    /// without a word is found out within minutes, one that moves nothing for \p idle ends the
+    /// stream; zero waits for ever.
+    DevStream(asio::ip::tcp::socket socket, std::chrono::seconds idle);
 
     /// Waits for bytes; 0 when there will be none.
     [[nodiscard]] std::size_t read(char* data, std::size_t size);
@@ -29,14 +32,22 @@ public:
     /// Ends the sending side, so that what was written arrives although the peer is still sending,
     /// and waits for the peer to close.
     void finish();
+    /// Gives the socket back; nothing is called after this.
+    void close();
     /// Ends all waiting, now and later. May be called from another thread.
     void interrupt();
     /// "ADDRESS:PORT" of the peer.
     [[nodiscard]] const std::string& peer() const { return peer_; }
+    /// True when it was ended because nothing moved.
+    [[nodiscard]] bool wasIdle() const { return wasIdle_; }
 
 private:
+    /// After a failed call: whether it is to be repeated.
+    [[nodiscard]] bool mayRepeat();
+
     asio::ip::tcp::socket socket_;
     std::string peer_;
+    bool wasIdle_ = false;
 };
 
 #endif

@@ -21,6 +21,12 @@ template <class Integer>
     return value;
 }
 
+/// Appends the number in decimal, without a text of its own.
+inline void devAppend(std::string& text, std::size_t number) {
+    char digits[24];
+    text.append(digits, std::to_chars(digits, digits + sizeof digits, number).ptr);
+}
+
 /// The finite number with a decimal point that \p text is.
 [[nodiscard]] std::optional<float> devFloat(std::string_view text);
 

@@ -112,15 +112,6 @@ void DevTree::destroyNode(std::string_view id) {
     remover_.removeNodes(std::move(nodes));
 }
 
-std::string DevTree::stream(std::string_view id, const std::string& name) const {
-    const Node found = node(id);
-    const auto stream = found->streams.find(name);
-    if (stream == found->streams.end())
-        throw DevError("The node " + devQuoted(id) + " has no metadata stream " + devQuoted(name) +
-                       ".");
-    return stream->second;
-}
-
 void DevTree::setStream(std::string_view id, const std::string& name, const std::string& text) {
     devCheckStreamName(name);
     const std::uint64_t number = numberOf(id);

@@ -49,7 +49,6 @@ public:
     /// With all below it; their space is freed later. The root can't be destroyed.
     void destroyNode(std::string_view id);
 
-    [[nodiscard]] std::string stream(std::string_view id, const std::string& name) const;
     void setStream(std::string_view id, const std::string& name, const std::string& text);
 
     // Of clips only.
@@ -63,6 +62,9 @@ public:
                     const LantrixClipFormat& format);
     /// The clip at a path of names, made with the nodes above it unless it is there.
     void ensureClip(const std::vector<std::string>& path, const LantrixClipFormat& format);
+
+    /// Returns when the space of all that was destroyed is free.
+    void awaitRemovals() { remover_.await(); }
 
     [[nodiscard]] DevFrame frame(std::string_view frameId) const;
     /// A linked file must hold a frame at least; its first bytes are the frame.

@@ -15,9 +15,12 @@
 namespace DevTreeNames {
 
 constexpr std::uint64_t rootNumber = 0;
+constexpr char lock[] = "lock";
+constexpr char storage[] = "storage.json";
 constexpr char nodes[] = "nodes";
 constexpr char aside[] = "aside";
 constexpr char lost[] = "lost";
+constexpr char frameStart[] = "f";
 constexpr char descriptionName[] = "node.json";
 
 inline std::string folderName(std::uint64_t node) {
@@ -25,7 +28,7 @@ inline std::string folderName(std::uint64_t node) {
 }
 
 inline std::string frameName(std::size_t index) {
-    return "f" + std::to_string(index);
+    return frameStart + std::to_string(index);
 }
 
 inline std::string frameId(std::uint64_t node, std::size_t index) {

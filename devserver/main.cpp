@@ -1,6 +1,9 @@
 // lantrixd: the development server as a program.
 #include "devserver/DevServer.h"
 
+#include "devserver/DevCheck.h"
+#include "devserver/DevDescriptorLimit.h"
+#include "devserver/DevLogWriter.h"
 #include "devserver/DevText.h"
 
 #include <CLI/CLI.hpp>
@@ -10,6 +13,12 @@
 #include <csignal>
 #include <iostream>
 #include <map>
+
+#include <sys/time.h>
+#include <unistd.h>
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 
 namespace {
 
@@ -29,7 +38,9 @@ void setProtocol(const std::string& text, DevServerOptions& options) {
     options.protocolMinor = *minor;
 }
 
-void addOptions(CLI::App& program, DevServerOptions& options) {
+enum class Mode { Serve, Check, Repair };
+
+void addOptions(CLI::App& program, DevServerOptions& options, Mode& mode) {
     program.set_version_flag("--version", "lantrixd " LANTRIX_VERSION);
     program
         .add_option("--root", options.root, "The directory that keeps the tree; made when missing")
@@ -70,20 +81,57 @@ void addOptions(CLI::App& program, DevServerOptions& options) {
                     "A clip to make unless it is there, with the nodes above it; may be repeated")
         ->type_name("PATH=WxHxBITS[xCHANNELS][@RATE]")
         ->allow_extra_args(false);
+    program
+        .add_option_function<int>(
+            "--idle", [&options](int seconds) { options.idle = std::chrono::seconds(seconds); },
+            "Close a connection on which nothing has moved for so long; 0 never does")
+        ->type_name("SECONDS")
+        ->default_str("0")
+        ->check(CLI::Range(0, 1000000).description(""));
+    program.add_flag_callback(
+        "--check", [&mode] { mode = Mode::Check; },
+        "Say what is wrong in the directory, change nothing, and end");
+    program.add_flag_callback(
+        "--repair", [&mode] { mode = Mode::Repair; },
+        "Mend what is wrong in the directory as far as possible, say what was done, and end");
     program.add_flag("--verbose", options.verbose, "Log each connection and request");
+}
+
+// True when nothing is wrong, or nothing any more.
+bool check(const std::string& root, Mode mode) {
+    const DevTell tell = [](const std::string& line) { std::cout << line << std::endl; };
+    const std::size_t findings = mode == Mode::Check ? devCheck(root, tell) : devRepair(root, tell);
+    std::cout << (findings == 0 ? "Nothing is wrong." : std::to_string(findings) + " findings.")
+              << std::endl;
+    return findings == 0;
+}
+
+// What was acknowledged is kept at any moment, so that no state is worth waiting for.
+void endNow(int) {
+    ::_exit(0);
+}
+
+// What still runs when the time is up ends with the process.
+void endWithinASecond() {
+    std::signal(SIGALRM, endNow);
+    const itimerval almost{{0, 0}, {0, 800000}};
+    ::setitimer(ITIMER_REAL, &almost, nullptr);
 }
 
 // Serves until a signal arrives or a client asks for the end.
 void serve(DevServerOptions options) {
     asio::io_context context;
-    asio::signal_set signals(context, SIGINT, SIGTERM);
-    signals.async_wait([](const std::error_code&, int) {});
-    options.log = [](const std::string& line) { std::cerr << "lantrixd: " << line << std::endl; };
+    std::signal(SIGINT, endNow); // while it starts
+    std::signal(SIGTERM, endNow);
+    options.log = DevLogWriter(STDERR_FILENO, "lantrixd: ");
     options.shutdownRequested = [&context] { context.stop(); };
     DevServer server(options);
+    asio::signal_set signals(context, SIGINT, SIGTERM);
+    signals.async_wait([](const std::error_code&, int) {});
     std::cout << "lantrixd is ready on " << options.listen << ", ports " << DevServer::commandPort
               << " and " << DevServer::framePort << ", with " << options.root << std::endl;
     context.run();
+    endWithinASecond();
     server.stop();
 }
 
@@ -93,11 +141,19 @@ int main(int argc, char** argv) {
     // A reader of the log that is gone, or a limit of file sizes, is an error and not the end.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
+    devRaiseDescriptorLimit();
+#ifdef M_MMAP_THRESHOLD
+    // Large requests and replies go back to the system once they are served.
+    ::mallopt(M_MMAP_THRESHOLD, 1 << 18);
+#endif
     DevServerOptions options;
     CLI::App program(description, "lantrixd");
-    addOptions(program, options);
+    Mode mode = Mode::Serve;
+    addOptions(program, options, mode);
     CLI11_PARSE(program, argc, argv);
     try {
+        if (mode != Mode::Serve)
+            return check(options.root, mode) ? 0 : 1;
         serve(std::move(options));
         return 0;
     } catch (const std::exception& error) {

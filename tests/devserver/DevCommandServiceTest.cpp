@@ -20,7 +20,7 @@ protected:
         rcCommand request;
         request.setMethod(method.c_str());
         request.setValue(arguments.c_str());
-        const rcResult result = service_.answer(request);
+        const rcResult result = service_.answer(request, [](std::size_t) {});
         return std::string(rcResult::codeToStr(result.code())) + " " + result.value();
     }
 
@@ -31,7 +31,8 @@ private:
     ScratchDirectory scratch_;
     const DevLog log_{nullptr, false};
     DevTree tree_{scratch_ / "root", DevSync::None, log_};
-    DevCommandService service_{tree_, log_, options_};
+    DevFrameCache cache_{tree_, log_, 0};
+    DevCommandService service_{tree_, cache_, log_, options_};
 };
 
 TEST_F(DevCommandServiceTest, RepliesAreExact) {

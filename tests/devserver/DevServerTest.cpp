@@ -4,18 +4,24 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <deque>
 #include <future>
+#include <mutex>
 
 namespace {
 
 class DevServerTest : public testing::Test {
 protected:
-    DevServerOptions options(const std::string& address) const {
+    DevServerOptions options(const std::string& address) {
         DevServerOptions options;
         options.root = scratch_ / "root";
         options.listen = address;
         options.clips = {"Reel/clip=1024x1024x32"};
+        options.log = [this](const std::string& line) {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            log_ += line + "\n";
+        };
         return options;
     }
     static std::string errorOf(const DevServerOptions& options) {
@@ -27,7 +33,14 @@ protected:
         }
     }
 
+    bool isLogged(const std::string& text) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        return log_.find(text) != std::string::npos;
+    }
+
     ScratchDirectory scratch_;
+    std::mutex mutex_;
+    std::string log_;
     const std::string allocate_ = "AllocateFrames n2 2 1024 1024 32 4 4194304 1 30 t 4 m \"\"";
 };
 
@@ -83,6 +96,67 @@ TEST_F(DevServerTest, LinesHaveABoundThatTheErrorNames) {
     EXPECT_EQ(client("Ping x" + longest), "error The request line is longer than 16777216 bytes.");
     EXPECT_TRUE(client.isClosed());
     EXPECT_EQ(CommandClient("127.0.0.129")("Ping "), "ok ");
+}
+
+TEST_F(DevServerTest, WhatAWebPageSendsIsNotCarriedOut) {
+    const DevServer server(options("127.0.0.140"));
+    for (const std::string head : {"POST / HTTP/1.1\r\n\r\n", "P", "synch 0 ", "\n"}) {
+        CommandClient page("127.0.0.140");
+        page.send(head);
+        EXPECT_TRUE(page.isClosed());
+        page.send("sync 0 DestroyNode n1\nsync 0 Shutdown \n");
+    }
+    FrameClient page("127.0.0.140");
+    page.send("POST / HTTP/1.1\r\n\r\n" + frameRequest("WriteFrame", "n2-f0", "1") + "x");
+    EXPECT_EQ(page.receiveUntil('\0').substr(0, 15), "Unknown request");
+    EXPECT_TRUE(page.isClosed());
+    CommandClient client("127.0.0.140");
+    EXPECT_EQ(client("GetChildren n0"), "ok n1,Reel");
+    client.send(std::string("sync 0 Ping\0junk \n", 18));
+    EXPECT_EQ(client.receiveUntil('\n'), "error The request holds a NUL byte.");
+    EXPECT_TRUE(isLogged("is closed: what it sent is not a request, but 'POST / HTTP/1.1"));
+}
+
+TEST_F(DevServerTest, MemoryOfRequestsAndRepliesIsBounded) {
+    DevServerOptions bounded = options("127.0.0.141");
+    bounded.memoryBytes = std::size_t{4} << 20;
+    const DevServer server(bounded);
+    const std::string problem = "error Requests and replies may take 4194304 bytes of the server's "
+                                "memory together, which are not left for this one.";
+    CommandClient unfinished("127.0.0.141");
+    unfinished.send("sync 0 Ping " + std::string(1900000, 'x'));
+    CommandClient client("127.0.0.141");
+    EXPECT_EQ(client("AllocateFrames n2 9000 1 1 8 1 1 1 30 t 4 m \"\"").substr(0, 12),
+              "ok n2-f0,n2-"); // small enough to be served at any time
+    EXPECT_EQ(client("AllocateFrames n2 90000 1 1 8 1 1 1 30 t 4 m \"\""), problem);
+    CommandClient another("127.0.0.141");
+    EXPECT_EQ(another("Ping " + std::string(1900000, 'x')), problem);
+    EXPECT_TRUE(another.isClosed());
+    unfinished.close(false);
+    EXPECT_EQ(client("GetFrames n2").size(), 888892U);
+}
+
+TEST_F(DevServerTest, SilentConnectionsEndAndNoAddressTakesThemAll) {
+    DevServerOptions strict = options("127.0.0.142");
+    strict.idle = std::chrono::seconds(1);
+    strict.connectionsPerAddress = 2;
+    const DevServer server(strict);
+    CommandClient command("127.0.0.142");
+    FrameClient frame("127.0.0.142");
+    EXPECT_EQ(command("Ping "), "ok ");
+    const std::string problem = "The address 127.0.0.1 has 2 connections already, which is its "
+                                "share: this one is refused.";
+    EXPECT_EQ(CommandClient("127.0.0.142").receiveUntil('\n'), "error " + problem);
+    EXPECT_EQ(FrameClient("127.0.0.142").receiveUntil('\0'), problem);
+    asio::io_context context;
+    asio::ip::tcp::socket elsewhere(context, {asio::ip::make_address("127.0.0.143"), 0});
+    elsewhere.connect({asio::ip::make_address("127.0.0.142"), DevServer::commandPort});
+    RawClient other(std::move(elsewhere));
+    other.send("sync 0 Ping \n");
+    EXPECT_EQ(other.receiveUntil('\n'), "ok ");
+    EXPECT_TRUE(command.isClosed()); // after a second
+    EXPECT_TRUE(frame.isClosed());
+    EXPECT_EQ(CommandClient("127.0.0.142")("Ping "), "ok ");
 }
 
 TEST_F(DevServerTest, ShutdownIsAnsweredBeforeTheEnd) {

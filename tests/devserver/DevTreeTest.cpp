@@ -1,14 +1,13 @@
 #include "devserver/DevTree.h"
 
+#include "devserver/DevCheck.h"
 #include "devserver/DevClipOption.h"
 #include "devserver/DevError.h"
 #include "tests/devserver/RawClient.h"
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <filesystem>
-#include <thread>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -80,7 +79,7 @@ TEST_F(DevTreeTest, EverythingIsThereAfterReopening) {
     EXPECT_EQ(tree_->storageId(), storage);
     EXPECT_EQ(tree_->children(DevTree::rootId()).size(), 2U);
     EXPECT_EQ(tree_->node(folder)->name, name);
-    EXPECT_EQ(tree_->stream(clip_, "notes"), "line\n\xfe\tline");
+    EXPECT_EQ(tree_->node(clip_)->streams.at("notes"), "line\n\xfe\tline");
     EXPECT_EQ(tree_->clip(clip_)->frames, 3U);
     EXPECT_EQ(read(0) + read(1), "abcd");
     const LantrixClipFormat format = tree_->clip(clip_)->format;
@@ -102,8 +101,7 @@ TEST_F(DevTreeTest, WhatAKillLeftUnfinishedIsMended) {
 
     open();
     EXPECT_EQ(tree_->children(DevTree::rootId()).size(), 1U);
-    for (int i = 0; i < 500 && !std::filesystem::is_empty(root_ + "/aside"); ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(20)); // behind the opening
+    tree_->awaitRemovals();
     EXPECT_TRUE(std::filesystem::is_empty(root_ + "/aside"));
     EXPECT_FALSE(std::filesystem::exists(root_ + "/nodes/" + child));
     EXPECT_FALSE(std::filesystem::exists(root_ + "/nodes/" + below));
@@ -198,6 +196,38 @@ TEST_F(DevTreeTest, DamagedAndShortFilesAreErrors) {
     EXPECT_EQ(read(0), "abcd");
     EXPECT_NE(errorOf([&] { write(0, "wxyz"); }), "");
     EXPECT_EQ(contentsOf(linked), "abcde");
+}
+
+TEST_F(DevTreeTest, CheckTellsWhatRepairMends) {
+    const std::string folder = tree_->createNode(DevTree::rootId(), "f", DevNode::Plain, "");
+    const std::string child = tree_->createNode(folder, "c", DevNode::Plain, "");
+    write(0, "abcd");
+    std::string told;
+    const DevTell tell = [&told](const std::string& line) { told += line + "\n"; };
+    EXPECT_EQ(errorOf([&] { devCheck(root_, tell); }),
+              "The directory '" + root_ + "' is in use by a server.");
+    tree_.reset();
+    EXPECT_EQ(devCheck(root_, tell), 0U);
+    EXPECT_EQ(told, "");
+
+    std::filesystem::remove_all(root_ + "/nodes/" + folder);
+    std::filesystem::resize_file(file("f0"), 3);
+    std::filesystem::create_directory(file("f1"));
+    writeFile(root_ + "/aside/a9", "half");
+    EXPECT_EQ(devCheck(root_, tell), 4U);
+    for (const std::string& line :
+         {"nodes/" + clip_ + "/f0 has 3 bytes, a frame has 4.\n",
+          "nodes/" + clip_ + "/f1 is not a regular file.\n",
+          "nodes/" + child + ": its parent nodes/" + folder + " is missing.\n",
+          std::string("aside/a9 is left of what was not finished.\n")})
+        EXPECT_NE(told.find(line), std::string::npos) << line << told;
+    EXPECT_TRUE(std::filesystem::exists(root_ + "/aside/a9"));
+    EXPECT_EQ(devRepair(root_, tell), 3U); // they are in "lost"
+    EXPECT_EQ(contentsOf(root_ + "/lost/" + clip_ + "-f0"), "abc");
+    open();
+    EXPECT_EQ(read(0) + read(1), "");
+    EXPECT_EQ(errorOf([&] { devCheck(scratch_ / "", tell); }),
+              "'" + scratch_ / "" + "' is not the directory of a server.");
 }
 
 TEST_F(DevTreeTest, BadThingsOnTheDiskLeaveTheRestServed) {

@@ -1,14 +1,19 @@
 #include "tests/devserver/RawClient.h"
+#include "tests/faults/Cases.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstring>
+#include <deque>
 #include <filesystem>
+#include <functional>
 #include <random>
 #include <thread>
 
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #ifdef __linux__
@@ -17,8 +22,6 @@
 #endif
 
 namespace {
-
-enum class Disk { WithRoom, OneMebibyte };
 
 /// Puts an empty file system of 1 MiB on \p folder for this process and its children alone. False
 /// where the system has no such thing, or does not let this user have it.
@@ -46,21 +49,33 @@ bool canMount(const std::string& folder) {
     return status == 0;
 }
 
+/// What a process does to itself before it becomes a server.
+using Prepare = std::function<void()>;
+
+Prepare limited(decltype(RLIMIT_NOFILE) what, rlim_t most) {
+    return [=] {
+        const rlimit limit{most, most};
+        ::setrlimit(what, &limit);
+    };
+}
+
 /// lantrixd as a process of its own, ready when the constructor returns.
 class Lantrixd {
 public:
-    Lantrixd(const std::string& address, const std::string& root, Disk disk = Disk::WithRoom) {
+    Lantrixd(const std::string& address, const std::string& root, const Prepare& prepare = {},
+             int errorOutput = STDERR_FILENO) {
         int output[2];
         EXPECT_EQ(::pipe(output), 0);
         process_ = ::fork();
         if (process_ == 0) {
-            if (disk == Disk::OneMebibyte && !mountOneMebibyte(root))
-                ::_exit(126);
+            if (prepare)
+                prepare();
             ::dup2(output[1], STDOUT_FILENO);
+            ::dup2(errorOutput, STDERR_FILENO);
             ::close(output[0]);
             ::close(output[1]);
             ::execl(LANTRIXD_PATH, "lantrixd", "--root", root.c_str(), "--listen", address.c_str(),
-                    "--clip", "clip=256x256x32", nullptr);
+                    "--clip", "clip=256x256x32", "--verbose", nullptr);
             ::_exit(127);
         }
         ::close(output[1]);
@@ -160,7 +175,10 @@ TEST(LantrixdTest, AFullDiskIsAnErrorThatKeepsTheOldContents) {
     std::filesystem::create_directory(scratch / "root");
     if (!canMount(scratch / "root"))
         GTEST_SKIP() << "this user can't mount a file system that is small enough to be filled";
-    Lantrixd server(address, scratch / "root", Disk::OneMebibyte);
+    Lantrixd server(address, scratch / "root", [&] {
+        if (!mountOneMebibyte(scratch / "root"))
+            ::_exit(126);
+    });
     FrameClient frames(address);
     CommandClient commands(address);
     commands.value(allocateFour);
@@ -181,5 +199,67 @@ TEST(LantrixdTest, AFullDiskIsAnErrorThatKeepsTheOldContents) {
     EXPECT_EQ(frames.write("n1-f0", frameOf(2)), "");
     EXPECT_EQ(server.end(SIGINT), 0);
 }
+
+TEST(LantrixdTest, KeptFilesGiveWayWhenDescriptorsRunOut) {
+    const std::string address = "127.0.0.133";
+    ScratchDirectory scratch;
+    Lantrixd server(address, scratch / "root", limited(RLIMIT_NOFILE, 64));
+    CommandClient commands(address);
+    FrameClient frames(address);
+    commands.value("AllocateFrames n1 70 256 256 32 4 262144 1 30 t 4 m \"\"");
+    for (std::uint32_t i = 0; i < 70; ++i)
+        ASSERT_EQ(frames.write("n1-f" + std::to_string(i), frameOf(i)), "");
+    for (std::uint32_t i = 0; i < 70; ++i) {
+        ASSERT_EQ(frames.read("n1-f" + std::to_string(i), frameSize), "");
+        ASSERT_TRUE(frames.payload == frameOf(i));
+    }
+    EXPECT_EQ(frames.write("n1-f0", frameOf(1)), "");
+    EXPECT_EQ(commands("SetMetaData n1 note \"text\""), "ok ");
+    EXPECT_EQ(CommandClient(address)("Ping "), "ok ");
+}
+
+TEST(LantrixdTest, ALogThatNobodyReadsHoldsNothingUp) {
+    const std::string address = "127.0.0.134";
+    ScratchDirectory scratch;
+    int log[2];
+    ASSERT_EQ(::pipe(log), 0);
+    Lantrixd server(address, scratch / "root", {}, log[1]);
+    CommandClient client(address);
+    for (int i = 0; i < 3000; ++i)
+        ASSERT_EQ(client("Ping " + std::string(100, 'x')), "ok ");
+    std::string text(1 << 16, '\0');
+    const ssize_t size = ::read(log[0], text.data(), text.size());
+    EXPECT_GT(size, 0); // makes room again
+    EXPECT_EQ(client("Ping \\n"), "ok ");
+    text.resize(static_cast<std::size_t>(std::max<ssize_t>(::read(log[0], text.data(), 4096), 0)));
+    EXPECT_NE(text.find(" lines of the log were dropped.\nlantrixd: Ping \\x0a"), std::string::npos)
+        << text;
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(server.end(SIGTERM), 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+    ::close(log[0]);
+    ::close(log[1]);
+}
+
+#ifndef LANTRIX_SANITIZED // which take address space by the terabyte
+TEST(LantrixdTest, ALackOfMemoryEndsNoProcess) {
+    const std::string address = "127.0.0.135";
+    ScratchDirectory scratch;
+    Lantrixd server(address, scratch / "root", limited(RLIMIT_AS, rlim_t{400} << 20));
+    const std::string text(15U << 20, '\xff');
+    std::deque<CommandClient> clients;
+    std::size_t failed = 0;
+    for (int i = 0; i < 8; ++i) {
+        clients.emplace_back(address);
+        clients.back().send("sync 0 SetMetaData n1 s" + std::to_string(i) + " \"" + text + "\"\n");
+    }
+    for (CommandClient& client : clients)
+        failed += client.receiveUntil('\n') != "ok ";
+    EXPECT_GT(failed, 0U);
+    clients.clear();
+    EXPECT_EQ(CommandClient(address)("Ping "), "ok ");
+    EXPECT_EQ(server.end(SIGTERM), 0);
+}
+#endif
 
 } // namespace

@@ -1,3 +1,5 @@
+#include "devserver/DevDescriptorLimit.h"
+#include "devserver/DevLogWriter.h"
 #include "devserver/DevServer.h"
 #include "devserver/DevText.h"
 #include "tools/session/Interrupt.h"
@@ -9,6 +11,8 @@
 #include <chrono>
 #include <iostream>
 #include <thread>
+
+#include <unistd.h>
 
 namespace tool {
 
@@ -34,7 +38,8 @@ void runServe(Context& context, const ServeArguments& arguments) {
     setProtocol(options, arguments.protocol);
     options.verbose = context.options.verbose;
     std::atomic<bool> wasAskedToEnd{false};
-    options.log = [](const std::string& line) { std::cerr << line << std::endl; };
+    devRaiseDescriptorLimit();
+    options.log = DevLogWriter(STDERR_FILENO, "");
     options.shutdownRequested = [&] { wasAskedToEnd.store(true); };
     DevServer server(options);
     std::cout << "Serving " << options.root << " on " << options.listen << ", ports "
