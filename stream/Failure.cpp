@@ -9,15 +9,15 @@ namespace lantrix {
 
 namespace {
 
-constexpr const char* stopTexts[] = {" command stopped.", "Connection stopped",
-                                     "Operation aborted."};
+constexpr const char* stopTexts[] = {" command stopped.", "Connection stopped"};
 constexpr const char* connectionTexts[] = {"Can't open connection to host",
                                            "Can't open socket for host",
                                            "Unknown host",
                                            "Connection closed",
                                            "Connection not established",
                                            "Cannot read data on socket",
-                                           "Not connected."};
+                                           "Not connected.",
+                                           "Operation aborted."};
 constexpr int socketErrors[] = {ECONNRESET, ECONNREFUSED, ECONNABORTED, EPIPE,    ETIMEDOUT,
                                 ENETDOWN,   ENETRESET,    ENETUNREACH,  ENOTCONN, EHOSTUNREACH};
 

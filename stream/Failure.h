@@ -9,8 +9,9 @@
 
 namespace lantrix {
 
-/// No failure, or one of three kinds with its text. True in a condition when there is one.
+/// No failure, or one of three kinds with its text.
 struct LANTRIX_EXPORT Failure {
+    /// What went wrong, as far as the next step depends on it.
     enum class Kind {
         None,
         Connection, ///< Connecting failed, or the connection broke; another one may serve.
@@ -18,10 +19,12 @@ struct LANTRIX_EXPORT Failure {
         Stopped     ///< Cancelled before the end.
     };
 
+    /// None when nothing did.
     Kind kind = Kind::None;
     /// For people; empty when there is no failure.
     std::string text;
 
+    /// True when there is a failure.
     explicit operator bool() const { return kind != Kind::None; }
 
     /// The failure of the call on \p server that has just returned false, of the kind that its

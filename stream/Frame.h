@@ -17,8 +17,8 @@ class FrameBufferHome;
 /// How much a reader or writer holds at once: frames under way, frames that wait to be given out,
 /// and frames that the application holds. The smaller bound counts; one frame is always held.
 struct FrameWindow {
-    std::size_t bytes = std::size_t{256} << 20;
-    std::size_t frames = 64;
+    std::size_t bytes = std::size_t{256} << 20; ///< Of all buffers together.
+    std::size_t frames = 64;                    ///< Count of buffers.
 };
 
 /// The memory of one frame, moved from hand to hand.

@@ -18,6 +18,7 @@ namespace lantrix {
 
 class FrameReaderCore;
 
+/// Reads frames over all connections of a pool and gives them out in order.
 class LANTRIX_EXPORT FrameReader {
 public:
     /// Will read the frames of \p clip with these \p indices, in this order, and begins at once.

@@ -17,6 +17,7 @@ class FrameWriterCore;
 
 /// What became of one frame that was handed in.
 struct WriteResult {
+    /// What is known about the frame on the server.
     enum class State {
         Acknowledged, ///< The server has said that it is stored.
         Refused,      ///< The server, or a check before it, has said no: it is not stored.
@@ -24,18 +25,23 @@ struct WriteResult {
         NotSent       ///< Sending had not begun: it is not stored.
     };
 
-    int index = 0; ///< In the clip, from 0.
-    State state = State::NotSent;
-    Failure failure; ///< None for an acknowledged frame.
+    int index = 0;                ///< In the clip, from 0.
+    State state = State::NotSent; ///< How it ended.
+    Failure failure;              ///< None for an acknowledged frame.
 };
 
 /// How many frames ended in each state.
 struct WriteCounts {
-    std::size_t acknowledged = 0, refused = 0, sent = 0, notSent = 0;
+    std::size_t acknowledged = 0; ///< Stored.
+    std::size_t refused = 0;      ///< Not stored.
+    std::size_t sent = 0;         ///< Perhaps stored.
+    std::size_t notSent = 0;      ///< Not stored.
 };
 
+/// Writes frames over all connections of a pool, in any order.
 class LANTRIX_EXPORT FrameWriter {
 public:
+    /// Hears what became of a frame.
     using Told = std::function<void(const WriteResult& result)>;
 
     /// Will write frames of \p clip, a node on the pool's host with as many frames as will be

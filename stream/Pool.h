@@ -22,8 +22,8 @@ struct PoolGroup;
 
 /// What a piece of work runs on. The handle is the work's until it returns, and no longer.
 struct Connection {
-    LantrixServerHandle& server;
-    const unsigned number; ///< Of the thread, from 0; below Pool::connections().
+    LantrixServerHandle& server; ///< On the pool's host.
+    const unsigned number;       ///< Of the thread, from 0; below Pool::connections().
 };
 
 /// A piece of work: calls on the connection's handle, and Failure::lastOf when one fails. What it
@@ -78,6 +78,7 @@ private:
 /// Pieces of work that end together, and by themselves: other work of the pool goes on.
 class LANTRIX_EXPORT WorkGroup {
 public:
+    /// A group of \p pool without work.
     explicit WorkGroup(Pool& pool);
     /// As cancel() and wait().
     ~WorkGroup();

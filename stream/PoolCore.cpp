@@ -115,8 +115,11 @@ Failure PoolCore::perform(Worker& worker, const Task& task) {
         if (isCancelled(*task.group))
             return {Failure::Kind::Stopped, "Cancelled."};
         Failure failure = attempt(worker, task.work);
+        // A stop that nobody asked for is a server's way to break off, or its text looks like one.
         if (failure && isCancelled(*task.group))
             failure.kind = Failure::Kind::Stopped;
+        else if (failure.kind == Failure::Kind::Stopped)
+            failure.kind = Failure::Kind::Connection;
         if (failure && failure.kind != Failure::Kind::Refused)
             renew(worker);
         if (failure.kind != Failure::Kind::Connection || task.retry == Retry::Never ||

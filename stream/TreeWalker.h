@@ -20,8 +20,13 @@ class TreeWalkerCore;
 
 /// What a walk visits, and what it asks of each node besides its children.
 struct WalkOptions {
-    enum class Order { ParentFirst, ChildrenFirst };
+    /// Where a node stands in the order in which nodes are given out.
+    enum class Order {
+        ParentFirst,  ///< Before all nodes below it.
+        ChildrenFirst ///< Behind all nodes below it.
+    };
 
+    /// The order of the walk.
     Order order = Order::ParentFirst;
     /// Levels below the first node; that many levels down no children are asked for.
     int depth = INT_MAX;
@@ -37,20 +42,21 @@ struct WalkOptions {
 
 /// One node as a walk has found it. What was not asked is as it is here.
 struct WalkedNode {
-    std::string id;
-    std::string name;
-    int depth = 0; ///< Levels below the first node, which is at 0.
-    int type = 0;  ///< The server's number for its kind.
-    std::string kind;
-    bool isClip = false;
+    std::string id;                          ///< Names it on its server.
+    std::string name;                        ///< The name that people see.
+    int depth = 0;                           ///< Levels below the first node, which is at 0.
+    int type = 0;                            ///< The server's number for its kind,
+    std::string kind;                        ///< and the server's text for it.
+    bool isClip = false;                     ///< Whether it may have a format and frames.
     std::optional<LantrixClipFormat> format; ///< Of a clip.
-    int frames = 0;
-    std::vector<std::string> streams;
-    int children = 0; ///< 0 too at the depth where the walk ends.
+    int frames = 0;                          ///< Count of a clip's frames.
+    std::vector<std::string> streams;        ///< Names of its metadata streams.
+    int children = 0;                        ///< Count; 0 too at the depth where the walk ends.
     /// Why something of this node could not be told, or it is not walked into.
     Failure failure;
 };
 
+/// Visits a subtree over all connections of a pool, in a stable order.
 class LANTRIX_EXPORT TreeWalker {
 public:
     /// The most levels that are walked down, whatever the options say.

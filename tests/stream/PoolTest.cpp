@@ -73,6 +73,9 @@ TEST(Pool, FailuresAreOfTheirKind) {
     EXPECT_EQ(Kind::Refused, thrown.kind);
     EXPECT_EQ("thrown", thrown.text);
 
+    const auto pretend = [](Connection&) { return Failure{Kind::Stopped, "X command stopped."}; };
+    EXPECT_EQ(Kind::Connection, pool.run(pretend).get().kind) << "nobody has cancelled";
+
     server.stop();
     const Failure broken = pool.run(ping, Retry::OnAnotherConnection).get();
     EXPECT_EQ(Kind::Connection, broken.kind) << broken.text;
