@@ -4,7 +4,7 @@
 #define STREAM_FRAMEMEMORY_H
 
 #include "stream/Frame.h"
-#include "stream/Pool.h"
+#include "stream/Work.h"
 
 #include <optional>
 #include <vector>

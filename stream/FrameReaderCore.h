@@ -6,7 +6,7 @@
 #define STREAM_FRAMEREADERCORE_H
 
 #include "stream/FrameMemory.h"
-#include "stream/FrameReader.h"
+#include "stream/Pool.h"
 
 #include <condition_variable>
 #include <mutex>

@@ -1,6 +1,7 @@
 #include "stream/FrameWriter.h"
 
 #include "stream/FrameMemory.h"
+#include "stream/Pool.h"
 
 #include <chrono>
 #include <condition_variable>

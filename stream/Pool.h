@@ -7,10 +7,9 @@
 #ifndef STREAM_POOL_H
 #define STREAM_POOL_H
 
-#include "stream/Failure.h"
+#include "stream/Work.h"
 
 #include <atomic>
-#include <functional>
 #include <future>
 #include <memory>
 #include <string>
@@ -19,25 +18,6 @@ namespace lantrix {
 
 class PoolCore;
 struct PoolGroup;
-
-/// What a piece of work runs on. The handle is the work's until it returns, and no longer.
-struct Connection {
-    LantrixServerHandle& server; ///< On the pool's host.
-    const unsigned number;       ///< Of the thread, from 0; below Pool::connections().
-};
-
-/// A piece of work: calls on the connection's handle, and Failure::lastOf when one fails. What it
-/// throws becomes a refusal with the exception's text.
-using Work = std::function<Failure(Connection& connection)>;
-/// Told once what came of a piece of work, in a thread of the pool. It must be brief, must not
-/// throw, wait for other work or, when told of a stop, hand in more.
-using Done = std::function<void(const Failure& failure)>;
-
-/// What is done about work whose connection failed. Each connection that failed is replaced.
-enum class Retry {
-    Never,              ///< The failure is told at once.
-    OnAnotherConnection ///< Run again, up to three times, half a second in all apart.
-};
 
 /// Runs work on up to N connections to one host.
 class LANTRIX_EXPORT Pool {

@@ -16,9 +16,8 @@ static_assert(std::atomic<bool>::is_always_lock_free); // signal handlers may ca
 
 } // namespace
 
-PoolCore::PoolCore(const std::string& host, unsigned connections,
-                   const std::atomic<bool>* cancelFlag)
-    : host_(host), limit_(std::max(connections, 1U)), cancelFlag_(cancelFlag),
+PoolCore::PoolCore(std::string host, unsigned connections, const std::atomic<bool>* cancelFlag)
+    : host_(std::move(host)), limit_(std::max(connections, 1U)), cancelFlag_(cancelFlag),
       watcher_([this] { watch(); }) {}
 
 // The watcher goes last: workers may need its stops to end.
@@ -110,7 +109,7 @@ void PoolCore::work(Worker& worker) {
 }
 
 Failure PoolCore::perform(Worker& worker, const Task& task) {
-    auto pause = std::begin(pausesBeforeRetry);
+    const auto* pause = std::begin(pausesBeforeRetry);
     for (;;) {
         if (isCancelled(*task.group))
             return {Failure::Kind::Stopped, "Cancelled."};

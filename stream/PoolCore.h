@@ -5,13 +5,16 @@
 #ifndef STREAM_POOLCORE_H
 #define STREAM_POOLCORE_H
 
-#include "stream/Pool.h"
+#include "stream/Work.h"
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
+#include <memory>
 #include <mutex>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -24,7 +27,7 @@ struct PoolGroup {
 
 class PoolCore {
 public:
-    PoolCore(const std::string& host, unsigned connections, const std::atomic<bool>* cancelFlag);
+    PoolCore(std::string host, unsigned connections, const std::atomic<bool>* cancelFlag);
     ~PoolCore();
     PoolCore(const PoolCore&) = delete;
     PoolCore& operator=(const PoolCore&) = delete;

@@ -7,18 +7,15 @@
 
 #include <algorithm>
 #include <chrono>
-#include <numeric>
+#include <future>
 #include <set>
 
 namespace {
 
-using lantrix::Failure;
 using lantrix::Frame;
 using lantrix::FrameReader;
 using lantrix::Pool;
-using Channel = FaultyRelay::Channel;
-using Side = FaultyRelay::Side;
-using Fault = FaultyRelay::Fault;
+using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t frameSize = StreamServer::frameSize;
 
@@ -114,13 +111,13 @@ TEST(FrameReader, FailuresAreToldInTheirPlace) {
     EXPECT_TRUE(isWhole(*reader.next()));
 
     FrameReader nowhere(pool, LantrixNodeHandle(server.handle(), "none"), {0});
-    EXPECT_EQ(Failure::Kind::Refused, nowhere.next()->failure.kind);
+    EXPECT_EQ(Kind::Refused, nowhere.next()->failure.kind);
 
     FrameReader stopped(pool, clip, upTo(3), {frameSize, 1});
-    const Frame held = *stopped.next();
+    const Frame held = *stopped.next(), orphan = *FrameReader(pool, clip, {2}).next();
     pool.cancel();
-    EXPECT_TRUE(isWhole(held));
-    EXPECT_EQ(Failure::Kind::Stopped, stopped.next()->failure.kind);
+    EXPECT_TRUE(isWhole(held) && isWhole(orphan));
+    EXPECT_EQ(Kind::Stopped, stopped.next()->failure.kind);
     EXPECT_EQ(2, stopped.next()->index);
     EXPECT_FALSE(stopped.next());
 }
@@ -153,7 +150,7 @@ TEST(FrameReader, EveryFrameArrivesOnceAndWholeWhateverBreaks) {
         }
         const std::optional<Frame> frame = reader.next();
         ASSERT_TRUE(frame && frame->index == i);
-        EXPECT_TRUE(isWhole(*frame) || frame->failure.kind == Failure::Kind::Connection)
+        EXPECT_TRUE(isWhole(*frame) || frame->failure.kind == Kind::Connection)
             << frame->failure.text;
         broken += frame->failure ? 1 : 0;
     }
@@ -161,24 +158,35 @@ TEST(FrameReader, EveryFrameArrivesOnceAndWholeWhateverBreaks) {
     EXPECT_FALSE(reader.next());
 }
 
-TEST(FrameReader, EndsWhileTheServerStalls) {
+// One in twenty while a read stalls.
+TEST(FrameReader, EndsWithItsPoolAtAHundredMoments) {
+    constexpr int count = 60;
     StreamServer server;
     Relayed relayed(server);
-    const LantrixNodeHandle clip = server.clip(20);
-    Pool pool(relayed.host(), 2);
-    std::optional<Frame> frame;
-    relayed.relay.arm({Channel::Frame, Side::Reply, Fault::Stall, 10});
-    const auto start = std::chrono::steady_clock::now();
-    {
-        FrameReader reader(pool, clip, upTo(20));
-        while (!relayed.relay.fired())
-            std::this_thread::yield();
-        if (reader.isReady())
-            frame = reader.next();
+    const LantrixNodeHandle clip = server.clip(count);
+    for (int moment = 0; moment < 100; ++moment) {
+        const bool stalls = moment % 20 == 0;
+        std::atomic<bool> flag{false};
+        if (stalls)
+            relayed.relay.arm({Channel::Frame, Side::Reply, Fault::Stall, 10});
+        std::optional<Pool> pool(std::in_place, relayed.host(), 3, &flag);
+        auto cancelling = std::async(std::launch::async, [&] {
+            while (stalls && !relayed.relay.fired())
+                std::this_thread::yield();
+            std::this_thread::sleep_for(std::chrono::microseconds(200 * moment));
+            moment % 2 == 0 ? static_cast<void>(flag = true) : pool->cancel();
+            return Clock::now();
+        });
+        int index = 0;
+        FrameReader reader(*pool, clip, upTo(count));
+        for (; const std::optional<Frame> frame = reader.next(); ++index)
+            EXPECT_TRUE(frame->index == index &&
+                        (isWhole(*frame) || frame->failure.kind == Kind::Stopped));
+        EXPECT_EQ(count, index);
+        const Clock::time_point cancelled = cancelling.get();
+        EXPECT_GT(std::chrono::seconds(3), Clock::now() - cancelled) << moment;
+        relayed.relay.disarm();
     }
-    EXPECT_GT(std::chrono::seconds(3), std::chrono::steady_clock::now() - start);
-    EXPECT_TRUE(!frame || isWhole(*frame)) << "a frame outlives its reader";
-    EXPECT_TRUE(isWhole(*FrameReader(pool, clip, {19}).next())) << "the pool goes on";
 }
 
 } // namespace

@@ -15,9 +15,6 @@ using lantrix::FrameWriter;
 using lantrix::Pool;
 using lantrix::WriteResult;
 using State = lantrix::WriteResult::State;
-using Channel = FaultyRelay::Channel;
-using Side = FaultyRelay::Side;
-using Fault = FaultyRelay::Fault;
 
 constexpr std::size_t frameSize = StreamServer::frameSize;
 
@@ -86,7 +83,7 @@ TEST(FrameWriter, WhatWasAcknowledgedIsToldApartFromWhatWasSent) {
     pool.cancel();
     const lantrix::WriteCounts counts = writer.finish();
     EXPECT_FALSE(writer.take());
-    EXPECT_EQ(lantrix::Failure::Kind::Stopped, writer.failure().kind);
+    EXPECT_EQ(Kind::Stopped, writer.failure().kind);
     EXPECT_EQ(1U, counts.acknowledged);
     EXPECT_EQ(2U, counts.refused);
     EXPECT_EQ(2U, counts.sent);

@@ -1,7 +1,6 @@
 // The pool: work on several connections, its failures as values, cancelling, and that nothing is
 // left of it.
 #include "stream/Pool.h"
-#include "tests/stream/LiveBlocks.h"
 #include "tests/stream/StreamServer.h"
 
 #include <gtest/gtest.h>
@@ -17,12 +16,6 @@ using lantrix::Connection;
 using lantrix::Failure;
 using lantrix::Pool;
 using lantrix::Retry;
-using Kind = lantrix::Failure::Kind;
-using Channel = FaultyRelay::Channel;
-using Side = FaultyRelay::Side;
-using Fault = FaultyRelay::Fault;
-using Clock = std::chrono::steady_clock;
-using std::chrono::milliseconds;
 
 Failure ping(Connection& connection) {
     return connection.server.ping() ? Failure() : Failure::lastOf(connection.server);
@@ -108,34 +101,6 @@ TEST(Pool, ABrokenConnectionIsOneFailedPieceOfWork) {
     }
 }
 
-// 100 moments, each a little later in the course of many calls, one in twenty of which stalls.
-TEST(Pool, CancelEndsEverythingAtAnyMoment) {
-    StreamServer server;
-    Relayed relayed(server);
-    for (int moment = 0; moment < 100; ++moment) {
-        const bool stalls = moment % 20 == 0;
-        std::atomic<bool> flag{false};
-        std::atomic<int> told{0};
-        if (stalls)
-            relayed.relay.arm({Channel::Command, Side::Reply, Fault::Stall, 1});
-        Pool pool(stalls ? relayed.host() : server.host(), 3, &flag);
-        const auto end = Clock::now() + std::chrono::microseconds(100 * moment);
-        int handedIn = 0;
-        while (Clock::now() < end || handedIn == 0) {
-            pool.run(ping, [&told](const Failure&) { ++told; });
-            ++handedIn;
-        }
-        while (stalls && !relayed.relay.fired())
-            std::this_thread::yield();
-        const auto start = Clock::now();
-        moment % 2 == 0 ? static_cast<void>(flag = true) : pool.cancel();
-        while (told < handedIn)
-            std::this_thread::sleep_for(milliseconds(1));
-        EXPECT_GT(milliseconds(stalls ? 1600 : 600), Clock::now() - start) << moment;
-        relayed.relay.disarm();
-    }
-}
-
 TEST(Pool, AGroupEndsByItself) {
     StreamServer server;
     Relayed relayed(server);
@@ -160,31 +125,19 @@ std::size_t entriesOf(const char* folder) {
     return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
 }
 
-// Blocks that the server may hold at one moment and not at another; less than pools are tried.
-constexpr long serversOwn = 20;
-
 struct Left {
     std::size_t descriptors = entriesOf("/dev/fd");
     std::size_t threads = entriesOf("/proc/self/task");
-    long blocks = liveBlocks();
 
-    // A closed connection leaves the server a moment later.
-    void awaitNoMoreThan(const Left& before) {
-        for (int waits = 0;
-             waits < 5000 && (descriptors > before.descriptors || threads > before.threads ||
-                              blocks > before.blocks + serversOwn);
-             ++waits) {
-            std::this_thread::sleep_for(milliseconds(1));
-            *this = Left();
-        }
+    bool operator<=(const Left& other) const {
+        return descriptors <= other.descriptors && threads <= other.threads;
     }
 };
 
-// LANTRIX_TEST_POOLS pools, 2,000 unless it is set; one in ten works.
+// LANTRIX_TEST_POOLS pools, 2,000 unless it is set; one in ten works. That no block of memory is
+// left either is AddressSanitizer's to say.
 TEST(Pool, OpenedAndDestroyedPoolsLeaveNothing) {
     StreamServer server(StreamServer::Log::Off);
-    const char* const wish = std::getenv("LANTRIX_TEST_POOLS");
-    const int pools = wish != nullptr ? std::atoi(wish) : 2000;
     const auto openAndDestroy = [&server](int count) {
         for (int i = 0; i < count; ++i) {
             Pool pool(server.host(), 2);
@@ -193,14 +146,14 @@ TEST(Pool, OpenedAndDestroyedPoolsLeaveNothing) {
         }
     };
     openAndDestroy(100);
-    std::this_thread::sleep_for(milliseconds(100));
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
     const Left before;
-    openAndDestroy(pools);
-    Left after;
-    after.awaitNoMoreThan(before);
-    EXPECT_GE(before.descriptors, after.descriptors);
-    EXPECT_GE(before.threads, after.threads);
-    EXPECT_GE(before.blocks + serversOwn, after.blocks);
+    const char* const wish = std::getenv("LANTRIX_TEST_POOLS");
+    openAndDestroy(wish != nullptr ? std::atoi(wish) : 2000);
+    // A closed connection leaves the server a moment later.
+    for (int waits = 0; waits < 5000 && !(Left() <= before); ++waits)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    EXPECT_TRUE(Left() <= before);
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 #include "devserver/DevServer.h"
 #include "lantrix/LantrixClientAPI.h"
 #include "soak/FaultyRelay.h"
+#include "stream/Failure.h"
 
 #include <gtest/gtest.h>
 
@@ -17,6 +18,11 @@
 #include <vector>
 
 #include <unistd.h>
+
+using Kind = lantrix::Failure::Kind;
+using Channel = FaultyRelay::Channel;
+using Side = FaultyRelay::Side;
+using Fault = FaultyRelay::Fault;
 
 class StreamServer {
 public:

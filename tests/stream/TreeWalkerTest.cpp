@@ -7,7 +7,6 @@
 
 namespace {
 
-using lantrix::Failure;
 using lantrix::Pool;
 using lantrix::TreeWalker;
 using lantrix::WalkedNode;
@@ -83,8 +82,7 @@ TEST_F(Walk, GivesOutWhatOneConnectionMeetsWhateverBreaks) {
         while (const std::optional<WalkedNode> node = walker.next()) {
             lines.push_back(lineOf(node->id, node->name, node->depth, node->children));
             if (lines.size() % 20 == 1)
-                relayed.relay.arm({FaultyRelay::Channel::Command, FaultyRelay::Side::Reply,
-                                   FaultyRelay::Fault::Close, lines.size() % 3});
+                relayed.relay.arm({Channel::Command, Side::Reply, Fault::Close, lines.size() % 3});
         }
         EXPECT_EQ(expected, lines);
     }
@@ -109,7 +107,7 @@ TEST_F(Walk, TellsTheDetailsThatWereAskedFor) {
     EXPECT_EQ(StreamServer::frameSize, found.format->frameBufferSize());
     EXPECT_EQ(Lines{"notes"}, found.streams);
 
-    EXPECT_EQ(Failure::Kind::Refused, TreeWalker(pool, "none").next()->failure.kind);
+    EXPECT_EQ(Kind::Refused, TreeWalker(pool, "none").next()->failure.kind);
     options.depth = 0;
     EXPECT_EQ(1U, walk(pool, reel, options).size());
 }
@@ -134,7 +132,7 @@ TEST_F(Walk, EndsEarlyAndWhenItIsCancelled) {
     std::optional<WalkedNode> last, node;
     while ((node = walker.next()))
         last = node;
-    EXPECT_EQ(Failure::Kind::Stopped, last->failure.kind);
+    EXPECT_EQ(Kind::Stopped, last->failure.kind);
 }
 
 TEST(TreeWalker, IdsThatComeBackInACircleAreRefused) {
