@@ -27,11 +27,13 @@ namespace {
 /// where the system has no such thing, or does not let this user have it.
 bool mountOneMebibyte([[maybe_unused]] const std::string& folder) {
 #ifdef __linux__
-    const std::string user = "0 " + std::to_string(::geteuid()) + " 1";
+    const std::string user = std::to_string(::geteuid()), group = std::to_string(::getegid());
     if (::unshare(CLONE_NEWNS) != 0) {
         if (::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0)
             return false;
-        writeFile("/proc/self/uid_map", user);
+        writeFile("/proc/self/setgroups", "deny");
+        writeFile("/proc/self/gid_map", "0 " + group + " 1");
+        writeFile("/proc/self/uid_map", "0 " + user + " 1");
     }
     return ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
            ::mount("none", folder.c_str(), "tmpfs", 0, "size=1m") == 0;
