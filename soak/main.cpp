@@ -31,8 +31,8 @@ using std::chrono::seconds;
 constexpr int handleCount = 16;
 constexpr char serverAddress[] = "127.0.70.1";
 // What varies from moment to moment; a leak in each broken call would be a thousand times that.
-constexpr std::ptrdiff_t memoryAllowance = 4 << 20; // bytes
-constexpr std::ptrdiff_t descriptorAllowance = 2 * handleCount;
+constexpr std::ptrdiff_t memoryAllowance = std::ptrdiff_t{4} << 20; // bytes
+constexpr std::ptrdiff_t descriptorAllowance = std::ptrdiff_t{2} * handleCount;
 
 std::string relayAddress(int index) {
     return "127.0.70." + std::to_string(10 + index);

@@ -9,7 +9,7 @@ void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
 void* __libc_realloc(void* block, std::size_t size);
 void* malloc(std::size_t size) noexcept;
-void* calloc(std::size_t count, std::size_t size) noexcept;
+void* calloc(std::size_t elements, std::size_t size) noexcept;
 void* realloc(void* block, std::size_t size) noexcept;
 }
 

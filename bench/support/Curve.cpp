@@ -34,7 +34,8 @@ public:
         sizes_.erase(std::unique(sizes_.begin(), sizes_.end()), sizes_.end());
         highest_ = std::ceil(highest_ / gridStep) * gridStep;
         for (std::size_t i = 0; i < panels.size(); ++i)
-            draw(panels[i], static_cast<double>(i % columns), static_cast<double>(i / columns));
+            draw(panels[i], static_cast<double>(i % columns),
+                 std::floor(static_cast<double>(i) / columns));
         width_ = panelWidth * static_cast<double>(std::min(columns, panels.size()));
         height_ = panelHeight() * std::ceil(static_cast<double>(panels.size()) / columns);
     }
@@ -97,7 +98,8 @@ private:
     void drawGrid() {
         const char* const gray = "#dddddd";
         const double first = x(sizes_.front()), last = x(sizes_.back());
-        for (double rate = 0; rate <= highest_; rate += gridStep) {
+        for (int step = 0; step * gridStep <= highest_; ++step) {
+            const double rate = step * gridStep;
             line(first, y(rate), last, y(rate), gray, 1);
             text(first - 8, y(rate) + 4, "end", rateText(rate));
         }

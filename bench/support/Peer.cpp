@@ -2,9 +2,11 @@
 
 #include "bench/support/Protocols.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <exception>
+#include <iterator>
 #include <system_error>
 #include <thread>
 
@@ -46,8 +48,9 @@ struct Peer::Listeners {
         const Socket* const listeners[] = {&commands, &frames, &copies};
         const Serve serves[] = {serveCommands, serveFrames, serveCopies};
         pollfd polled[3];
-        for (int i = 0; i < 3; ++i)
-            polled[i] = {listeners[i]->fd(), POLLIN, 0};
+        std::transform(std::begin(listeners), std::end(listeners), polled, [](const Socket* each) {
+            return pollfd{each->fd(), POLLIN, 0};
+        });
         while (::poll(polled, 3, -1) > 0)
             for (int i = 0; i < 3; ++i)
                 if (polled[i].revents != 0)

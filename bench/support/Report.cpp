@@ -32,7 +32,7 @@ constexpr int widths[] = {61, 15, 36, 5, 12};
 
 // As many cells as there are columns.
 void printCells(const std::vector<std::string>& cells) {
-    auto width = std::begin(widths);
+    const int* width = std::begin(widths);
     for (const std::string& cell : cells)
         std::printf("| %-*s ", *width++, cell.c_str());
     std::printf("|\n");
