@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -64,24 +65,61 @@ void writeAll(int descriptor, const Bytes& bytes, const std::string& name) {
     writeAll(descriptor, std::string_view(bytes.data(), bytes.size()), name);
 }
 
+namespace {
+
+constexpr const char* asidePrefix = ".part-";
+
+// False when another process is just about to remove the file, which it took for a dead one.
+bool lockAside(int descriptor) {
+    struct stat status {};
+    const bool isLocked =
+        ::flock(descriptor, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK; // else: can't lock
+    return isLocked && ::fstat(descriptor, &status) == 0 && status.st_nlink > 0;
+}
+
+} // namespace
+
 AsideFile::AsideFile(std::string finalName) : finalName_(std::move(finalName)) {
     const std::filesystem::path final(finalName_);
     const std::string ending = "-" + final.filename().string();
-    std::string name = (final.parent_path() / (".part-XXXXXX" + ending)).string();
-    const int descriptor = ::mkstemps(name.data(), static_cast<int>(ending.size()));
-    if (descriptor < 0) {
-        failFile("can't write", finalName_, errno);
-    }
-    path_ = name;
+    do {
+        path_ = (final.parent_path() / (asidePrefix + ("XXXXXX" + ending))).string();
+        if (descriptor_ >= 0) {
+            ::close(descriptor_);
+        }
+        descriptor_ = ::mkstemps(path_.data(), static_cast<int>(ending.size()));
+        if (descriptor_ < 0) {
+            failFile("can't write", finalName_, errno);
+        }
+    } while (!lockAside(descriptor_));
     const mode_t mask = ::umask(0);
     ::umask(mask);
-    ::fchmod(descriptor, 0666 & ~mask);
-    ::close(descriptor);
+    ::fchmod(descriptor_, 0666 & ~mask);
 }
 
 AsideFile::~AsideFile() {
     if (!path_.empty()) {
         ::unlink(path_.c_str());
+    }
+    ::close(descriptor_);
+}
+
+void removeDeadAsideFiles(const std::string& folder) {
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
+        if (entry.path().filename().string().rfind(asidePrefix, 0) != 0 ||
+            !entry.is_regular_file(error)) {
+            continue;
+        }
+        const int descriptor =
+            ::open(entry.path().c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+        if (descriptor < 0) {
+            continue;
+        }
+        if (::flock(descriptor, LOCK_EX | LOCK_NB) == 0) {
+            ::unlink(entry.path().c_str());
+        }
+        ::close(descriptor);
     }
 }
 

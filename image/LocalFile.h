@@ -33,7 +33,8 @@ private:
 void writeAll(int descriptor, std::string_view bytes, const std::string& name);
 void writeAll(int descriptor, const Bytes& bytes, const std::string& name);
 
-/// A file that is written beside its final name and takes it when it is whole.
+/// A file that is written beside its final name and takes it when it is whole. It is locked as long
+/// as it lives, which tells it from one that a dead process has left.
 class AsideFile {
 public:
     /// Makes the file in the directory of \p finalName.
@@ -54,7 +55,12 @@ public:
 private:
     std::string finalName_;
     std::string path_; // "" when committed
+    int descriptor_ = -1;
 };
+
+/// Removes the aside files in a folder that no living process writes. What can't be looked at
+/// stays.
+void removeDeadAsideFiles(const std::string& folder);
 
 } // namespace image
 

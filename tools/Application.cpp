@@ -12,8 +12,11 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
+#include <vector>
 
 namespace tool {
 
@@ -64,7 +67,9 @@ void addGlobalOptions(CLI::App& app, Options& options) {
 void addVerbs(CLI::App& app, Context& context) {
     addBrowseVerbs(app, context);
     addEditVerbs(app, context);
-    addMoveVerbs(app, context);
+    addGetVerbs(app, context);
+    addPutVerb(app, context);
+    addCpVerb(app, context);
     addCompareVerbs(app, context);
     addLookVerbs(app, context);
     addMetadataVerbs(app, context);
@@ -117,9 +122,23 @@ std::string usageText(const CLI::App& app, const std::string& error) {
            (near.empty() ? "" : "; did you mean '" + near + "'?");
 }
 
-int parseAndRun(CLI::App& app, Context& context, int argc, char** argv) {
+// The words behind the program's name. A "--" that no word with a dash follows says nothing, and
+// CLI11 would take what is behind it for words of the level above the verb.
+std::vector<std::string> wordsOf(int argc, char** argv) {
+    std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+    const auto mark = std::find(words.begin(), words.end(), "--");
+    if (mark != words.end() && std::none_of(mark + 1, words.end(), [](const std::string& word) {
+            return word.rfind('-', 0) == 0;
+        })) {
+        words.erase(mark);
+    }
+    return words;
+}
+
+int parseAndRun(CLI::App& app, Context& context, std::vector<std::string> words) {
     try {
-        app.parse(argc, argv);
+        std::reverse(words.begin(), words.end()); // as CLI11 takes them
+        app.parse(std::move(words));
         Output::finish();
         return static_cast<int>(Status::Done);
     } catch (const CLI::Success& success) { // help and version
@@ -148,7 +167,7 @@ int runApplication(int argc, char** argv) {
     addVerbs(app, context);
     app.parse_complete_callback([&] { redirectLog(context.options); });
     catchInterrupts();
-    return parseAndRun(app, context, argc, argv);
+    return parseAndRun(app, context, wordsOf(argc, argv));
 }
 
 } // namespace tool

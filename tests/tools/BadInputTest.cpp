@@ -36,7 +36,7 @@ TEST_F(BadInputTest, ABadFileInTheMiddleIsRefusedBeforeAnythingIsMade) {
         fs::create_directory(path(name));
         fails(8, put_, {name});
         EXPECT_EQ("plate\n", output({"ls"}));
-        output({"rm", "/plate"});
+        output({"rm", "-y", "/plate"});
     }
     makeClip("small", {"4x4x24"}, 48, 1);
     output({"get", "/small", "shot.1003.png", "-y"});
@@ -56,6 +56,13 @@ TEST_F(BadInputTest, HolesAreErrorsUnlessTheyAreFilled) {
     // The frames of a clip whose linked file is gone are holes, too.
     output({"link", "/new", "plate.0", "plate.1"});
     fs::remove(path("plate.1"));
+    fails(6, {"hash", "/new", "--start-number", "1001"}, {"frame 1002"});
+    output({"cp", "/new", "/whole", "--missing", "black"});
+    EXPECT_EQ("", output({"check", "/whole", ":/new", "--missing", "black"}));
+    EXPECT_EQ(one + black, output({"cat", "/whole", "--raw"}));
+    // Linked frames are never written, so that the clip is not made longer either.
+    fails(6, {"put", "--raw", "plate.0", "plate.2", "plate.3", "/new"}, {"linked"});
+    EXPECT_EQ(2, json({"stat", "/new"})["frames"]);
     EXPECT_EQ(6, run({"cat", "/new", "--raw"}).status);
     EXPECT_EQ(one + one, output({"cat", "/new", "--raw", "--missing", "hold"}));
     EXPECT_EQ(one + black, output({"cat", "/new", "--raw", "--missing", "black"}));

@@ -178,7 +178,7 @@ TEST_F(BrowseTest, EditsDoWhatTheySay) {
     EXPECT_EQ("", output({"meta", "get", "/Library", "note", "--raw"}));
     EXPECT_EQ(text + "\n", json({"meta", "get", "/Library", "file"})["text"]);
     EXPECT_EQ("removed " + host_ + ":" + shot_ + "\nremoved " + host_ + ":/Library/Reel/show\n",
-              run({"rm", "/Library/Reel/sho*"}).errors);
+              run({"rm", "-y", "/Library/Reel/sho*"}).errors);
     EXPECT_EQ("day 1\n", output({"ls", "/Library/Reel"}));
     output({"rm", "-r", "-y", "/Library"});
     EXPECT_NE("", output({"bench", "/", "--count", "2", "--format", "8x4x24"}));

@@ -56,10 +56,17 @@ TEST_F(ToolTest, ResumeSendsOnlyWhatIsNotThere) {
     EXPECT_EQ(2 * 96, json(put)["bytes"]);
     EXPECT_EQ(noise(96, 44), output({"cat", "/plate", "--raw", "-f", "4"}));
     write("out.1", "kept as it is");
-    EXPECT_EQ(5, json({"get", "/plate", "out.#", "--raw", "--resume"})["frames"]);
-    EXPECT_EQ(noise(96, 5), read("out.5"));
+    const Words resume{"get", "/plate", "out.#", "--raw", "--resume"};
+    fails(2, resume, {"Replace 1 file?", "-y"}); // it is not a whole frame
     fails(2, {"get", "/plate", "out.#", "--raw", "-f", "1"}, {"Replace 1 file?", "-y"});
     EXPECT_EQ("kept as it is", read("out.1"));
+    write("out.1", noise(96, 9));
+    auto result = json(resume);
+    EXPECT_EQ("5 1", result["frames"].dump() + " " + result["skipped"].dump());
+    EXPECT_EQ(noise(96, 9), read("out.1"));
+    result = json(resume + Words{"--verify"}); // looks into the files, too
+    EXPECT_EQ("1 5", result["frames"].dump() + " " + result["skipped"].dump());
+    EXPECT_EQ(noise(96, 1), read("out.1"));
 }
 
 // The server takes a request and never answers.

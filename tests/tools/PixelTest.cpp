@@ -29,6 +29,7 @@ TEST_F(ToolTest, WhatCannotBeExactIsRefused) {
     makeClip("deep", {"4x4x48"}, 96, 1);
     output({"get", "/deep", "deep.png"});
     fails(8, {"put", "deep.png", "/ten", "--tag", "rgb10"}, {"more than the 10 bits"});
+    fails(3, {"stat", "/ten"}); // it had been made for nothing, and is gone again
     fails(8, {"put", "deep.png", "/eight", "--tag", "rgb8"}, {"rgb16, not rgb8"});
 }
 

@@ -1,7 +1,13 @@
 // Frames between files, clips and servers.
 #include "tests/tools/ToolProgram.h"
 
+#include <fcntl.h>
 #include <filesystem>
+#include <pty.h>
+#include <sstream>
+#include <sys/file.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 
@@ -24,6 +30,98 @@ TEST_F(TransferVerbsTest, FramesAndFilesAreNumberedAlike) {
         std::filesystem::remove_all(path("out"));
     }
     fails(2, {"get", "/plate", "single.png"}, {"no place for a frame number"});
+    output({"get", "/plate", "made/here/", "-f", "0"});
+    EXPECT_EQ("plate.0000.png ", files("made/here"));
+    EXPECT_EQ("would write frames 0-1 to made/here/plate.####.png, replacing 1 file\n",
+              output({"-n", "get", "/plate", "made/here", "-f", "0-1"}));
+    fails(2, {"get", "/plate", "x.#.png", "-f", ""}, {"range is empty"});
+    fails(4, {"put", "made/here/plate.##.png", "/new"}, {"files like 'made/here/plate.####.png'"});
+}
+
+TEST_F(TransferVerbsTest, NoFileAndNoOptionIsIgnoredInSilence) {
+    fails(2, {"put", "--raw", "plate.#", "/plate", "--start-number", "3"},
+          {"0-2", "--start-number 0"});
+    fails(4, {"put", "--raw", "plate.#", "/plate", "-f", "9-"}, {"frames 9-", "there are 0-7"});
+    fails(1, {"put", "--raw", "plate.#", "/plate", "--rate", "30"}, {"24 frames per second"});
+    fails(1, {"put", "--raw", "plate.#", "/plate", "--tag", "gray8"}, {"the tag rgb8"});
+    output({"put", "--raw", "plate.#", "--rate", "24", "--", "/plate"});
+    const ToolResult put = run({"put", "--raw", "plate.1", "plate.2", "/plate", "-f", "7-8"});
+    EXPECT_EQ(0U, put.errors.find("put: replaces 1 of the 8 frames of " + host_ + ":/plate\n"));
+    EXPECT_NE(std::string::npos, put.errors.find("; 1 frame replaced\n")) << put.errors;
+}
+
+TEST_F(TransferVerbsTest, CopiesWithinAClipReadNothingThatTheyWrote) {
+    const std::string all = output({"cat", "/plate", "--raw"});
+    for (const Words& words : {Words{"-f", "1-7"}, Words{"-f", "4-7,0-3"}, Words{"--to", "1"},
+                               Words{"-f", "4-7", "--missing", "hold"}})
+        fails(1, Words{"cp", "/plate", ":/plate"} + words, {"before they are copied"});
+    EXPECT_EQ(all, output({"cat", "/plate", "--raw"}));
+    output(
+        {"cp", "/plate", "id=" + json({"stat", "/plate"})["id"].get<std::string>(), "-f", "4-7"});
+    EXPECT_EQ(all.substr(384) + all.substr(384), output({"cat", "/plate", "--raw"}));
+    output({"cp", "/plate", "/plate", "--to", "8", "-j", "2"});
+    EXPECT_EQ(16, json({"stat", "/plate"})["frames"]);
+}
+
+TEST_F(TransferVerbsTest, ClipsWithFramesAreRemovedOnRequestOnly) {
+    output({"mkclip", "/empty", "--format", "8x4x24", "--type", "shot"});
+    EXPECT_EQ("shot", json({"stat", "/empty"})["type"]);
+    fails(2, {"rm", "/empty", "/plate"}, {":/plate with its 8 frames?", "-y"});
+    fails(3, {"rm", "-y", "/empty", "/plate", "/none"}, {"'/none'"});
+    EXPECT_EQ("plate\nempty\n", output({"ls"}));
+    const std::string error = run({"rm", "--json", "-y", "-r", "/empty", "id=n0"}).errors;
+    EXPECT_EQ(R"(["/empty"])", nlohmann::json::parse(error)["error"]["removed"].dump());
+}
+
+TEST_F(TransferVerbsTest, ManifestsStandInForFrames) {
+    write("sums", output({"hash", "/plate", "--start-number", "1001"}));
+    EXPECT_EQ("  plate.1001.raw\n", read("sums").substr(32, 17));
+    const Words check{"check", "/plate", "--manifest", "sums", "--start-number", "1001"};
+    EXPECT_EQ("", output(check));
+    write("plate.3", noise(96, 33));
+    const Words put{"put",        "--raw", "plate.#",        "/plate",
+                    "--manifest", "sums",  "--start-number", "0"};
+    write("sums", output({"hash", "/plate"}));
+    const auto result = json(put);
+    EXPECT_EQ("1 7", result["frames"].dump() + " " + result["skipped"].dump());
+    EXPECT_EQ(noise(96, 33), output({"cat", "/plate", "--raw", "-f", "3"}));
+    fails(4, check, {"frame 1001 is not in 'sums'"});
+    EXPECT_EQ(9, run({"check", "/plate", "--manifest", "sums"}).status);
+    write("sums", "no hash\n");
+    fails(8, check, {"line 1 of 'sums'"});
+}
+
+TEST_F(TransferVerbsTest, FilesOfDeadRunsAreRemoved) {
+    write(".part-abcdef-x.0.png", "of a dead run");
+    write(".part-fedcba-x.1.png", "of a living one");
+    const int living = ::open(path(".part-fedcba-x.1.png").c_str(), O_RDONLY);
+    ASSERT_EQ(0, ::flock(living, LOCK_EX));
+    output({"get", "/plate", "x.#.png"});
+    EXPECT_EQ(0U, files(".").find(".part-fedcba-x.1.png plate.0 "));
+    ::close(living);
+}
+
+TEST_F(TransferVerbsTest, TheBarFitsTheTerminalFromTheFirstMoment) {
+    winsize size{};
+    size.ws_col = 20;
+    int terminal = -1;
+    const pid_t program = ::forkpty(&terminal, nullptr, nullptr, &size);
+    if (program == 0) {
+        ::execl(LANTRIX_PATH, "lantrix", "get", "/plate", (scratch_ + "/x.#.png").c_str(),
+                "--color", "never", nullptr);
+        ::_exit(127);
+    }
+    std::string shown;
+    char bytes[4096];
+    for (ssize_t count = 0; (count = ::read(terminal, bytes, sizeof bytes)) > 0;)
+        shown.append(bytes, static_cast<std::size_t>(count));
+    ::waitpid(program, nullptr, 0);
+    ::close(terminal);
+    EXPECT_EQ(0U, shown.find("\rget [.........] 0/8")) << shown;
+    EXPECT_NE(std::string::npos, shown.find("\rget [#########] 8/8")) << shown;
+    std::istringstream lines(shown.substr(0, shown.find('\n')));
+    for (std::string line; std::getline(lines, line, '\r');)
+        EXPECT_LT(line.substr(0, line.find('\x1b')).size(), 20U) << line;
 }
 
 TEST_F(TransferVerbsTest, PutMakesTheClipOfItsFirstImage) {
@@ -46,9 +144,11 @@ TEST_F(TransferVerbsTest, WorkersMoveEveryFrameOnceAlsoBetweenServers) {
     const std::string copy = options.listen + ":/copy";
     output({"get", "/plate", "x.#.png", "-j", "3", "--verify"});
     output({"put", "x.#.png", "/new", "-j", "3", "--verify"});
-    EXPECT_EQ(5 * 96, json({"cp", "/new", copy, "-f", "2-6", "-j", "3", "--verify"})["bytes"]);
+    const auto copied = json({"cp", "/new", copy, "-f", "2-6", "-j", "3", "--verify"});
+    EXPECT_EQ(5 * 96, copied["bytes"]);
+    EXPECT_LT(copied["seconds"], 60.0);
     EXPECT_EQ(output({"cat", "/plate", "--raw", "-f", "2-6"}), output({"cat", copy, "--raw"}));
-    EXPECT_EQ(output({"hash", "/plate"}), output({"hash", "/new", "-j", "4"}));
+    EXPECT_EQ(json({"hash", "/plate"}), json({"hash", "/new", "-j", "4"}));
 }
 
 TEST_F(TransferVerbsTest, ProgressIsJsonLinesForProgramsAndNothingOnAPipe) {

@@ -9,6 +9,12 @@ Failure& Failure::with(const std::string& key, Detail value) {
     return *this;
 }
 
+Failure Failure::told(const std::string& more) const {
+    Failure failure(status_, what() + more);
+    failure.details_ = details_;
+    return failure;
+}
+
 Failure fileFailure(const std::string& what, const std::string& file, int errorNumber) {
     Failure failure(Status::LocalFile, what + " '" + file + "': " + std::strerror(errorNumber));
     failure.with("file", file);

@@ -28,7 +28,7 @@ enum class Status {
 };
 
 /// What a program reads beside the message.
-using Detail = std::variant<std::string, long long>;
+using Detail = std::variant<std::string, long long, std::vector<std::string>>;
 
 class Failure : public std::runtime_error {
 public:
@@ -37,6 +37,9 @@ public:
 
     /// Adds a detail for programs: "host", "port", "path", "missing", "near", "file", ...
     Failure& with(const std::string& key, Detail value);
+
+    /// The same failure with \p more behind its message.
+    [[nodiscard]] Failure told(const std::string& more) const;
 
     [[nodiscard]] Status status() const { return status_; }
     [[nodiscard]] const std::vector<std::pair<std::string, Detail>>& details() const {

@@ -12,30 +12,31 @@
 
 namespace tool {
 
-ClipPlace locateClip(Session& session, const Address& address) {
-    LantrixNodeHandle clip = findClip(session, address);
-    return {address, clip.getNodeId().id(), session.format(clip), session.countFrames(clip)};
+LocatedClip locateClip(Session& session, const Address& address, int startNumber) {
+    const LantrixNodeHandle handle = findClip(session, address);
+    return {address, handle.getNodeId().id(), session.format(handle), session.countFrames(handle),
+            startNumber};
 }
 
-ClipPlace locateClip(const Options& options, const Address& address) {
+LocatedClip locateClip(const Options& options, const Address& address, int startNumber) {
     Session session(options, address.host);
-    return locateClip(session, address);
+    return locateClip(session, address, startNumber);
 }
 
-ClipFrames::ClipFrames(const Options& options, const ClipPlace& place)
-    : place_(place), session_(options, place.address.host),
-      clip_(session_.server(), place.nodeId.c_str()) {}
+ClipFrames::ClipFrames(const Options& options, const LocatedClip& clip)
+    : clip_(clip), session_(options, clip.address.host),
+      handle_(session_.server(), clip.nodeId.c_str()) {}
 
 std::string ClipFrames::doing(const char* what, int index) const {
-    return std::string(what) + " frame " + std::to_string(index) + " of '" + place_.address.path() +
-           "'";
+    return std::string(what) + " frame " + std::to_string(index + clip_.startNumber) + " of '" +
+           clip_.address.path() + "'";
 }
 
 void ClipFrames::read(int index, Bytes& frame) {
-    frame.resize(static_cast<std::size_t>(place_.format.frameBufferSize()));
+    frame.resize(static_cast<std::size_t>(clip_.format.frameBufferSize()));
     session_.call(
         doing("read", index),
-        [&] { return clip_.readFrame(index, frame.data(), place_.format.frameBufferSize()); },
+        [&] { return handle_.readFrame(index, frame.data(), clip_.format.frameBufferSize()); },
         Port::Frames);
 }
 
@@ -80,14 +81,14 @@ bool ClipFrames::readBefore(int index, Bytes& frame) {
 void ClipFrames::write(int index, const Bytes& frame) {
     session_.call(
         doing("write", index),
-        [&] { return clip_.writeFrame(index, frame.data(), static_cast<int>(frame.size())); },
+        [&] { return handle_.writeFrame(index, frame.data(), static_cast<int>(frame.size())); },
         Port::Frames);
 }
 
 // By the frame's id, so that no frame is announced that is about to be written.
 bool ClipFrames::holds(int index, const Bytes& frame) {
     LantrixStr id;
-    session_.call(doing("find", index), [&] { return clip_.getFrameId(index, id); });
+    session_.call(doing("find", index), [&] { return handle_.getFrameId(index, id); });
     readBack_.resize(frame.size());
     try {
         session_.call(
@@ -168,28 +169,53 @@ void FileFrames::read(const std::string& file, Bytes& frame) const {
     image::Image image = image::readImage(file);
     checkImage(file, image);
     try {
-        frame = frameOfImage(std::move(image), *layout_);
+        frame = image::frameOfImage(std::move(image), *layout_);
     } catch (const image::Error& error) {
         throw image::Error(error.kind(), "'" + file + "': " + error.what(), file);
     }
 }
 
-void FileFrames::write(const std::string& file, Bytes& frame, bool verify) const {
+image::Image FileFrames::imageOf(Bytes frame) const {
+    return image::imageOfFrame(std::move(frame), *layout_, format_.width(), format_.height());
+}
+
+void FileFrames::write(const std::string& file, Bytes& frame, ReadBack readBack) const {
     image::AsideFile aside(file);
+    bool isSame = true;
     if (!layout_) {
         aside.write(frame);
-        if (verify && image::readFile(aside.path(), frame.size() + 1) != frame) {
-            throw Failure(Status::Differs, "'" + file + "' reads back differently");
-        }
+        isSame =
+            readBack == ReadBack::No || image::readFile(aside.path(), frame.size() + 1) == frame;
     } else {
-        const image::Image image =
-            imageOfFrame(std::move(frame), *layout_, format_.width(), format_.height());
-        writeImage(image, aside.path());
-        if (verify && image::readImage(aside.path()).pixels != image.pixels) {
-            throw Failure(Status::Differs, "'" + file + "' reads back differently");
-        }
+        const image::Image image = imageOf(std::move(frame));
+        image::writeImage(image, aside.path());
+        isSame = readBack == ReadBack::No || image::readImage(aside.path()).pixels == image.pixels;
+    }
+    if (!isSame) {
+        throw Failure(Status::Differs, "'" + file + "' reads back differently").with("file", file);
     }
     aside.commit();
+}
+
+bool FileFrames::isWhole(const std::string& file) const {
+    try {
+        checkFile(file);
+        return true;
+    } catch (const std::runtime_error&) {
+        return false;
+    }
+}
+
+bool FileFrames::holds(const std::string& file, const Bytes& frame) const {
+    if (!isWhole(file)) {
+        return false;
+    }
+    try {
+        return layout_ ? image::readImage(file).pixels == imageOf(frame).pixels
+                       : image::readFile(file, frame.size() + 1) == frame;
+    } catch (const std::runtime_error&) { // cut off behind its header
+        return false;
+    }
 }
 
 std::string hashOf(const Bytes& bytes) {

@@ -16,20 +16,22 @@
 namespace tool {
 
 /// A clip that was found, for sessions that are opened later.
-struct ClipPlace {
+struct LocatedClip {
     Address address;
     std::string nodeId;
     LantrixClipFormat format;
-    int frames = 0;
+    int frameCount = 0;
+    int startNumber = 0; ///< The number of its first frame, as people count.
 };
 
 /// Asks where the clip is and what it is.
-[[nodiscard]] ClipPlace locateClip(Session& session, const Address& address);
-[[nodiscard]] ClipPlace locateClip(const Options& options, const Address& address);
+[[nodiscard]] LocatedClip locateClip(Session& session, const Address& address, int startNumber = 0);
+[[nodiscard]] LocatedClip locateClip(const Options& options, const Address& address,
+                                     int startNumber = 0);
 
 class ClipFrames {
 public:
-    ClipFrames(const Options& options, const ClipPlace& place);
+    ClipFrames(const Options& options, const LocatedClip& clip);
 
     /// Reads the frame at \p index; sizes \p frame to it. Announces the next one to the server.
     void read(int index, Bytes& frame);
@@ -43,11 +45,14 @@ private:
     [[nodiscard]] std::string doing(const char* what, int index) const;
     bool readBefore(int index, Bytes& frame);
 
-    ClipPlace place_;
+    LocatedClip clip_;
     Session session_;
-    LantrixNodeHandle clip_;
+    LantrixNodeHandle handle_;
     Bytes readBack_;
 };
+
+/// Whether what was written is read back and compared.
+enum class ReadBack { No, Yes };
 
 /// Reads and writes files as frames of one format: images, or the bytes as they are.
 class FileFrames {
@@ -62,12 +67,16 @@ public:
     void checkFile(const std::string& file) const;
     /// An empty name is a black frame, all bytes zero.
     void read(const std::string& file, Bytes& frame) const;
-    /// Writes aside and renames. \p verify reads back before that and compares. \p frame may be
-    /// taken away.
-    void write(const std::string& file, Bytes& frame, bool verify) const;
+    /// Writes aside and renames. \p frame may be taken away.
+    void write(const std::string& file, Bytes& frame, ReadBack readBack) const;
+    /// True when the file is there and a frame of this format.
+    [[nodiscard]] bool isWhole(const std::string& file) const;
+    /// True when the file holds just this frame.
+    [[nodiscard]] bool holds(const std::string& file, const Bytes& frame) const;
 
 private:
     void checkImage(const std::string& file, const image::Image& image) const;
+    [[nodiscard]] image::Image imageOf(Bytes frame) const;
     [[nodiscard]] std::size_t size() const {
         return static_cast<std::size_t>(format_.frameBufferSize());
     }

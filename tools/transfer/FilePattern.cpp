@@ -72,4 +72,16 @@ std::vector<int> FilePattern::existingNumbers() const {
     return numbers;
 }
 
+std::string FilePattern::otherPadding() const {
+    constexpr int mostDigits = 9;
+    for (int digits = 1; digits <= mostDigits; ++digits) {
+        FilePattern other = *this;
+        other.digits_ = digits;
+        if (!other.existingNumbers().empty()) {
+            return before_ + std::string(static_cast<std::size_t>(digits), '#') + after_;
+        }
+    }
+    return "";
+}
+
 } // namespace tool

@@ -22,6 +22,9 @@ public:
     /// The numbers of the files that exist, ascending.
     [[nodiscard]] std::vector<int> existingNumbers() const;
 
+    /// The pattern with another number of digits that files are named like; "" when there is none.
+    [[nodiscard]] std::string otherPadding() const;
+
 private:
     void splitAt(std::size_t start, std::size_t length, int digits);
 

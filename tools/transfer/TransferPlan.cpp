@@ -19,25 +19,50 @@ int indexOf(int number, const FrameSelection& frames) {
     return number - frames.startNumber;
 }
 
+std::string startNumberAdvice(const std::vector<int>& existing) {
+    const std::string first = std::to_string(existing.front());
+    return "; pass --start-number " + first + " to take frame " + first + " as the clip's first";
+}
+
 Failure filesMissing(const FilePattern& pattern, const std::vector<int>& missing,
                      const std::vector<int>& existing, const FrameSelection& frames) {
     std::string text = "'" + pattern.file(missing.front()) +
                        "' is not there (missing: " + describeFrames(missing) +
                        "); --missing hold or black fills holes";
     if (frames.range.empty() && existing.front() > frames.startNumber) {
-        const std::string first = std::to_string(existing.front());
-        text += "; the first file is " + first + ": is --start-number " + first + " meant?";
+        text += startNumberAdvice(existing);
     }
     return Failure(Status::FrameMissing, text).with("file", pattern.file(missing.front()));
+}
+
+// All files are meant unless a range is given, so none may be dropped in silence.
+void requireNoneBefore(const FilePattern& pattern, const std::vector<int>& existing,
+                       const FrameSelection& frames) {
+    if (!frames.range.empty() || existing.front() >= frames.startNumber) {
+        return;
+    }
+    std::vector<int> before = existing;
+    before.erase(std::lower_bound(before.begin(), before.end(), frames.startNumber), before.end());
+    throw Failure(Status::Usage, "files of '" + pattern.text() + "' have numbers before the " +
+                                     "start number " + std::to_string(frames.startNumber) + ": " +
+                                     describeFrames(before) + startNumberAdvice(existing) +
+                                     ", or choose frames with -f");
+}
+
+Failure noFile(const FilePattern& pattern) {
+    std::string text = "no file is named like '" + pattern.text() + "'";
+    const std::string other = pattern.otherPadding();
+    text += other.empty() ? "" : "; there are files like '" + other + "'";
+    return Failure(Status::FrameMissing, text).with("file", pattern.text());
 }
 
 std::vector<FrameStep> planFromPattern(const FilePattern& pattern, const FrameSelection& frames,
                                        Missing policy) {
     const std::vector<int> existing = pattern.existingNumbers();
     if (existing.empty()) {
-        throw Failure(Status::FrameMissing, "no file is named like '" + pattern.text() + "'")
-            .with("file", pattern.text());
+        throw noFile(pattern);
     }
+    requireNoneBefore(pattern, existing, frames);
     std::vector<FrameStep> steps;
     std::vector<int> missing;
     for (const int number : frames.parsed().numbers(frames.startNumber, existing.back())) {
@@ -50,6 +75,10 @@ std::vector<FrameStep> planFromPattern(const FilePattern& pattern, const FrameSe
             missing.push_back(number);
         }
         steps.push_back(step);
+    }
+    if (steps.empty()) {
+        throw Failure(Status::FrameMissing, "no file is among the frames " + frames.range +
+                                                ": there are " + describeFrames(existing));
     }
     if (!missing.empty()) {
         throw filesMissing(pattern, missing, existing, frames);
@@ -79,9 +108,6 @@ std::vector<FrameStep> planFromFiles(const std::vector<std::string>& files,
             steps.push_back({indexOf(numbers[i], frames), files[i]});
         }
     }
-    if (steps.empty()) {
-        throw Failure(Status::FrameMissing, "no file is among the frames " + frames.range);
-    }
     return steps;
 }
 
@@ -99,6 +125,23 @@ std::vector<FrameStep> planToFiles(const std::string& files, const FrameSelectio
         steps.push_back({index, pattern.file(index + frames.startNumber)});
     }
     return steps;
+}
+
+std::vector<int> indicesOf(const std::vector<FrameStep>& steps) {
+    std::vector<int> indices;
+    indices.reserve(steps.size());
+    for (const FrameStep& step : steps) {
+        indices.push_back(step.index);
+    }
+    return indices;
+}
+
+std::string describeSteps(const std::vector<FrameStep>& steps, int startNumber) {
+    std::vector<int> numbers = indicesOf(steps);
+    for (int& number : numbers) {
+        number += startNumber;
+    }
+    return describeFrames(numbers);
 }
 
 } // namespace tool

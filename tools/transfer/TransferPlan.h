@@ -22,6 +22,10 @@ struct FrameStep {
 [[nodiscard]] std::vector<FrameStep> planToFiles(const std::string& files,
                                                  const FrameSelection& frames, int frameCount);
 
+[[nodiscard]] std::vector<int> indicesOf(const std::vector<FrameStep>& steps);
+/// The frames' numbers as short text.
+[[nodiscard]] std::string describeSteps(const std::vector<FrameStep>& steps, int startNumber);
+
 } // namespace tool
 
 #endif

@@ -1,6 +1,7 @@
 #include "tools/transfer/Workers.h"
 
 #include "tools/report/Json.h"
+#include "tools/report/NumberText.h"
 #include "tools/session/Interrupt.h"
 #include "tools/transfer/ImageFailure.h"
 
@@ -51,8 +52,11 @@ Failure failureOf(const Json& line) {
 
 [[noreturn]] void workAsChild(int descriptor, const std::function<void(const StepDone&)>& work) {
     try {
-        work([&](std::size_t step, std::uint64_t bytes, const std::string& result) {
-            sendLine(descriptor, {{"step", step}, {"bytes", bytes}, {"result", result}});
+        work([&](std::size_t step, const StepResult& result) {
+            sendLine(descriptor, {{"step", step},
+                                  {"bytes", result.bytes},
+                                  {"isSkipped", result.isSkipped},
+                                  {"text", result.text}});
         });
     } catch (const Failure& failure) {
         sendLine(descriptor, lineOf(failure));
@@ -150,26 +154,25 @@ private:
 
 } // namespace
 
-void Transfer::markDone(std::size_t step, std::uint64_t bytes, const std::string& result) {
+void Transfer::markDone(std::size_t step, const StepResult& result) {
     isDone_.at(step) = true;
-    results_.at(step) = result;
-    progress_.advance(bytes);
+    results_.at(step) = result.text;
+    result.isSkipped ? progress_.skip() : progress_.advance(result.bytes);
 }
 
 void Transfer::takeLine(const std::string& line) {
     const Json report = Json::parse(line);
     if (report.contains("step")) {
-        markDone(report["step"], report["bytes"], report["result"]);
+        markDone(report["step"], {report["bytes"], report["isSkipped"], report["text"]});
     } else {
         failures_.push_back(failureOf(report));
     }
 }
 
 void Transfer::runHere(const StepWork& work) {
+    const Progress::Ticker ticker(progress_);
     work(0, isDone_.size(),
-         [this](std::size_t step, std::uint64_t bytes, const std::string& result) {
-             markDone(step, bytes, result);
-         });
+         [this](std::size_t step, const StepResult& result) { markDone(step, result); });
 }
 
 // Each worker takes a block of neighbours, so that the server's read-ahead serves it.
@@ -180,6 +183,7 @@ void Transfer::runWorkers(const StepWork& work, std::size_t workers) {
         const std::size_t end = isDone_.size() * (i + 1) / workers;
         pool.start([&](const StepDone& done) { work(begin, end, done); });
     }
+    const Progress::Ticker ticker(progress_); // a thread: started behind the last fork
     pool.listen([this](const std::string& line) {
         takeLine(line);
         if (!failures_.empty() && !wasInterrupted()) {
@@ -194,7 +198,7 @@ void Transfer::runWorkers(const StepWork& work, std::size_t workers) {
     }
 }
 
-void Transfer::run(const StepWork& steps, bool resumable) {
+void Transfer::run(const StepWork& steps) {
     const StepWork work = [&](std::size_t begin, std::size_t end, const StepDone& done) {
         try {
             steps(begin, end, done);
@@ -207,14 +211,11 @@ void Transfer::run(const StepWork& steps, bool resumable) {
     try {
         workers <= 1 ? runHere(work) : runWorkers(work, workers);
     } catch (const Failure& failure) {
-        const std::string total = std::to_string(isDone_.size());
-        Failure told(failure.status(), std::string(failure.what()) + "; " +
-                                           std::to_string(progress_.framesDone()) + " of " + total +
-                                           " frames are done" +
-                                           (resumable ? ", --resume goes on from there" : ""));
-        for (const auto& [key, value] : failure.details()) {
-            told.with(key, value);
-        }
+        const bool isResumable = afterFailure_ == AfterFailure::Resume;
+        Failure told = failure.told("; " + std::to_string(progress_.framesDone()) + " of " +
+                                    countText(isDone_.size(), "frame") +
+                                    (isDone_.size() == 1 ? " is done" : " are done") +
+                                    (isResumable ? ", --resume goes on from there" : ""));
         told.with("framesDone", static_cast<long long>(progress_.framesDone()));
         told.with("framesTotal", static_cast<long long>(isDone_.size()));
         throw told;
@@ -222,7 +223,8 @@ void Transfer::run(const StepWork& steps, bool resumable) {
 }
 
 Json Transfer::figures() const {
-    return {{"frames", progress_.framesDone()},
+    return {{"frames", progress_.framesDone() - progress_.framesSkipped()},
+            {"skipped", progress_.framesSkipped()},
             {"bytes", progress_.bytesDone()},
             {"seconds", progress_.seconds()}};
 }

@@ -15,34 +15,45 @@
 
 namespace tool {
 
-/// One step is done: its number, the bytes moved, and a short result.
-using StepDone =
-    std::function<void(std::size_t step, std::uint64_t bytes, const std::string& result)>;
+/// What came of one step.
+struct StepResult {
+    std::uint64_t bytes = 0; ///< That were moved.
+    bool isSkipped = false;  ///< Nothing had to be moved.
+    std::string text;        ///< A short result, such as a hash.
+};
+/// One step is done.
+using StepDone = std::function<void(std::size_t step, const StepResult& result)>;
 /// Does the steps from \p begin to before \p end, in order, and calls \p done after each.
 using StepWork = std::function<void(std::size_t begin, std::size_t end, const StepDone& done)>;
+
+/// What a transfer that failed halfway is worth.
+enum class AfterFailure { Repeat, Resume };
 
 class Transfer {
 public:
     /// \p verb is shown with the progress.
-    Transfer(const Options& options, const std::string& verb, std::size_t steps)
-        : options_(options), progress_(options, verb, steps), isDone_(steps), results_(steps) {}
+    Transfer(const Options& options, const std::string& verb, std::size_t steps,
+             AfterFailure afterFailure)
+        : options_(options), afterFailure_(afterFailure), progress_(options, verb, steps),
+          isDone_(steps), results_(steps) {}
 
-    /// Does all steps, by at most --j workers. A failure tells how many steps are done;
-    /// \p resumable that --resume goes on from there.
-    void run(const StepWork& work, bool resumable);
+    /// Does all steps, by at most --j workers. A failure tells how many steps are done, and whether
+    /// --resume goes on from there.
+    void run(const StepWork& work);
 
     [[nodiscard]] const std::vector<std::string>& results() const { return results_; }
     [[nodiscard]] const Progress& progress() const { return progress_; }
-    /// Frames, bytes and seconds, for JSON.
+    /// Frames moved and skipped, bytes and seconds, for JSON.
     [[nodiscard]] Json figures() const;
 
 private:
     void runHere(const StepWork& work);
     void runWorkers(const StepWork& work, std::size_t workers);
     void takeLine(const std::string& line);
-    void markDone(std::size_t step, std::uint64_t bytes, const std::string& result);
+    void markDone(std::size_t step, const StepResult& result);
 
     const Options& options_;
+    const AfterFailure afterFailure_;
     Progress progress_;
     std::vector<bool> isDone_;
     std::vector<std::string> results_;

@@ -3,6 +3,7 @@
 #define TOOLS_VERBS_FRAMEOPTIONS_H
 
 #include "tools/transfer/FrameRange.h"
+#include "tools/transfer/StoreRules.h"
 
 #include <CLI/App.hpp>
 
@@ -14,6 +15,8 @@ void addFrameOptions(CLI::App& verb, FrameSelection& frames);
 void addStartNumberOption(CLI::App& verb, int& startNumber);
 /// Adds --missing.
 void addMissingOption(CLI::App& verb, Missing& missing);
+/// Adds --verify and --resume.
+void addStoreOptions(CLI::App& verb, StoreRules& rules);
 
 } // namespace tool
 

@@ -1,12 +1,15 @@
 #include "tools/verbs/NewClip.h"
 
+#include <CLI/App.hpp>
+
+#include <algorithm>
+#include <cctype>
+
 namespace tool {
 
-namespace {
-
-constexpr const char* clipType = "clip";
-
-} // namespace
+void addTypeOption(CLI::App& verb, std::string& type) {
+    verb.add_option("--type", type, "The server's name, or number, for the kind of node");
+}
 
 Failure alreadyThere(const Session& session, const Address& address) {
     return Failure(Status::Other, "'" + address.path() + "' is already on " + session.endpoint())
@@ -22,31 +25,39 @@ void requireFolder(Session& session, const FoundNode& node) {
     }
 }
 
-FoundNode findParentOfNew(Session& session, const Address& address) {
+void checkType(const std::string& type) {
+    if (type.empty() ||
+        std::any_of(type.begin(), type.end(), [](unsigned char c) { return std::isspace(c); })) {
+        throw Failure(Status::Usage, "a node's type is one word, not '" + type + "'");
+    }
+}
+
+FoundNode findParentOfNew(Session& session, const Address& address, const NewClip& clip) {
     FoundNode parent{address.parent(), findNode(session, address.parent())};
     if (findChild(session, parent, address.name())) {
         throw alreadyThere(session, address);
     }
     requireFolder(session, parent);
-    checkNewName(address.name(), parent.handle.getNodeId().id(), clipType);
+    checkType(clip.type);
+    checkNewName(address.name(), parent.handle.getNodeId().id(), clip.type);
     return parent;
 }
 
-LantrixNodeHandle makeClip(Session& session, const Address& address,
-                           const LantrixClipFormat& format, int frames) {
-    FoundNode parent = findParentOfNew(session, address);
-    LantrixNodeHandle clip;
+LantrixNodeHandle makeClip(Session& session, const Address& address, const NewClip& clip) {
+    FoundNode parent = findParentOfNew(session, address, clip);
+    LantrixNodeHandle handle;
     session.call("make '" + address.path() + "'", [&] {
-        return parent.handle.createClipNode(address.name().c_str(), format, clipType, clip);
+        return parent.handle.createClipNode(address.name().c_str(), clip.format, clip.type.c_str(),
+                                            handle);
     });
     try {
         session.call("make the frames of '" + address.path() + "'",
-                     [&] { return clip.setNumFrames(frames); });
+                     [&] { return handle.setNumFrames(clip.frameCount); });
     } catch (const Failure&) {
-        clip.destroyNode(); // as if it had never been there
+        handle.destroyNode(); // as if it had never been there
         throw;
     }
-    return clip;
+    return handle;
 }
 
 } // namespace tool

@@ -1,6 +1,5 @@
 #include "tools/report/Json.h"
-#include "tools/transfer/ClipFrames.h"
-#include "tools/transfer/Workers.h"
+#include "tools/transfer/FrameMove.h"
 #include "tools/verbs/AddVerb.h"
 #include "tools/verbs/NewClip.h"
 #include "tools/verbs/Verbs.h"
@@ -8,6 +7,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <numeric>
 #include <unistd.h>
 
 namespace tool {
@@ -24,25 +24,26 @@ struct BenchArguments {
 class ScratchClip {
 public:
     ScratchClip(const Options& options, const Address& folder, const LantrixClipFormat& format,
-                int frames) {
+                int count) {
         Session session(options, folder.host);
-        place_.address = folder.child("lantrix-bench-" + std::to_string(::getpid()));
-        place_.nodeId = makeClip(session, place_.address, format, frames).getNodeId().id();
-        place_.format = format;
-        place_.frames = frames;
+        clip_.address = folder.child("lantrix-bench-" + std::to_string(::getpid()));
+        clip_.nodeId =
+            makeClip(session, clip_.address, {format, count, NewClip().type}).getNodeId().id();
+        clip_.format = format;
+        clip_.frameCount = count;
     }
     // By a handle of its own, since an interrupt has ended the others.
     ~ScratchClip() {
-        const LantrixServerHandle server(place_.address.host.c_str());
-        LantrixNodeHandle(server, place_.nodeId.c_str()).destroyNode();
+        const LantrixServerHandle server(clip_.address.host.c_str());
+        LantrixNodeHandle(server, clip_.nodeId.c_str()).destroyNode();
     }
     ScratchClip(const ScratchClip&) = delete;
     ScratchClip& operator=(const ScratchClip&) = delete;
 
-    [[nodiscard]] const ClipPlace& place() const { return place_; }
+    [[nodiscard]] const LocatedClip& clip() const { return clip_; }
 
 private:
-    ClipPlace place_;
+    LocatedClip clip_;
 };
 
 double rounded(double number) {
@@ -71,49 +72,55 @@ Json measurePing(const Options& options, const std::string& host) {
     return measurement("ping", count, time.count(), 0);
 }
 
-// Moves each frame once in one direction, with a connection for each worker.
-Json measureFrames(const Options& options, const std::string& what, const ClipPlace& place,
-                   int count, const std::function<void(ClipFrames&, int, Bytes&)>& move) {
-    Transfer transfer(options, what, static_cast<std::size_t>(count));
-    transfer.run(
-        [&](std::size_t begin, std::size_t end, const StepDone& done) {
-            ClipFrames clip(options, place);
-            Bytes frame(static_cast<std::size_t>(place.format.frameBufferSize()), '\x5a');
-            for (std::size_t i = begin; i < end; ++i) {
-                move(clip, static_cast<int>(i), frame);
-                done(i, frame.size(), "");
-            }
-        },
-        false);
+// Moves each frame once, with a connection for each worker.
+Json measureFrames(const Options& options, const std::string& what, int count,
+                   const OpenSource& source, const OpenTarget& target) {
+    Transfer transfer(options, what, static_cast<std::size_t>(count), AfterFailure::Repeat);
+    moveFrames(transfer, source, target);
     const Progress& progress = transfer.progress();
     return measurement(what, progress.framesDone(), progress.seconds(),
                        static_cast<double>(progress.bytesDone()));
 }
 
-void writeOne(ClipFrames& clip, int index, Bytes& frame) {
-    clip.write(index, frame);
+std::vector<int> firstFrames(int count) {
+    std::vector<int> indices(static_cast<std::size_t>(count));
+    std::iota(indices.begin(), indices.end(), 0);
+    return indices;
 }
 
-void readOne(ClipFrames& clip, int index, Bytes& frame) {
-    clip.read(index, frame);
+Json measureWriting(const Options& options, const LocatedClip& clip, int count) {
+    const auto size = static_cast<std::size_t>(clip.format.frameBufferSize());
+    const OpenSource source = [size]() -> ReadStep {
+        return [size](std::size_t /*step*/, Bytes& frame) { frame.resize(size, '\x5a'); };
+    };
+    return measureFrames(options, "write", count, source,
+                         toClip(options, clip, firstFrames(count), {}));
+}
+
+Json measureReading(const Options& options, const LocatedClip& clip, int count) {
+    const OpenTarget target = []() -> TakeStep {
+        return [](std::size_t /*step*/, Bytes& frame) -> StepResult {
+            return {frame.size(), false, ""};
+        };
+    };
+    return measureFrames(options, "read", count,
+                         fromClip(options, clip, firstFrames(count), Missing::Error), target);
 }
 
 // The clip at the address; none when the node is another one.
-std::optional<ClipPlace> clipAt(const Options& options, const Address& address) {
+std::optional<LocatedClip> clipAt(const Options& options, const Address& address) {
     Session session(options, address.host);
-    const LantrixNodeHandle node = findNode(session, address);
-    if (!session.isClip(node)) {
+    if (!session.isClip(findNode(session, address))) {
         return std::nullopt;
     }
-    return ClipPlace{address, node.getNodeId().id(), session.format(node),
-                     session.countFrames(node)};
+    return locateClip(session, address);
 }
 
 void runBench(Context& context, const BenchArguments& arguments) {
     const Options& options = context.options;
     const Address address = parseAddress(arguments.address, options.host);
     const LantrixClipFormat format = image::parseClipFormat(arguments.format, "");
-    const std::optional<ClipPlace> clip = clipAt(options, address);
+    const std::optional<LocatedClip> clip = clipAt(options, address);
     if (options.dryRun) {
         const std::string where = address.text();
         context.output.wouldDo(
@@ -123,12 +130,11 @@ void runBench(Context& context, const BenchArguments& arguments) {
     }
     std::vector<Json> rows{measurePing(options, address.host)};
     if (clip) {
-        rows.push_back(measureFrames(options, "read", *clip,
-                                     std::min(arguments.count, clip->frames), readOne));
+        rows.push_back(measureReading(options, *clip, std::min(arguments.count, clip->frameCount)));
     } else {
         const ScratchClip scratch(options, address, format, arguments.count);
-        rows.push_back(measureFrames(options, "write", scratch.place(), arguments.count, writeOne));
-        rows.push_back(measureFrames(options, "read", scratch.place(), arguments.count, readOne));
+        rows.push_back(measureWriting(options, scratch.clip(), arguments.count));
+        rows.push_back(measureReading(options, scratch.clip(), arguments.count));
     }
     context.output.table("measurements", rows);
 }

@@ -1,12 +1,12 @@
 #include "tools/report/Json.h"
 #include "tools/report/NumberText.h"
-#include "tools/transfer/ClipFrames.h"
-#include "tools/transfer/FrameQueue.h"
-#include "tools/transfer/TransferPlan.h"
-#include "tools/transfer/Workers.h"
+#include "tools/transfer/FrameMove.h"
+#include "tools/transfer/Manifest.h"
 #include "tools/verbs/AddVerb.h"
 #include "tools/verbs/FrameOptions.h"
 #include "tools/verbs/Verbs.h"
+
+#include <algorithm>
 
 namespace tool {
 
@@ -16,28 +16,37 @@ namespace {
 
 struct HashArguments {
     std::string address;
-    FrameSelection frames;
+    FrameSelection selection;
+    Missing missing = Missing::Error;
 };
+
+// A name that a manifest can hold on one line.
+std::string clipName(const Options& options, const LocatedClip& clip) {
+    Session session(options, clip.address.host);
+    std::string name = session.name(LantrixNodeHandle(session.server(), clip.nodeId.c_str()));
+    std::replace_if(
+        name.begin(), name.end(), [](unsigned char c) { return c < ' ' || c == '\\'; }, '_');
+    return name;
+}
 
 void runHash(Context& context, const HashArguments& arguments) {
     const Options& options = context.options;
-    const ClipPlace place = locateClip(options, parseAddress(arguments.address, options.host));
-    const int startNumber = arguments.frames.startNumber;
-    const std::vector<int> indices = arguments.frames.parsed().indices(startNumber, place.frames);
-    Transfer transfer(options, "hash", indices.size());
-    transfer.run(
-        [&](std::size_t begin, std::size_t end, const StepDone& done) {
-            ClipFrames clip(options, place);
-            overlapFrames(
-                begin, end, [&](std::size_t i, Bytes& frame) { clip.read(indices[i], frame); },
-                [&](std::size_t i, Bytes& frame) { done(i, frame.size(), hashOf(frame)); });
-        },
-        false);
+    const int startNumber = arguments.selection.startNumber;
+    const LocatedClip clip =
+        locateClip(options, parseAddress(arguments.address, options.host), startNumber);
+    const std::string name = clipName(options, clip);
+    const std::vector<int> indices =
+        arguments.selection.parsed().indices(startNumber, clip.frameCount);
+    Transfer transfer(options, "hash", indices.size(), AfterFailure::Repeat);
+    moveFrames(transfer, fromClip(options, clip, indices, arguments.missing), toHashes());
     std::vector<Json> rows;
+    std::string lines;
     for (std::size_t i = 0; i < indices.size(); ++i) {
-        rows.push_back({{"frame", indices[i] + startNumber}, {"hash", transfer.results()[i]}});
+        const std::string& hash = transfer.results()[i];
+        rows.push_back({{"frame", indices[i] + startNumber}, {"hash", hash}});
+        lines += manifestLine(hash, name, indices[i] + startNumber);
     }
-    context.output.table("frames", rows);
+    context.output.text(lines, {{"frames", rows}});
 }
 
 // ---- check
@@ -45,114 +54,138 @@ void runHash(Context& context, const HashArguments& arguments) {
 struct CheckArguments {
     std::string address;
     std::vector<std::string> others;
-    FrameSelection frames;
+    std::string manifest;
+    FrameSelection selection;
+    Missing missing = Missing::Error;
     bool raw = false;
 };
 
-using ReadStep = std::function<void(std::size_t step, Bytes& frame)>;
-
 // What the clip's frames are compared with.
 struct Comparison {
-    std::vector<int> indices;             // of the clip
-    std::function<ReadStep()> openOthers; // once for each worker
+    std::vector<int> indices;        // of the clip
+    OpenSource openOther;            // none: the hashes are known
+    std::vector<std::string> hashes; // of the other side
 };
 
-void requireSameCount(const ClipPlace& place, std::size_t count, const std::string& others) {
-    if (count != static_cast<std::size_t>(place.frames)) {
-        throw Failure(Status::Differs,
-                      "'" + place.address.text() + "' has " +
-                          countText(static_cast<std::size_t>(place.frames), "frame") +
-                          ", and there are " + std::to_string(count) + " " + others);
+void requireSameCount(const LocatedClip& clip, std::size_t count, const std::string& others) {
+    const auto frameCount = static_cast<std::size_t>(clip.frameCount);
+    if (count != frameCount) {
+        throw Failure(Status::Differs, "'" + clip.address.text() + "' has " +
+                                           countText(frameCount, "frame") + ", and there are " +
+                                           std::to_string(count) + " " + others);
     }
 }
 
-Comparison compareWithClip(const Options& options, const ClipPlace& place,
+Comparison compareWithClip(const Options& options, const LocatedClip& clip,
                            const CheckArguments& arguments) {
-    const ClipPlace other =
-        locateClip(options, parseAddress(arguments.others.front(), options.host));
-    if (!image::isSameKind(place.format, other.format)) {
-        throw Failure(Status::Differs, "'" + place.address.text() + "' is " +
-                                           image::describeFormat(place.format) + ", not " +
+    const LocatedClip other =
+        locateClip(options, parseAddress(arguments.others.front(), options.host), clip.startNumber);
+    if (!image::isSameKind(clip.format, other.format)) {
+        throw Failure(Status::Differs, "'" + clip.address.text() + "' is " +
+                                           image::describeFormat(clip.format) + ", not " +
                                            image::describeFormat(other.format));
     }
-    const FrameRange range = arguments.frames.parsed();
+    const FrameRange range = arguments.selection.parsed();
     if (range.isAll()) {
-        requireSameCount(place, static_cast<std::size_t>(other.frames),
+        requireSameCount(clip, static_cast<std::size_t>(other.frameCount),
                          "in '" + other.address.text() + "'");
     }
-    const int startNumber = arguments.frames.startNumber;
-    const std::vector<int> indices = range.indices(startNumber, other.frames);
-    const auto open = [&options, other, indices]() -> ReadStep {
-        const auto frames = std::make_shared<ClipFrames>(options, other);
-        return [frames, &indices](std::size_t i, Bytes& frame) { frames->read(indices[i], frame); };
-    };
-    return {range.indices(startNumber, place.frames), open};
+    return {range.indices(clip.startNumber, clip.frameCount),
+            fromClip(options, other, range.indices(clip.startNumber, other.frameCount),
+                     arguments.missing),
+            {}};
 }
 
-Comparison compareWithFiles(const ClipPlace& place, const CheckArguments& arguments) {
+Comparison compareWithFiles(const LocatedClip& clip, const CheckArguments& arguments) {
     const std::vector<FrameStep> steps =
-        planFromFiles(arguments.others, arguments.frames, Missing::Error);
-    if (arguments.frames.range.empty()) {
-        requireSameCount(place, steps.size(), "files");
+        planFromFiles(arguments.others, arguments.selection, arguments.missing);
+    if (arguments.selection.range.empty()) {
+        requireSameCount(clip, steps.size(), "files");
+    }
+    return {indicesOf(steps), fromFiles(FileFrames(clip.format, arguments.raw), steps), {}};
+}
+
+Comparison compareWithManifest(const LocatedClip& clip, const CheckArguments& arguments) {
+    const Manifest manifest = readManifest(arguments.manifest);
+    const FrameRange range = arguments.selection.parsed();
+    if (range.isAll()) {
+        requireSameCount(clip, manifest.size(), "in '" + arguments.manifest + "'");
     }
     Comparison comparison;
-    for (const FrameStep& step : steps) {
-        comparison.indices.push_back(step.index);
+    comparison.indices = range.indices(clip.startNumber, clip.frameCount);
+    for (const int index : comparison.indices) {
+        const auto entry = manifest.find(index + clip.startNumber);
+        if (entry == manifest.end()) {
+            throw Failure(Status::FrameMissing, "frame " +
+                                                    std::to_string(index + clip.startNumber) +
+                                                    " is not in '" + arguments.manifest + "'")
+                .with("file", arguments.manifest);
+        }
+        comparison.hashes.push_back(entry->second);
     }
-    comparison.openOthers = [steps, files = FileFrames(place.format, arguments.raw)]() -> ReadStep {
-        return [&](std::size_t i, Bytes& frame) { files.read(steps[i].file, frame); };
-    };
     return comparison;
 }
 
-// The hash of the clip's frame, and behind a blank that of the other one.
-std::vector<std::string> hashBoth(const Options& options, const ClipPlace& place,
-                                  const Comparison& comparison) {
-    Transfer transfer(options, "check", comparison.indices.size());
-    transfer.run(
-        [&](std::size_t begin, std::size_t end, const StepDone& done) {
-            ClipFrames clip(options, place);
-            const ReadStep readOther = comparison.openOthers();
-            Bytes other;
-            overlapFrames(
-                begin, end,
-                [&](std::size_t i, Bytes& frame) { clip.read(comparison.indices[i], frame); },
-                [&](std::size_t i, Bytes& frame) {
-                    readOther(i, other);
-                    done(i, frame.size(), hashOf(frame) + " " + hashOf(other));
-                });
-        },
-        false);
-    return transfer.results();
+Comparison compare(const Options& options, const LocatedClip& clip,
+                   const CheckArguments& arguments) {
+    if (!arguments.manifest.empty()) {
+        return compareWithManifest(clip, arguments);
+    }
+    if (arguments.others.empty()) {
+        throw Failure(Status::Usage, "check takes files, a clip or a --manifest to compare with");
+    }
+    const bool isClip = arguments.others.size() == 1 && looksLikeAddress(arguments.others[0]);
+    return isClip ? compareWithClip(options, clip, arguments) : compareWithFiles(clip, arguments);
+}
+
+// The result of a step is the hash of the clip's frame, and behind a blank that of the other one.
+OpenTarget toBothHashes(const Comparison& comparison) {
+    return [&comparison]() -> TakeStep {
+        const ReadStep readOther = comparison.openOther ? comparison.openOther() : ReadStep();
+        return [&comparison, readOther](std::size_t step, Bytes& frame) -> StepResult {
+            const std::size_t size = frame.size();
+            std::string text = hashOf(frame) + " ";
+            if (readOther) {
+                readOther(step, frame);
+                text += hashOf(frame);
+            } else {
+                text += comparison.hashes[step];
+            }
+            return {size, false, text};
+        };
+    };
 }
 
 void runCheck(Context& context, const CheckArguments& arguments) {
     const Options& options = context.options;
-    const ClipPlace place = locateClip(options, parseAddress(arguments.address, options.host));
-    const bool withClip = arguments.others.size() == 1 && looksLikeAddress(arguments.others[0]);
-    const Comparison comparison =
-        withClip ? compareWithClip(options, place, arguments) : compareWithFiles(place, arguments);
-    const std::vector<std::string> hashes = hashBoth(options, place, comparison);
+    const LocatedClip clip = locateClip(options, parseAddress(arguments.address, options.host),
+                                        arguments.selection.startNumber);
+    const Comparison comparison = compare(options, clip, arguments);
+    Transfer transfer(options, "check", comparison.indices.size(), AfterFailure::Repeat);
+    moveFrames(transfer, fromClip(options, clip, comparison.indices, arguments.missing),
+               toBothHashes(comparison));
     std::vector<Json> rows;
     std::vector<int> numbers;
-    for (std::size_t i = 0; i < hashes.size(); ++i) {
-        const std::size_t blank = hashes[i].find(' ');
-        const std::string hash = hashes[i].substr(0, blank);
-        const std::string other = hashes[i].substr(blank + 1);
+    for (std::size_t i = 0; i < comparison.indices.size(); ++i) {
+        const std::string& hashes = transfer.results()[i];
+        const std::size_t blank = hashes.find(' ');
+        const std::string hash = hashes.substr(0, blank);
+        const std::string other = hashes.substr(blank + 1);
         if (hash != other) {
-            numbers.push_back(comparison.indices[i] + arguments.frames.startNumber);
+            numbers.push_back(comparison.indices[i] + clip.startNumber);
             rows.push_back({{"frame", numbers.back()}, {"hash", hash}, {"other", other}});
         }
     }
     context.output.table("differing", rows);
-    const std::string count = std::to_string(hashes.size());
+    const std::string count = countText(comparison.indices.size(), "frame");
     if (!rows.empty()) {
-        throw Failure(Status::Differs, std::to_string(rows.size()) + " of " + count +
-                                           " frames of '" + place.address.text() +
-                                           "' differ: " + describeFrames(numbers));
+        throw Failure(Status::Differs, std::to_string(rows.size()) + " of " + count + " of '" +
+                                           clip.address.text() +
+                                           (rows.size() == 1 ? "' differs: " : "' differ: ") +
+                                           describeFrames(numbers));
     }
-    context.output.note("check: " + countText(hashes.size(), "frame") +
-                        (hashes.size() == 1 ? " is the same" : " are the same"));
+    context.output.note("check: " + count +
+                        (comparison.indices.size() == 1 ? " is the same" : " are the same"));
 }
 
 } // namespace
@@ -165,10 +198,12 @@ void addCompareVerbs(CLI::App& app, Context& context) {
         runCheck, [](CLI::App& verb, CheckArguments& check) {
             verb.add_option("CLIP", check.address, "The clip")->required();
             verb.add_option(
-                    "OTHER", check.others,
-                    "name.####.png, or files in their order; or a clip, as HOST:/path or :/path")
-                ->required();
-            addFrameOptions(verb, check.frames);
+                "OTHER", check.others,
+                "name.####.png, or files in their order; or a clip, as HOST:/path or :/path");
+            verb.add_option("--manifest", check.manifest,
+                            "Compare with the hashes in a file, as hash prints them");
+            addFrameOptions(verb, check.selection);
+            addMissingOption(verb, check.missing);
             verb.add_flag("--raw", check.raw, "Each file holds the bytes of one frame");
         });
 
@@ -177,7 +212,8 @@ void addCompareVerbs(CLI::App& app, Context& context) {
                             "lantrix hash /Library/Reel/plate -f 0-9"},
                            runHash, [](CLI::App& verb, HashArguments& hash) {
                                verb.add_option("CLIP", hash.address, "The clip")->required();
-                               addFrameOptions(verb, hash.frames);
+                               addFrameOptions(verb, hash.selection);
+                               addMissingOption(verb, hash.missing);
                            });
 }
 

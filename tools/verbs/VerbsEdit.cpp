@@ -2,6 +2,7 @@
 #include "tools/report/Json.h"
 #include "tools/report/NumberText.h"
 #include "tools/session/NodeSearch.h"
+#include "tools/transfer/Progress.h"
 #include "tools/verbs/AddVerb.h"
 #include "tools/verbs/NewClip.h"
 #include "tools/verbs/Verbs.h"
@@ -21,13 +22,6 @@ struct MkdirArguments {
     std::string type = "folder";
     bool parents = false;
 };
-
-void checkType(const std::string& type) {
-    if (type.empty() ||
-        std::any_of(type.begin(), type.end(), [](unsigned char c) { return std::isspace(c); })) {
-        throw Failure(Status::Usage, "a node's type is one word, not '" + type + "'");
-    }
-}
 
 // Makes folders, or with -n says which.
 class FolderMaker {
@@ -111,28 +105,30 @@ void runMkdir(Context& context, const MkdirArguments& arguments) {
 struct MkclipArguments {
     std::string address;
     std::string format;
-    int frames = 0;
     std::string scan = "progressive";
     std::string tag;
+    NewClip clip;
 };
 
 void runMkclip(Context& context, const MkclipArguments& arguments) {
     const Address address = parseAddress(arguments.address, context.options.host);
-    LantrixClipFormat format = image::parseClipFormat(arguments.format, arguments.tag);
+    NewClip clip = arguments.clip;
+    clip.format = image::parseClipFormat(arguments.format, arguments.tag);
     LantrixClipFormat::ScanFormat scan{};
     if (!LantrixClipFormat::strToScanFormat(arguments.scan.c_str(), scan)) {
-        throw Failure(Status::Usage, "'" + arguments.scan + "' is no scan format");
+        throw Failure(Status::Usage, "'" + arguments.scan + "' is not a scan format");
     }
-    format.setScanFormat(scan);
-    const std::string what = address.text() + " (" + image::describeFormat(format) + ") with " +
-                             countText(static_cast<std::size_t>(arguments.frames), "frame");
+    clip.format.setScanFormat(scan);
+    const std::string what = address.text() + " (" + image::describeFormat(clip.format) +
+                             ") with " +
+                             countText(static_cast<std::size_t>(clip.frameCount), "frame");
     Session session(context.options, address.host);
     if (context.options.dryRun) {
-        static_cast<void>(findParentOfNew(session, address));
+        static_cast<void>(findParentOfNew(session, address, clip));
         context.output.wouldDo({"make " + what});
         return;
     }
-    const LantrixNodeHandle made = makeClip(session, address, format, arguments.frames);
+    const LantrixNodeHandle made = makeClip(session, address, clip);
     context.output.note("made " + what);
     context.output.result({{"made", {{{"path", address.path()}, {"id", made.getNodeId().id()}}}}});
 }
@@ -144,54 +140,116 @@ struct RmArguments {
     bool recursive = false;
 };
 
-// Removes nodes, or with -n says which.
+// Looks up all nodes before the first is removed.
 class Remover {
 public:
-    Remover(Context& context, bool recursive) : context_(context), recursive_(recursive) {}
+    Remover(Context& context, const RmArguments& arguments)
+        : context_(context), arguments_(arguments) {}
 
-    void remove(Session& session, FoundNode& node) {
-        const std::string what = node.address.text();
-        const bool hasChildren = !childrenOf(session, node).empty();
-        if (hasChildren && !recursive_) {
-            throw Failure(Status::Other,
-                          "'" + what + "' is not empty: -r removes it with all below")
-                .with("path", node.address.path());
+    void run() {
+        for (const std::string& text : arguments_.addresses) {
+            lookUp(parseAddress(text, context_.options.host));
         }
         if (context_.options.dryRun) {
-            steps_.push_back("remove " + what + (hasChildren ? " with all below" : ""));
+            std::vector<std::string> steps;
+            for (const Target& target : targets_) {
+                steps.push_back("remove " + target.text);
+            }
+            context_.output.wouldDo(steps);
             return;
         }
-        if (hasChildren) {
-            confirm(context_, "Remove " + what + " with all below?");
-        }
-        session.call("remove '" + node.address.path() + "'",
-                     [&] { return node.handle.destroyNode(); });
-        context_.output.note("removed " + what);
-        removed_.push_back(node.address.path());
-    }
-
-    void tell() {
-        context_.options.dryRun ? context_.output.wouldDo(steps_)
-                                : context_.output.result({{"removed", removed_}});
+        ask();
+        removeAll();
+        context_.output.result({{"removed", removed_}});
     }
 
 private:
+    struct Target {
+        std::shared_ptr<Session> session;
+        FoundNode node;
+        std::string text;
+        bool isEmpty = true; // neither children nor frames
+    };
+
+    void lookUp(const Address& address) {
+        const auto session = std::make_shared<Session>(context_.options, address.host);
+        for (const FoundNode& node : findNodes(*session, address)) {
+            if (!isTaken(node.address)) {
+                targets_.push_back(describe(session, node));
+            }
+        }
+    }
+
+    // The same node, or one below a node that is removed anyway.
+    [[nodiscard]] bool isTaken(const Address& address) const {
+        return std::any_of(targets_.begin(), targets_.end(), [&](const Target& target) {
+            const std::string above = target.node.address.text();
+            return (address.text() + "/").rfind(above + "/", 0) == 0;
+        });
+    }
+
+    Target describe(const std::shared_ptr<Session>& session, const FoundNode& node) const {
+        Target target{session, node, node.address.text(), true};
+        if (!childrenOf(*session, node).empty()) {
+            if (!arguments_.recursive) {
+                throw Failure(Status::Other,
+                              "'" + target.text + "' is not empty: -r removes it with all below")
+                    .with("path", node.address.path());
+            }
+            target.text += " with all below";
+            target.isEmpty = false;
+        } else if (session->isClip(node.handle)) {
+            const int count = session->countFrames(node.handle);
+            target.text += count == 0
+                               ? ""
+                               : " with its " + countText(static_cast<std::size_t>(count), "frame");
+            target.isEmpty = count == 0;
+        }
+        return target;
+    }
+
+    void ask() const {
+        std::string text;
+        for (const Target& target : targets_) {
+            text += target.isEmpty ? "" : (text.empty() ? "" : ", ") + target.text;
+        }
+        if (!text.empty()) {
+            confirm(context_, "Remove " + text + "?");
+        }
+    }
+
+    void removeAll() {
+        Progress progress(context_.options, "rm", targets_.size(), "node");
+        const Progress::Ticker ticker(progress);
+        for (Target& target : targets_) {
+            remove(target);
+            progress.advance(0);
+        }
+    }
+
+    void remove(Target& target) {
+        const Address& address = target.node.address;
+        try {
+            target.session->call("remove '" + address.path() + "'",
+                                 [&] { return target.node.handle.destroyNode(); });
+        } catch (const Failure& failure) {
+            throw failure
+                .told("; " + std::to_string(removed_.size()) + " of " +
+                      countText(targets_.size(), "node") + " removed")
+                .with("removed", removed_);
+        }
+        context_.output.note("removed " + address.text());
+        removed_.push_back(address.path());
+    }
+
     Context& context_;
-    bool recursive_;
-    std::vector<std::string> steps_;
-    Json removed_ = Json::array();
+    const RmArguments& arguments_;
+    std::vector<Target> targets_;
+    std::vector<std::string> removed_;
 };
 
 void runRm(Context& context, const RmArguments& arguments) {
-    Remover remover(context, arguments.recursive);
-    for (const std::string& text : arguments.addresses) {
-        const Address address = parseAddress(text, context.options.host);
-        Session session(context.options, address.host);
-        for (FoundNode& node : findNodes(session, address)) {
-            remover.remove(session, node);
-        }
-    }
-    remover.tell();
+    Remover(context, arguments).run();
 }
 
 // ---- link
@@ -236,8 +294,7 @@ void addMkdir(CLI::App& app, Context& context) {
         {"mkdir", "Make nodes that hold others", "lantrix mkdir -p farm:/Library/Reel"}, runMkdir,
         [](CLI::App& verb, MkdirArguments& mkdir) {
             verb.add_option("ADDRESS", mkdir.addresses, "The new nodes")->required();
-            verb.add_option("--type", mkdir.type,
-                            "The server's name, or number, for the kind of node");
+            addTypeOption(verb, mkdir.type);
             verb.add_flag("-p,--parents", mkdir.parents,
                           "Make what is missing on the way; no error when it is there");
         });
@@ -254,10 +311,11 @@ void addMkclip(CLI::App& app, Context& context) {
                     "--format", mkclip.format,
                     "WIDTHxHEIGHTxBITS[xCHANNELS][@RATE], bits being those of a whole pixel")
                 ->required();
-            verb.add_option("--frames", mkclip.frames, "How many frames")
+            verb.add_option("--frames", mkclip.clip.frameCount, "How many frames")
                 ->check(CLI::NonNegativeNumber);
             verb.add_option("--scan", mkclip.scan,
                             "progressive, field1_odd, field1_even, field2_odd or field2_even");
+            addTypeOption(verb, mkclip.clip.type);
             verb.add_option("--tag", mkclip.tag, "The format tag: rgb8, rgb16f, rgb10, ...");
         });
 }

@@ -18,9 +18,9 @@ namespace {
 // Frames of a clip, made small.
 class Miniatures {
 public:
-    Miniatures(const Options& options, const ClipPlace& place, int width)
-        : format_(place.format), layout_(image::layoutOfClip(place.format)),
-          frames_(options, place), width_(std::min(width, format_.width())) {
+    Miniatures(const Options& options, const LocatedClip& clip, int width)
+        : format_(clip.format), layout_(image::layoutOfClip(clip.format)), source_(options, clip),
+          width_(std::min(width, format_.width())) {
         const double ratio =
             format_.pixelRatio() > 0 ? static_cast<double>(format_.pixelRatio()) : 1;
         const double height = width_ * (format_.height() / (format_.width() * ratio));
@@ -31,7 +31,7 @@ public:
     [[nodiscard]] int height() const { return height_; }
     [[nodiscard]] image::Picture take(int index) {
         Bytes frame;
-        frames_.read(index, frame);
+        source_.read(index, frame);
         const image::Image image =
             image::imageOfFrame(std::move(frame), layout_, format_.width(), format_.height());
         return image::Picture(image).scaledTo(width_, height_);
@@ -40,7 +40,7 @@ public:
 private:
     LantrixClipFormat format_;
     image::PixelLayout layout_;
-    ClipFrames frames_;
+    ClipFrames source_;
     int width_;
     int height_ = 1;
 };
@@ -48,7 +48,7 @@ private:
 constexpr image::PixelLayout pictureLayout{image::SampleKind::Integer8, 3};
 
 void settleFile(const Context& context, const std::string& file) {
-    checkImageName(file, pictureLayout);
+    image::checkImageName(file, pictureLayout);
     if (std::filesystem::exists(file) && !context.options.dryRun) {
         confirm(context, "Replace '" + file + "'?");
     }
@@ -57,7 +57,7 @@ void settleFile(const Context& context, const std::string& file) {
 void save(Context& context, const image::Picture& picture, const std::string& file,
           const std::vector<int>& numbers) {
     image::AsideFile aside(file);
-    writeImage(picture.image(), aside.path());
+    image::writeImage(picture.image(), aside.path());
     aside.commit();
     context.output.note("wrote '" + file + "', " + std::to_string(picture.width()) + "x" +
                         std::to_string(picture.height()) + ", of " +
@@ -81,16 +81,16 @@ struct ThumbArguments {
 void runThumb(Context& context, const ThumbArguments& arguments) {
     const Options& options = context.options;
     settleFile(context, arguments.file);
-    const ClipPlace place = locateClip(options, parseAddress(arguments.address, options.host));
+    const LocatedClip clip = locateClip(options, parseAddress(arguments.address, options.host));
     const int number = arguments.frame < 0 ? arguments.startNumber : arguments.frame;
     const int index =
-        FrameRange(std::to_string(number)).indices(arguments.startNumber, place.frames).front();
+        FrameRange(std::to_string(number)).indices(arguments.startNumber, clip.frameCount).front();
     if (options.dryRun) {
         context.output.wouldDo({"write frame " + std::to_string(number) + " of " +
-                                place.address.text() + " to '" + arguments.file + "'"});
+                                clip.address.text() + " to '" + arguments.file + "'"});
         return;
     }
-    Miniatures miniatures(options, place, arguments.width);
+    Miniatures miniatures(options, clip, arguments.width);
     save(context, miniatures.take(index), arguments.file, {number});
 }
 
@@ -99,7 +99,7 @@ void runThumb(Context& context, const ThumbArguments& arguments) {
 struct SheetArguments {
     std::string address;
     std::string file;
-    FrameSelection frames;
+    FrameSelection selection;
     int count = 12;
     int columns = 0; // 0: as many as rows
     int width = 320;
@@ -148,7 +148,7 @@ image::Picture drawSheet(Miniatures& miniatures, const std::vector<int>& indices
         const int i = static_cast<int>(k);
         sheet.paste(miniatures.take(indices[k]), plan.left(i), plan.top(i));
         sheet.drawNumber(plan.left(i), plan.top(i) + miniatures.height() + plan.scale, plan.scale,
-                         std::to_string(indices[k] + arguments.frames.startNumber), ink);
+                         std::to_string(indices[k] + arguments.selection.startNumber), ink);
     }
     return sheet;
 }
@@ -156,12 +156,12 @@ image::Picture drawSheet(Miniatures& miniatures, const std::vector<int>& indices
 void runSheet(Context& context, const SheetArguments& arguments) {
     const Options& options = context.options;
     settleFile(context, arguments.file);
-    const ClipPlace place = locateClip(options, parseAddress(arguments.address, options.host));
-    const int startNumber = arguments.frames.startNumber;
+    const LocatedClip clip = locateClip(options, parseAddress(arguments.address, options.host));
+    const int startNumber = arguments.selection.startNumber;
     const std::vector<int> indices =
-        spread(arguments.frames.parsed().indices(startNumber, place.frames), arguments.count);
+        spread(arguments.selection.parsed().indices(startNumber, clip.frameCount), arguments.count);
     if (indices.empty()) {
-        throw Failure(Status::FrameMissing, "'" + place.address.text() + "' has no frames");
+        throw Failure(Status::FrameMissing, "'" + clip.address.text() + "' has no frames");
     }
     std::vector<int> numbers = indices;
     for (int& number : numbers) {
@@ -169,10 +169,10 @@ void runSheet(Context& context, const SheetArguments& arguments) {
     }
     if (options.dryRun) {
         context.output.wouldDo({"write frames " + describeFrames(numbers) + " of " +
-                                place.address.text() + " to '" + arguments.file + "'"});
+                                clip.address.text() + " to '" + arguments.file + "'"});
         return;
     }
-    Miniatures miniatures(options, place, arguments.width);
+    Miniatures miniatures(options, clip, arguments.width);
     save(context, drawSheet(miniatures, indices, arguments), arguments.file, numbers);
 }
 
@@ -200,7 +200,7 @@ void addLookVerbs(CLI::App& app, Context& context) {
         runSheet, [](CLI::App& verb, SheetArguments& sheet) {
             verb.add_option("CLIP", sheet.address, "The clip")->required();
             verb.add_option("FILE", sheet.file, "The image file, .png")->required();
-            addFrameOptions(verb, sheet.frames);
+            addFrameOptions(verb, sheet.selection);
             verb.add_option("--count", sheet.count, "How many frames, at even distances")
                 ->check(CLI::Range(1, 400));
             verb.add_option("--columns", sheet.columns,

@@ -1,0 +1,109 @@
+#include "tools/report/NumberText.h"
+#include "tools/transfer/FrameMove.h"
+#include "tools/verbs/AddVerb.h"
+#include "tools/verbs/Destination.h"
+#include "tools/verbs/FrameOptions.h"
+#include "tools/verbs/Verbs.h"
+
+#include <algorithm>
+#include <numeric>
+
+namespace tool {
+
+namespace {
+
+struct CpArguments {
+    std::string from;
+    std::string to;
+    FrameSelection selection;
+    int first = 0; // the frame of the other clip that the first one becomes
+    Missing missing = Missing::Error;
+    StoreRules rules;
+};
+
+std::string storageOf(const Options& options, const std::string& host) {
+    Session session(options, host);
+    LantrixStr storage;
+    session.call("ask the storage id", [&] { return session.server().getStorageId(storage); });
+    return storage.c_str();
+}
+
+// The same node of the same storage, whatever names the server has.
+bool isSameClip(const Options& options, const LocatedClip& a, const LocatedClip& b) {
+    return a.nodeId == b.nodeId &&
+           (a.address.host == b.address.host ||
+            storageOf(options, a.address.host) == storageOf(options, b.address.host));
+}
+
+// True when a frame may be written before it is read, in whatever order.
+bool isOverwritten(const std::vector<int>& from, const CpArguments& arguments) {
+    if (from.empty()) {
+        return false;
+    }
+    // Where a hole is held, any frame before it may be read.
+    const int last = *std::max_element(from.begin(), from.end());
+    bool isRead = arguments.missing == Missing::Hold && arguments.first <= last;
+    for (std::size_t i = 0; i < from.size(); ++i) {
+        const long long step = static_cast<long long>(from[i]) - arguments.first;
+        isRead = isRead || (step >= 0 && step < static_cast<long long>(from.size()) &&
+                            step != static_cast<long long>(i));
+    }
+    return isRead;
+}
+
+void runCp(Context& context, const CpArguments& arguments) {
+    const Options& options = context.options;
+    const int startNumber = arguments.selection.startNumber;
+    const Address toAddress = parseAddress(arguments.to, options.host);
+    const LocatedClip from =
+        locateClip(options, parseAddress(arguments.from, options.host), startNumber);
+    const std::vector<int> fromIndices =
+        arguments.selection.parsed().indices(startNumber, from.frameCount);
+    std::vector<int> toIndices(fromIndices.size());
+    std::iota(toIndices.begin(), toIndices.end(), arguments.first);
+
+    Destination destination(context, toAddress, 0);
+    destination.setIndices(toIndices);
+    destination.setNew({from.format, 0, NewClip().type});
+    if (!image::isSameKind(destination.format(), from.format)) {
+        throw Failure(Status::Other, "'" + toAddress.text() + "' is " +
+                                         image::describeFormat(destination.format()) + ", not " +
+                                         image::describeFormat(from.format));
+    }
+    if (destination.existing() && isSameClip(options, from, *destination.existing()) &&
+        isOverwritten(fromIndices, arguments)) {
+        throw Failure(Status::Other, "frames of '" + toAddress.text() +
+                                         "' would be replaced before they are copied: copy them "
+                                         "to another clip first")
+            .with("path", toAddress.path());
+    }
+    if (options.dryRun) {
+        context.output.wouldDo({destination.wouldDo(
+            "copy " + countText(fromIndices.size(), "frame") + " of " + from.address.text())});
+        return;
+    }
+    destination.fill("cp", fromClip(options, from, fromIndices, arguments.missing),
+                     arguments.rules);
+}
+
+} // namespace
+
+void addCpVerb(CLI::App& app, Context& context) {
+    addVerb<CpArguments>(app, context,
+                         {"cp", "Copy frames to another clip, on the same server or another one",
+                          "lantrix cp farm:/Library/Reel/plate vault:/Archive/plate -f 0-99"},
+                         runCp, [](CLI::App& verb, CpArguments& cp) {
+                             verb.add_option("FROM", cp.from, "The clip to read")->required();
+                             verb.add_option("TO", cp.to, "The clip to write")->required();
+                             addFrameOptions(verb, cp.selection);
+                             verb.add_option(
+                                     "--to", cp.first,
+                                     "The frame of TO, counted from 0, that the first one becomes")
+                                 ->check(CLI::Range(0, 1000000000))
+                                 ->capture_default_str();
+                             addMissingOption(verb, cp.missing);
+                             addStoreOptions(verb, cp.rules);
+                         });
+}
+
+} // namespace tool

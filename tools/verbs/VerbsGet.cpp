@@ -1,0 +1,199 @@
+#include "image/LocalFile.h"
+#include "tools/report/Json.h"
+#include "tools/report/NumberText.h"
+#include "tools/transfer/FrameMove.h"
+#include "tools/transfer/FrameQueue.h"
+#include "tools/verbs/AddVerb.h"
+#include "tools/verbs/FrameOptions.h"
+#include "tools/verbs/Verbs.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <unistd.h>
+
+namespace tool {
+
+namespace {
+
+// ---- get
+
+struct GetArguments {
+    std::string address;
+    std::string files;
+    FrameSelection selection;
+    Missing missing = Missing::Error;
+    bool raw = false;
+    StoreRules rules;
+};
+
+// A path that ends in a slash is a folder, also when it is not there yet.
+bool isFolder(const std::string& path) {
+    return path.empty() || path.back() == '/' || std::filesystem::is_directory(path);
+}
+
+std::string fileNames(const GetArguments& arguments, const LocatedClip& clip,
+                      const std::string& clipName) {
+    if (!isFolder(arguments.files)) {
+        return arguments.files;
+    }
+    const std::string extension =
+        arguments.raw ? ".raw" : image::layoutOfClip(clip.format).samples().extension;
+    return (std::filesystem::path(arguments.files) / (clipName + ".####" + extension)).string();
+}
+
+void makeFolder(const std::string& path) {
+    std::error_code error;
+    if (!path.empty() && path.back() == '/') {
+        std::filesystem::create_directories(path, error);
+    }
+    if (error) {
+        throw fileFailure("can't make", path, error.value());
+    }
+}
+
+// Takes away what an earlier transfer has finished, and returns how many steps that were. With
+// --verify each file is compared with its frame instead, when that has been read.
+std::size_t leaveOutWhole(std::vector<FrameStep>& steps, const FileFrames& files,
+                          StoreRules rules) {
+    if (!rules.resume || rules.verify) {
+        return 0;
+    }
+    const std::size_t before = steps.size();
+    steps.erase(std::remove_if(steps.begin(), steps.end(),
+                               [&](const FrameStep& step) { return files.isWhole(step.file); }),
+                steps.end());
+    return before - steps.size();
+}
+
+std::size_t countReplaced(const std::vector<FrameStep>& steps, const FileFrames& files,
+                          StoreRules rules) {
+    return static_cast<std::size_t>(
+        std::count_if(steps.begin(), steps.end(), [&](const FrameStep& step) {
+            return std::filesystem::exists(step.file) &&
+                   !(rules.resume && files.isWhole(step.file));
+        }));
+}
+
+void reportGet(Context& context, const Transfer& transfer, std::size_t leftOut,
+               const std::string& names, StoreRules rules) {
+    context.output.note("get: " + transfer.progress().summary() +
+                        (leftOut > 0 ? "; " + countText(leftOut, "frame") + " left out" : ""));
+    Json fields = {{"files", names}, {"verified", rules.verify}};
+    fields.update(transfer.figures());
+    fields["skipped"] = transfer.progress().framesSkipped() + leftOut;
+    context.output.result(fields);
+}
+
+void runGet(Context& context, const GetArguments& arguments) {
+    const Options& options = context.options;
+    const int startNumber = arguments.selection.startNumber;
+    const Address address = parseAddress(arguments.address, options.host);
+    std::optional<Session> session(std::in_place, options, address.host);
+    const LocatedClip clip = locateClip(*session, address, startNumber);
+    const FileFrames files(clip.format, arguments.raw);
+    const LantrixNodeHandle handle(session->server(), clip.nodeId.c_str());
+    const std::string names = fileNames(arguments, clip, session->name(handle));
+    session.reset(); // no connection may be open when workers start
+    if (files.layout()) {
+        image::checkImageName(names, *files.layout());
+    }
+    std::vector<FrameStep> steps = planToFiles(names, arguments.selection, clip.frameCount);
+    const std::size_t leftOut = leaveOutWhole(steps, files, arguments.rules);
+    const std::size_t replaced = countReplaced(steps, files, arguments.rules);
+    const std::string replacedText = countText(replaced, "file");
+    if (options.dryRun) {
+        context.output.wouldDo({"write frames " + describeSteps(steps, startNumber) + " to " +
+                                names + (replaced > 0 ? ", replacing " + replacedText : "")});
+        return;
+    }
+    if (replaced > 0) {
+        confirm(context, "Replace " + replacedText + "?");
+    }
+    makeFolder(arguments.files);
+    const std::filesystem::path folder = std::filesystem::path(names).parent_path();
+    image::removeDeadAsideFiles(folder.empty() ? "." : folder.string());
+    Transfer transfer(options, "get", steps.size(), AfterFailure::Resume);
+    moveFrames(transfer, fromClip(options, clip, indicesOf(steps), arguments.missing),
+               toFiles(files, steps, arguments.rules));
+    reportGet(context, transfer, leftOut, names, arguments.rules);
+}
+
+// ---- cat
+
+struct CatArguments {
+    std::string address;
+    FrameSelection selection;
+    Missing missing = Missing::Error;
+    bool raw = false;
+    bool pam = false;
+};
+
+void writeFrame(const LantrixClipFormat& format, const std::optional<image::PixelLayout>& layout,
+                Bytes& frame) {
+    if (layout) {
+        image::writePam(
+            image::imageOfFrame(std::move(frame), *layout, format.width(), format.height()),
+            *layout, STDOUT_FILENO, "standard output");
+    } else {
+        image::writeAll(STDOUT_FILENO, frame, "standard output");
+    }
+}
+
+void runCat(Context& context, const CatArguments& arguments) {
+    Output::requireNoTerminal();
+    const Options& options = context.options;
+    const int startNumber = arguments.selection.startNumber;
+    const LocatedClip clip =
+        locateClip(options, parseAddress(arguments.address, options.host), startNumber);
+    const FileFrames files(clip.format, arguments.raw);
+    const std::vector<int> indices =
+        arguments.selection.parsed().indices(startNumber, clip.frameCount);
+    const ReadStep read = fromClip(options, clip, indices, arguments.missing)();
+    Progress progress(options, "cat", indices.size());
+    const Progress::Ticker ticker(progress);
+    overlapFrames(0, indices.size(), read, [&](std::size_t, Bytes& frame) {
+        const std::size_t size = frame.size();
+        writeFrame(clip.format, files.layout(), frame);
+        progress.advance(size);
+    });
+}
+
+void addGet(CLI::App& app, Context& context) {
+    addVerb<GetArguments>(
+        app, context,
+        {"get", "Write the frames of a clip to image files",
+         "lantrix get farm:/Library/Reel/plate shot.####.png -f 1001-1100 --start-number 1001"},
+        runGet, [](CLI::App& verb, GetArguments& get) {
+            verb.add_option("CLIP", get.address, "The clip")->required();
+            verb.add_option("FILES", get.files,
+                            "name.####.png, name.%04d.exr, or a folder, which is made when the "
+                            "name ends in a slash; the clip's name unless given");
+            addFrameOptions(verb, get.selection);
+            addMissingOption(verb, get.missing);
+            verb.add_flag("--raw", get.raw, "The bytes of the frames as they are");
+            addStoreOptions(verb, get.rules);
+        });
+}
+
+void addCat(CLI::App& app, Context& context) {
+    addVerb<CatArguments>(
+        app, context,
+        {"cat", "Write frames to standard output, as PAM images or raw",
+         "lantrix cat :/Library/Reel/plate | ffmpeg -f image2pipe -c:v pam -i - plate.mov"},
+        runCat, [](CLI::App& verb, CatArguments& cat) {
+            verb.add_option("CLIP", cat.address, "The clip")->required();
+            addFrameOptions(verb, cat.selection);
+            addMissingOption(verb, cat.missing);
+            CLI::Option* pam = verb.add_flag("--pam", cat.pam, "PAM images, as without it");
+            verb.add_flag("--raw", cat.raw, "The bytes of the frames as they are")->excludes(pam);
+        });
+}
+
+} // namespace
+
+void addGetVerbs(CLI::App& app, Context& context) {
+    addGet(app, context);
+    addCat(app, context);
+}
+
+} // namespace tool

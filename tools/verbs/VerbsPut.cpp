@@ -1,0 +1,157 @@
+#include "tools/report/Json.h"
+#include "tools/report/NumberText.h"
+#include "tools/transfer/FrameMove.h"
+#include "tools/transfer/Manifest.h"
+#include "tools/verbs/AddVerb.h"
+#include "tools/verbs/Destination.h"
+#include "tools/verbs/FrameOptions.h"
+#include "tools/verbs/Verbs.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace tool {
+
+namespace {
+
+struct PutArguments {
+    std::vector<std::string> filesAndClip;
+    FrameSelection selection;
+    Missing missing = Missing::Error;
+    std::string tag;
+    std::string format;
+    std::string type = NewClip().type;
+    float rate = 0;
+    std::string manifest;
+    bool raw = false;
+    StoreRules rules;
+};
+
+NewClip newClip(const std::vector<FrameStep>& steps, const PutArguments& arguments) {
+    NewClip clip;
+    clip.type = arguments.type;
+    if (!arguments.format.empty()) {
+        clip.format = image::parseClipFormat(arguments.format, arguments.tag);
+    } else if (arguments.raw) {
+        throw Failure(Status::Usage, "the clip is not there: to make it from raw frames, its "
+                                     "--format is needed");
+    } else {
+        const auto first = std::find_if(steps.begin(), steps.end(),
+                                        [](const FrameStep& step) { return !step.file.empty(); });
+        const image::Image image = image::readImageHeader(first->file);
+        const auto layout =
+            arguments.tag.empty() ? image.layout : image::layoutOfTag(arguments.tag);
+        if (!layout) {
+            throw Failure(Status::Usage, "the format tag '" + arguments.tag + "' is not known");
+        }
+        clip.format = image::clipFormat(*layout, image.width, image.height);
+    }
+    if (arguments.rate > 0) {
+        clip.format.setFrameRate(arguments.rate);
+    }
+    return clip;
+}
+
+// Options for a new clip must at least be true of one that is there.
+void checkExisting(const LocatedClip& clip, const PutArguments& arguments) {
+    const auto refuse = [&](const std::string& option, const std::string& has) {
+        throw Failure(Status::Other, "'" + clip.address.text() + "' is already there with " + has +
+                                         ": " + option + " would not change it")
+            .with("path", clip.address.path());
+    };
+    const auto rate = static_cast<double>(clip.format.frameRate());
+    if (arguments.rate > 0 && std::abs(static_cast<double>(arguments.rate) - rate) > 0.001) {
+        refuse("--rate", shortNumber(rate) + " frames per second");
+    }
+    if (!arguments.tag.empty() && arguments.tag != clip.format.formatTag()) {
+        refuse("--tag", std::string("the tag ") + clip.format.formatTag());
+    }
+    if (!arguments.format.empty() &&
+        !image::isSameKind(image::parseClipFormat(arguments.format, arguments.tag), clip.format)) {
+        refuse("--format", "the format " + image::describeFormat(clip.format));
+    }
+}
+
+void checkFiles(const FileFrames& files, const std::vector<FrameStep>& steps) {
+    const std::string* checked = nullptr;
+    for (const FrameStep& step : steps) {
+        if (!step.file.empty() && (checked == nullptr || *checked != step.file)) {
+            files.checkFile(step.file);
+            checked = &step.file;
+        }
+    }
+}
+
+// The manifest can only be true of frames that the clip has.
+Manifest knownFrames(const Destination& destination, const PutArguments& arguments) {
+    Manifest known;
+    if (arguments.manifest.empty() || !destination.existing()) {
+        return known;
+    }
+    const long long end = static_cast<long long>(arguments.selection.startNumber) +
+                          destination.existing()->frameCount;
+    for (const auto& [number, hash] : readManifest(arguments.manifest)) {
+        if (number < end) {
+            known[number] = hash;
+        }
+    }
+    return known;
+}
+
+void runPut(Context& context, const PutArguments& arguments) {
+    std::vector<std::string> names = arguments.filesAndClip;
+    const Address address = parseAddress(names.back(), context.options.host);
+    names.pop_back();
+    if (names.empty()) {
+        throw Failure(Status::Usage, "put takes files and the clip that they go to");
+    }
+    const int startNumber = arguments.selection.startNumber;
+    const std::vector<FrameStep> steps =
+        planFromFiles(names, arguments.selection, arguments.missing);
+    Destination destination(context, address, startNumber);
+    destination.setIndices(indicesOf(steps));
+    if (destination.existing()) {
+        checkExisting(*destination.existing(), arguments);
+    } else {
+        destination.setNew(newClip(steps, arguments));
+    }
+    const FileFrames files(destination.format(), arguments.raw);
+    checkFiles(files, steps);
+    if (context.options.dryRun) {
+        context.output.wouldDo({destination.wouldDo(
+            "write frames " + describeSteps(steps, startNumber) + " of " + address.text())});
+        return;
+    }
+    StoreRules rules = arguments.rules;
+    rules.known = knownFrames(destination, arguments);
+    destination.fill("put", fromFiles(files, steps), rules);
+}
+
+} // namespace
+
+void addPutVerb(CLI::App& app, Context& context) {
+    addVerb<PutArguments>(
+        app, context,
+        {"put", "Write image files to a clip, which is made when it is missing",
+         "lantrix put shot.####.png farm:/Library/Reel/plate --start-number 1001 --verify"},
+        runPut, [](CLI::App& verb, PutArguments& put) {
+            verb.add_option("FILES... CLIP", put.filesAndClip,
+                            "name.####.png, or files in their order; then the clip")
+                ->required();
+            addFrameOptions(verb, put.selection);
+            addMissingOption(verb, put.missing);
+            verb.add_option("--tag", put.tag, "Format tag of a new clip, such as rgb10");
+            verb.add_option("--rate", put.rate, "Frames per second of a new clip")
+                ->check(CLI::PositiveNumber);
+            verb.add_option("--format", put.format,
+                            "WIDTHxHEIGHTxBITS[xCHANNELS][@RATE] of a new clip of raw frames");
+            addTypeOption(verb, put.type);
+            verb.add_flag("--raw", put.raw, "Each file holds the bytes of one frame");
+            addStoreOptions(verb, put.rules);
+            verb.add_option("--manifest", put.manifest,
+                            "Leave out frames whose hash in this file, as hash prints it, is that "
+                            "of their file; nothing is read back");
+        });
+}
+
+} // namespace tool
