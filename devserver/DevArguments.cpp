@@ -2,6 +2,7 @@
 
 #include "devserver/DevError.h"
 #include "devserver/DevText.h"
+#include "lantrix/LantrixClipFormatFields.h"
 #include "rc/rcParam.h"
 
 namespace {
@@ -26,6 +27,34 @@ std::size_t openingQuote(std::string_view text, const char* what) {
                 return i;
     fail(what, "is not a text in double quotes");
 }
+
+// Takes the fields of a clip format one by one.
+struct FieldTaker {
+    using Format = LantrixClipFormat;
+
+    template <class Get>
+    void operator()(const char* name, Get, void (Format::*set)(int)) const {
+        (format.*set)(arguments.number(name));
+    }
+    template <class Get>
+    void operator()(const char* name, Get, void (Format::*set)(float)) const {
+        (format.*set)(arguments.decimal(name));
+    }
+    template <class Get>
+    void operator()(const char* name, Get, void (Format::*set)(const char*)) const {
+        (format.*set)(arguments.word(name).c_str());
+    }
+    template <class Get>
+    void operator()(const char* name, Get, void (Format::*set)(Format::ScanFormat)) const {
+        const int number = arguments.number(name);
+        if (number < 0 || number > Format::Progressive)
+            fail(name, "is not from 0 to 4");
+        (format.*set)(static_cast<Format::ScanFormat>(number));
+    }
+
+    DevArguments& arguments;
+    LantrixClipFormat& format;
+};
 
 } // namespace
 
@@ -75,19 +104,7 @@ std::string DevArguments::escapedText(const char* what) {
 
 LantrixClipFormat DevArguments::clipFormat() {
     LantrixClipFormat format;
-    format.setWidth(number("width"));
-    format.setHeight(number("height"));
-    format.setBitsPerPixel(number("number of bits per pixel"));
-    format.setNumChannels(number("number of channels"));
-    format.setFrameBufferSize(number("frame buffer size"));
-    format.setPixelRatio(decimal("pixel ratio"));
-    format.setFrameRate(decimal("frame rate"));
-    format.setFormatTag(word("format tag").c_str());
-    const int scanFormat = number("scan format");
-    if (scanFormat < 0 || scanFormat > LantrixClipFormat::Progressive)
-        fail("scan format", "is not from 0 to 4");
-    format.setScanFormat(static_cast<LantrixClipFormat::ScanFormat>(scanFormat));
-    format.setMetaDataTag(word("metadata tag").c_str());
+    lantrixForEachClipFormatField(FieldTaker{*this, format});
     format.setMetaData(escapedText("format's metadata").c_str());
     return format;
 }

@@ -1,11 +1,12 @@
 #include "devserver/DevCommandService.h"
 
-#include "base/loggerBase/src/CoText.h"
 #include "devserver/DevArguments.h"
 #include "devserver/DevError.h"
 #include "devserver/DevLimits.h"
 #include "devserver/DevText.h"
 #include "devserver/DevTreeNames.h"
+#include "lantrix/LantrixClipFormatFields.h"
+#include "rc/rcProtocol.h"
 
 #include <algorithm>
 #include <cstring>
@@ -22,7 +23,8 @@ struct Call {
 };
 
 // What the plug-in version query answers: the version of this server's way to keep a tree.
-constexpr char plugInVersion[] = "1 0";
+constexpr int plugInMajor = 1;
+constexpr int plugInMinor = 0;
 
 // While metadata becomes part of a description: unquoted, in the description, in its text.
 constexpr std::size_t copiesOfText = 3;
@@ -66,8 +68,7 @@ std::string ping(const Call&) {
 }
 
 std::string queryVersion(const Call& call) {
-    return std::to_string(call.options.protocolMajor) + " " +
-           std::to_string(call.options.protocolMinor);
+    return rcProtocol::versionText(call.options.protocolMajor, call.options.protocolMinor);
 }
 
 // Hosts are taken to see the same files; only the separators differ between systems.
@@ -76,9 +77,7 @@ std::string translatePaths(const Call& call) {
     const LantrixOS::OsType source = osOf(call.arguments, "source system");
     (void)call.arguments.quotedWord("destination host");
     const LantrixOS::OsType destination = osOf(call.arguments, "destination system");
-    std::vector<std::string> paths;
-    if (!call.arguments.rest().empty())
-        paths = devSplit(call.arguments.rest(), ',');
+    std::vector<std::string> paths = devListOf(call.arguments.rest());
     for (std::string& path : paths) {
         if (path.size() < 2 || path.front() != '"' || path.back() != '"')
             throw DevError("The path " + devQuoted(path) + " is not a text in double quotes.");
@@ -88,7 +87,7 @@ std::string translatePaths(const Call& call) {
         else if (source == LantrixOS::WindowsNT)
             std::replace(path.begin(), path.end(), '\\', '/');
     }
-    return devJoin(paths);
+    return rcProtocol::joined(paths);
 }
 
 std::string getRootNode(const Call&) {
@@ -104,9 +103,8 @@ std::string getChildren(const Call& call) {
     std::string list;
     list.reserve(size);
     for (const auto& [number, node] : children) {
-        if (!list.empty())
-            list += ',';
-        list.append(DevTreeNames::folderName(number)).append(1, ',').append(node->name);
+        rcProtocol::appendItem(list, DevTreeNames::folderName(number));
+        rcProtocol::appendItem(list, node->name);
     }
     return list;
 }
@@ -175,7 +173,7 @@ std::string getFramePaths(const Call& call) {
     for (const std::string& path : clip->links)
         size += path.size() + 1;
     call.charge(size);
-    std::string list = devJoin(clip->links);
+    std::string list = rcProtocol::joined(clip->links);
     list.reserve(size);
     for (std::size_t index = clip->links.size(); index < clip->frames; ++index)
         list.append(index == 0 ? "" : ",").append(folder).append(DevTreeNames::frameName(index));
@@ -183,30 +181,25 @@ std::string getFramePaths(const Call& call) {
 }
 
 // Paths may hold blanks; so the fields behind them are counted from the end: host, system and its
-// version, and ten of the clip format in front of its metadata.
+// version, and those of the clip format in front of its metadata.
 std::string setFramePaths(const Call& call) {
     const std::string id = call.arguments.word("node's id");
-    DevArguments behindPaths(call.arguments.takeLast(13, "clip format"));
+    DevArguments behindPaths(call.arguments.takeLast(3 + lantrixClipFormatFields, "clip format"));
     (void)behindPaths.word("host");
     (void)behindPaths.number("operating system");
     (void)behindPaths.word("operating system's version");
     const LantrixClipFormat format = behindPaths.clipFormat();
-    std::vector<std::string> paths;
-    if (!call.arguments.rest().empty())
-        paths = devSplit(call.arguments.rest(), ',');
+    std::vector<std::string> paths = devListOf(call.arguments.rest());
     call.tree.linkFrames(id, paths, format);
     return "";
 }
 
 // An empty tag travels as a word, for the client reads words; the metadata is the rest of the line.
 std::string getClipFormat(const Call& call) {
-    const LantrixClipFormat format = call.tree.clip(call.arguments.rest())->format;
-    const std::string numbers = coFormatCut(
-        256, "%d %d %d %d %d %g %g ", format.width(), format.height(), format.bitsPerPixel(),
-        format.numChannels(), format.frameBufferSize(), static_cast<double>(format.pixelRatio()),
-        static_cast<double>(format.frameRate()));
-    return numbers + orNone(format.formatTag()) + " " + std::to_string(format.scanFormat()) + " " +
-           orNone(format.metaDataTag()) + " " + format.metaData();
+    LantrixClipFormat format = call.tree.clip(call.arguments.rest())->format;
+    format.setFormatTag(orNone(format.formatTag()).c_str());
+    format.setMetaDataTag(orNone(format.metaDataTag()).c_str());
+    return lantrixClipFormatText(format) + format.metaData();
 }
 
 std::string queryVendor(const Call& call) {
@@ -218,7 +211,7 @@ std::string queryProduct(const Call& call) {
 }
 
 std::string queryPlugInVersion(const Call&) {
-    return plugInVersion;
+    return rcProtocol::versionText(plugInMajor, plugInMinor);
 }
 
 std::string getStorageId(const Call& call) {
@@ -252,47 +245,44 @@ std::string queryMetaDataSupport(const Call& call) {
     std::vector<std::string> names;
     for (const auto& [name, text] : call.tree.node(call.arguments.rest())->streams)
         names.push_back(name);
-    return devJoin(names);
+    return rcProtocol::joined(names);
 }
 
-// A method, and the minor version of protocol 2 that brought it.
 struct Row {
     const char* name;
-    int sinceMinor;
     std::string (*method)(const Call& call);
 };
 
 constexpr Row rows[] = {
-    {"Ping", 0, ping},
-    {"QueryVersion", 0, queryVersion},
-    {"Shutdown", 0, ping},
-    {"TranslatePaths", 0, translatePaths},
-    {"GetRootNode", 0, getRootNode},
-    {"GetChildren", 0, getChildren},
-    {"GetNodeType", 0, getNodeType},
-    {"GetNodeTypeStr", 0, getNodeTypeStr},
-    {"GetDisplayName", 0, getDisplayName},
-    {"CreateNode", 0, createNode},
-    {"DestroyNode", 0, destroyNode},
-    {"AllocateFrames", 0, allocateFrames},
-    {"GetFrames", 0, getFrames},
-    {"GetFramePaths", 5, getFramePaths},
-    {"SetFramePaths", 6, setFramePaths},
-    {"GetClipFormat", 0, getClipFormat},
-    {"QueryNodePlugInVendor", 0, queryVendor},
-    {"QueryNodePlugInProduct", 0, queryProduct},
-    {"QueryNodePlugInVersion", 0, queryPlugInVersion},
-    {"GetStorageId", 6, getStorageId},
-    {"GetMetaData", 0, getMetaData},
-    {"SetMetaData", 5, setMetaData},
-    {"QueryMetaDataSupport", 0, queryMetaDataSupport},
+    {"Ping", ping},
+    {"QueryVersion", queryVersion},
+    {"Shutdown", ping},
+    {"TranslatePaths", translatePaths},
+    {"GetRootNode", getRootNode},
+    {"GetChildren", getChildren},
+    {"GetNodeType", getNodeType},
+    {"GetNodeTypeStr", getNodeTypeStr},
+    {"GetDisplayName", getDisplayName},
+    {"CreateNode", createNode},
+    {"DestroyNode", destroyNode},
+    {"AllocateFrames", allocateFrames},
+    {"GetFrames", getFrames},
+    {"GetFramePaths", getFramePaths},
+    {"SetFramePaths", setFramePaths},
+    {"GetClipFormat", getClipFormat},
+    {"QueryNodePlugInVendor", queryVendor},
+    {"QueryNodePlugInProduct", queryProduct},
+    {"QueryNodePlugInVersion", queryPlugInVersion},
+    {"GetStorageId", getStorageId},
+    {"GetMetaData", getMetaData},
+    {"SetMetaData", setMetaData},
+    {"QueryMetaDataSupport", queryMetaDataSupport},
 };
 
 const Row& rowOf(const std::string& method, const DevServerOptions& options) {
     for (const Row& row : rows) {
-        const bool isKnown = options.protocolMajor > 2 || (options.protocolMajor == 2 &&
-                                                           options.protocolMinor >= row.sinceMinor);
-        if (isKnown && method == row.name)
+        if (method == row.name &&
+            rcProtocol::knows(options.protocolMajor, options.protocolMinor, method))
             return row;
     }
     throw DevError("Unknown method " + devQuoted(method) + ".");

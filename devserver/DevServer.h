@@ -9,6 +9,7 @@
 #define DEVSERVER_DEVSERVER_H
 
 #include "devserver/DevServerOptions.h"
+#include "rc/rcProtocol.h"
 
 #include <cstddef>
 #include <memory>
@@ -16,8 +17,8 @@
 
 class DevServer {
 public:
-    static constexpr unsigned short commandPort = 7549;
-    static constexpr unsigned short framePort = 7550;
+    static constexpr unsigned short commandPort = rcProtocol::commandPort;
+    static constexpr unsigned short framePort = rcProtocol::framePort;
     /// A further connection is told so and closed, with a line in the log.
     static constexpr std::size_t maximumConnections = 1024;
 

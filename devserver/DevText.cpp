@@ -1,6 +1,7 @@
 #include "devserver/DevText.h"
 
 #include "base/loggerBase/src/CoText.h"
+#include "rc/rcProtocol.h"
 
 #include <cmath>
 #include <cstdlib>
@@ -27,12 +28,9 @@ std::vector<std::string> devSplit(std::string_view text, char separator) {
     }
 }
 
-std::string devJoin(const std::vector<std::string>& texts) {
-    std::string list;
-    for (const std::string& text : texts) {
-        if (&text != &texts.front())
-            list += ',';
-        list += text;
-    }
-    return list;
+std::vector<std::string> devListOf(std::string_view text) {
+    std::vector<std::string> pieces;
+    if (!text.empty())
+        rcProtocol::forEachPiece(text, [&](std::string_view piece) { pieces.emplace_back(piece); });
+    return pieces;
 }

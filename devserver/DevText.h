@@ -33,7 +33,7 @@ inline void devAppend(std::string& text, std::size_t number) {
 /// The pieces between the separators; an empty text is one empty piece.
 [[nodiscard]] std::vector<std::string> devSplit(std::string_view text, char separator);
 
-/// The texts with a comma between each two.
-[[nodiscard]] std::string devJoin(const std::vector<std::string>& texts);
+/// The pieces of a comma-separated list, empty ones included; none of an empty text.
+[[nodiscard]] std::vector<std::string> devListOf(std::string_view text);
 
 #endif

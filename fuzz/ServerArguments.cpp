@@ -5,6 +5,7 @@
 #include "devserver/DevText.h"
 #include "fuzz/FuzzInput.h"
 #include "rc/rcParam.h"
+#include "rc/rcProtocol.h"
 
 #include <cstdio>
 #include <cstring>
@@ -42,7 +43,7 @@ void takeLast(std::string_view text) {
 }
 
 void takeList(std::string_view text) {
-    require(devJoin(devSplit(text, ',')) == text);
+    require(rcProtocol::joined(devListOf(text)) == text);
 }
 
 void takeEscaped(std::string_view text) {

@@ -4,6 +4,7 @@
 #include "base/loggerBase/src/CoText.h"
 #include "lantrix/LantrixGuard.h"
 #include "lantrix/LantrixReplyText.h"
+#include "rc/rcProtocol.h"
 
 namespace {
 
@@ -16,11 +17,8 @@ bool isEmpty(const char* text) {
 // Paths are not escaped: one that holds a double quote or a comma would not survive the way.
 std::string quotedList(const LantrixStr* paths, int count) {
     std::string list;
-    for (int i = 0; paths != nullptr && i < count; ++i) {
-        list += i > 0 ? ",\"" : "\"";
-        list += paths[i].c_str();
-        list += '"';
-    }
+    for (int i = 0; paths != nullptr && i < count; ++i)
+        rcProtocol::appendItem(list, '"' + std::string(paths[i]) + '"');
     return list;
 }
 
@@ -92,12 +90,12 @@ bool LantrixBaseClientAPI::translatePaths(const LantrixStr* srcPaths, LantrixStr
     return lantrixGuarded(error_, [&] {
         const std::string head =
             coFormatCut(1024, "\"%s\" %d \"%s\" %d ", srcHost, srcOs, dstHost, dstOs);
-        std::string reply =
+        const std::string reply =
             connection_.request("TranslatePaths", head + quotedList(srcPaths, count));
         int next = 0;
-        lantrixForEachItem(reply, [&](const char* path) {
+        rcProtocol::forEachItem(reply, [&](std::string_view path) {
             if (dstPaths != nullptr && next < count)
-                dstPaths[next++] = path;
+                dstPaths[next++] = std::string(path).c_str();
         });
         return true;
     });

@@ -28,7 +28,7 @@ bool queryText(LantrixServerImp& server, TextQuery query, LantrixStr& text) {
 // From protocol 2.6 on the server names its storage; until then the host name stands for it,
 // also when the version can't be asked, which is then not tried again.
 bool settleStorageId(LantrixServerImp& server) {
-    if (server.askVersion() && server.speaks(6) &&
+    if (server.askVersion() && server.knows("GetStorageId") &&
         !server.transfer(server.nodeService_.getStorageId(server.storageId_), server.nodeService_))
         return false;
     server.storageIdPending_ = false;

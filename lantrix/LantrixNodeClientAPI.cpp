@@ -3,12 +3,13 @@
 #include "base/loggerBase/src/CoException.h"
 #include "base/loggerBase/src/CoText.h"
 #include "lantrix/LantrixBaseInterface.h"
+#include "lantrix/LantrixClipFormatFields.h"
 #include "lantrix/LantrixGuard.h"
 #include "lantrix/LantrixReplyText.h"
 #include "rc/rcParam.h"
+#include "rc/rcProtocol.h"
 
-#include <iterator>
-#include <utility>
+#include <string_view>
 
 namespace {
 
@@ -22,55 +23,73 @@ void checkNodeId(const LantrixNodeId& node) {
                           source);
 }
 
-// The fields of a clip format as they stand in a request, but for the metadata: each followed by
-// a blank. The pixel ratio comes before the frame rate.
-std::string clipFormatText(const LantrixClipFormat& format) {
-    return coFormatCut(256, "%d %d %d %d %d %g %g ", format.width(), format.height(),
-                       format.bitsPerPixel(), format.numChannels(), format.frameBufferSize(),
-                       static_cast<double>(format.pixelRatio()),
-                       static_cast<double>(format.frameRate())) +
-           format.formatTag() + " " + std::to_string(format.scanFormat()) + " " +
-           format.metaDataTag() + " ";
-}
+// Reads the fields of a clip format; those that the reply lacks become zero or empty.
+class ClipFormatReader {
+public:
+    explicit ClipFormatReader(const std::string& reply) : reader_(reply) {}
 
-// A reply that stops early leaves the remaining fields zero or empty.
+    template <class Value, class Taken>
+    void operator()(const char*, Value (LantrixClipFormat::*)() const,
+                    void (LantrixClipFormat::*set)(Taken)) {
+        (format_.*set)(next(Value()));
+    }
+    void operator()(const char*, const char* (LantrixClipFormat::*)() const,
+                    void (LantrixClipFormat::*set)(const char*)) {
+        std::string word;
+        reader_.readWord(word, longestTag);
+        (format_.*set)(word.c_str());
+    }
+    LantrixClipFormat withMetaData() {
+        std::string metaData;
+        reader_.readRest(metaData, longestMetaData); // sent escaped, but answered as it stands
+        format_.setMetaData(metaData.c_str());
+        return format_;
+    }
+
+private:
+    int next(int value) {
+        reader_.readInt(value);
+        return value;
+    }
+    float next(float value) {
+        reader_.readFloat(value);
+        return value;
+    }
+    LantrixClipFormat::ScanFormat next(LantrixClipFormat::ScanFormat) {
+        return static_cast<LantrixClipFormat::ScanFormat>(static_cast<unsigned char>(next(0)));
+    }
+
+    LantrixReplyReader reader_;
+    LantrixClipFormat format_;
+};
+
 LantrixClipFormat parseClipFormat(const std::string& reply) {
-    int width = 0, height = 0, bitsPerPixel = 0, numChannels = 0, frameBufferSize = 0, scan = 0;
-    float pixelRatio = 0.0F, frameRate = 0.0F;
-    std::string formatTag, metaDataTag, metaData;
-    LantrixReplyReader reader(reply);
-    reader.readInt(width);
-    reader.readInt(height);
-    reader.readInt(bitsPerPixel);
-    reader.readInt(numChannels);
-    reader.readInt(frameBufferSize);
-    reader.readFloat(pixelRatio);
-    reader.readFloat(frameRate);
-    reader.readWord(formatTag, longestTag);
-    reader.readInt(scan);
-    reader.readWord(metaDataTag, longestTag);
-    reader.readRest(metaData, longestMetaData); // sent escaped, but answered as it stands
-    return LantrixClipFormat(
-        width, height, bitsPerPixel, numChannels, frameBufferSize, frameRate, pixelRatio,
-        static_cast<LantrixClipFormat::ScanFormat>(static_cast<unsigned char>(scan)),
-        formatTag.c_str(), metaDataTag.c_str(), metaData.c_str());
+    ClipFormatReader reader(reply);
+    lantrixForEachClipFormatField(reader);
+    return reader.withMetaData();
 }
 
 template <class Item>
-std::vector<Item> itemsOf(std::string reply) {
+std::vector<Item> itemsOf(const std::string& reply) {
     std::vector<Item> items;
-    lantrixForEachItem(reply, [&items](const char* item) { items.emplace_back(item); });
+    std::string item;
+    rcProtocol::forEachItem(reply, [&](std::string_view piece) {
+        item = piece;
+        items.emplace_back(item.c_str());
+    });
     return items;
 }
 
 // Ids and display texts alternate; empty ones count.
-std::vector<LantrixNodeInterface::NodeInfo> childrenOf(std::string reply) {
+std::vector<LantrixNodeInterface::NodeInfo> childrenOf(const std::string& reply) {
     std::vector<LantrixNodeInterface::NodeInfo> children;
-    const char* pendingId = nullptr;
-    lantrixForEachPiece(reply, [&](const char* piece) {
-        if (pendingId != nullptr)
-            children.push_back({piece, pendingId});
-        pendingId = pendingId != nullptr ? nullptr : piece;
+    std::string_view pendingId;
+    bool isSecond = false;
+    rcProtocol::forEachPiece(reply, [&](std::string_view piece) {
+        if (isSecond)
+            children.push_back({std::string(piece), std::string(pendingId)});
+        pendingId = piece;
+        isSecond = !isSecond;
     });
     return children;
 }
@@ -78,16 +97,6 @@ std::vector<LantrixNodeInterface::NodeInfo> childrenOf(std::string reply) {
 void storeId(LantrixNodeId& id, const std::string& reply) {
     id.setId(reply.c_str());
     lantrixRequireStored(id, reply.c_str());
-}
-
-std::string joined(const std::vector<std::string>& paths) {
-    std::string list;
-    for (const std::string& path : paths) {
-        if (&path != &paths.front())
-            list += ',';
-        list += path;
-    }
-    return list;
 }
 
 } // namespace
@@ -185,9 +194,9 @@ bool LantrixNodeClientAPI::allocateFrames(const LantrixNodeId& node, int numFram
                                           const LantrixClipFormat& format,
                                           std::vector<LantrixFrameId>& frames) {
     return lantrixGuarded(error_, [&] {
-        const std::string args =
-            coFormatCut(2048, "%s %d %s", node.id(), numFrames, clipFormatText(format).c_str()) +
-            rcParamStringToEscapedString(format.metaData());
+        const std::string args = coFormatCut(2048, "%s %d %s", node.id(), numFrames,
+                                             lantrixClipFormatText(format).c_str()) +
+                                 rcParamStringToEscapedString(format.metaData());
         const auto added = itemsOf<LantrixFrameId>(ask("AllocateFrames", node, args));
         frames.insert(frames.end(), added.begin(), added.end());
         return true;
@@ -218,10 +227,10 @@ bool LantrixNodeClientAPI::setFramePaths(const LantrixNodeId& node,
                                          const LantrixClipFormat& format) {
     return lantrixGuarded(error_, [&] {
         const std::string args =
-            node.id() + (" " + joined(paths)) +
+            node.id() + (" " + rcProtocol::joined(paths)) +
             coFormatCut(2048, " %s %d %s %s", LantrixOS::getHostName().c_str(),
                         LantrixOS::getOSType(), LantrixOS::getOSVersion().c_str(),
-                        clipFormatText(format).c_str()) +
+                        lantrixClipFormatText(format).c_str()) +
             rcParamStringToEscapedString(format.metaData());
         ask("SetFramePaths", node, args);
         return true;

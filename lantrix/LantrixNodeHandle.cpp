@@ -56,7 +56,7 @@ void announceNextFrame(LantrixNodeImp& node, LantrixServerImp& server, int frame
     const std::size_t next = static_cast<std::size_t>(frameIndex) + 1;
     if (frameIndex == 0 || next >= node.frameIds_.size())
         return;
-    if (server.askVersion() && server.speaks(5))
+    if (server.askVersion() && server.knows("ReadAhead"))
         server.frameService_.readAhead(node.frameIds_[next], bufferSize);
 }
 
@@ -225,7 +225,7 @@ bool LantrixNodeHandle::linkToFrames(const LantrixStr* paths, int count) {
     return server.attempt([&] {
         if (!imp().refreshClipFormat(server) || !server.askVersion())
             return false;
-        if (!server.speaks(6))
+        if (!server.knows("SetFramePaths"))
             return server.fail("Server does not support linking to existing media files.");
         std::vector<std::string> list;
         for (int i = 0; paths != nullptr && i < count; ++i)
@@ -338,7 +338,7 @@ bool LantrixNodeHandle::getMetaData(const char* streamName, const char* filter, 
 bool LantrixNodeHandle::setMetaData(const char* streamName, const LantrixStr& data) const {
     LantrixServerImp& server = serverImp();
     // A version that can't be asked counts as too old, and this text then replaces its failure's.
-    if (!server.askVersion() || !server.speaks(5))
+    if (!server.askVersion() || !server.knows("SetMetaData"))
         return server.fail("Functionality not supported on remote Lantrix server.");
     return server.transfer(server.nodeService_.setMetaData(imp().id_, streamName, data.c_str()),
                            server.nodeService_);

@@ -64,7 +64,7 @@ bool LantrixNodeImp::refreshFramePaths(LantrixServerImp& server) {
     framePaths_.clear();
     server.askVersion();
     return refresh(framePathsStale_, server, [this, &server](Service& service) {
-        return !server.speaks(5) || service.getFramePaths(id_, framePaths_);
+        return !server.knows("GetFramePaths") || service.getFramePaths(id_, framePaths_);
     });
 }
 

@@ -1,4 +1,4 @@
-// Reading of reply values: numbers and words separated by white space, and comma-separated lists.
+// Reading of reply values: numbers and words separated by white space.
 // Stateless; knows no socket. Numbers are those of the "C" locale. Any text is accepted: what
 // does not parse is reported and leaves its output as it was.
 #ifndef LANTRIX_LANTRIXREPLYTEXT_H
@@ -39,28 +39,6 @@ private:
 inline void lantrixRequireStored(const LantrixNodeId& id, const char* text) {
     if (std::strcmp(id.id(), text) != 0)
         throw std::bad_alloc();
-}
-
-/// Calls take(const char*) for each piece between the commas of \p list, empty ones included, in
-/// order; one piece for an empty list. Overwrites the commas, so that no piece is copied.
-template <class Take>
-void lantrixForEachPiece(std::string& list, Take&& take) {
-    char* piece = list.data();
-    while (char* const comma = std::strchr(piece, ',')) {
-        *comma = '\0';
-        take(static_cast<const char*>(piece));
-        piece = comma + 1;
-    }
-    take(static_cast<const char*>(piece));
-}
-
-/// As lantrixForEachPiece, without the empty pieces: the items of a list reply.
-template <class Take>
-void lantrixForEachItem(std::string& list, Take&& take) {
-    lantrixForEachPiece(list, [&take](const char* piece) {
-        if (*piece != '\0')
-            take(piece);
-    });
 }
 
 #endif

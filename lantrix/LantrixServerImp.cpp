@@ -1,19 +1,14 @@
 #include "lantrix/LantrixServerImp.h"
 
+#include "rc/rcProtocol.h"
+
 #include <cstring>
 
-namespace {
-
-constexpr int commandPort = 7549;
-constexpr int dataPort = 7550;
-
-} // namespace
-
 LantrixServerImp::LantrixServerImp(const char* host)
-    : commandConnection_(host, commandPort), dataConnection_(host, dataPort, 0, 0),
-      baseService_(commandConnection_), frameService_(dataConnection_),
-      nodeService_(commandConnection_), protocolMajor_(0), protocolMinor_(0),
-      storageId_(commandConnection_.host()), storageIdPending_(true) {}
+    : commandConnection_(host, rcProtocol::commandPort),
+      dataConnection_(host, rcProtocol::framePort, 0, 0), baseService_(commandConnection_),
+      frameService_(dataConnection_), nodeService_(commandConnection_), protocolMajor_(0),
+      protocolMinor_(0), storageId_(commandConnection_.host()), storageIdPending_(true) {}
 
 bool LantrixServerImp::fail(const char* text) {
     coAssignText(lastError_, text);
@@ -30,6 +25,6 @@ bool LantrixServerImp::askVersion() {
            transfer(baseService_.queryVersion(protocolMajor_, protocolMinor_), baseService_);
 }
 
-bool LantrixServerImp::speaks(int minor) const {
-    return protocolMajor_ > 2 || (protocolMajor_ == 2 && protocolMinor_ >= minor);
+bool LantrixServerImp::knows(const char* method) const {
+    return rcProtocol::knows(protocolMajor_, protocolMinor_, method);
 }

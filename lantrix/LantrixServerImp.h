@@ -36,8 +36,8 @@ public:
 
     /// Asks for the protocol version unless it is known.
     bool askVersion();
-    /// True when the known protocol is 2.\p minor or later; false while it is unknown.
-    bool speaks(int minor) const;
+    /// True when the server's protocol is known and has \p method.
+    bool knows(const char* method) const;
 
     LantrixClientConnection commandConnection_;
     LantrixRawDataClientConnection dataConnection_;

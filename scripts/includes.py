@@ -17,7 +17,9 @@ import sources
 # excepted from those before it.
 LIBRARY = "lantrix rc base"
 PUBLIC = "lantrix/LantrixClientAPI.h lantrix/LantrixTypes.h"
-RECORDS = "lantrix/LantrixTypes.h rc -rc/rcAPI.h base -base/tcp"
+RECORDS = (
+    "lantrix/LantrixTypes.h lantrix/LantrixClipFormatFields.h rc -rc/rcAPI.h base -base/tcp"
+)
 LAYERS = {
     "base/CoExport.h": "",
     "base/loggerBase": "base/CoExport.h",

@@ -2,7 +2,7 @@
 #include "bench/inside/Pairs.h"
 #include "bench/support/Protocols.h"
 #include "lantrix/LantrixClientAPI.h"
-#include "lantrix/LantrixReplyText.h"
+#include "rc/rcProtocol.h"
 
 #include <benchmark/benchmark.h>
 
@@ -18,13 +18,8 @@ namespace {
 
 constexpr int counts[] = {10, 1000, 100000, 1000000};
 
-// Splitting overwrites the commas; they are put back, so that the next call finds a list again.
-void split(std::string& list) {
-    lantrixForEachItem(list, [&list](const char* item) {
-        benchmark::DoNotOptimize(item);
-        if (item != list.data())
-            list[static_cast<std::size_t>(item - list.data()) - 1] = ',';
-    });
+void split(const std::string& list) {
+    rcProtocol::forEachItem(list, [](std::string_view item) { benchmark::DoNotOptimize(item); });
 }
 
 void findCommas(const std::string& list) {

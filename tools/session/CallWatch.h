@@ -6,6 +6,7 @@
 #ifndef TOOLS_SESSION_CALLWATCH_H
 #define TOOLS_SESSION_CALLWATCH_H
 
+#include "rc/rcProtocol.h"
 #include "tools/report/Failure.h"
 
 #include <chrono>
@@ -21,7 +22,7 @@
 namespace tool {
 
 /// The server's two ports, for what a failure tells.
-enum class Port { Commands = 7549, Frames = 7550 };
+enum class Port { Commands = rcProtocol::commandPort, Frames = rcProtocol::framePort };
 
 class CallWatch {
 public:

@@ -1,6 +1,7 @@
 #include "tools/session/TraceRelay.h"
 
 #include "base/tcp/src/CoIoTcpDescriptor.h"
+#include "rc/rcProtocol.h"
 #include "tools/report/Failure.h"
 #include "tools/report/PrintableText.h"
 
@@ -18,7 +19,7 @@ namespace tool {
 
 namespace {
 
-constexpr std::array<int, 2> ports{7549, 7550};
+constexpr std::array<int, 2> ports{rcProtocol::commandPort, rcProtocol::framePort};
 
 // Opens a listening socket; -1 when the address is taken.
 int openListener(const std::string& address, int port) {
@@ -56,8 +57,9 @@ TraceRelay::TraceRelay(std::string host) : host_(std::move(host)) {
             address_ = loopbackAddress(attempt);
     }
     if (address_.empty())
-        throw Failure(Status::Other, "--trace found no loopback address with free ports 7549 and "
-                                     "7550");
+        throw Failure(Status::Other, "--trace found no loopback address with free ports " +
+                                         std::to_string(ports[0]) + " and " +
+                                         std::to_string(ports[1]));
     for (std::size_t side = 0; side < ports.size(); ++side)
         threads_[side] = std::thread(&TraceRelay::run, this, side);
 }
