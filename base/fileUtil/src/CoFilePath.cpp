@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 
@@ -17,9 +18,17 @@ namespace {
 const char* const source = "base/fileUtil/src/CoFilePath";
 
 // basename(3) and dirname(3) change the text that they are given and may point into it.
-const char* componentOf(const std::string& path, std::string& buffer, char* (*component)(char*)) {
-    buffer = path;
-    return component(buffer.data());
+std::string componentOf(std::string path, char* (*component)(char*)) {
+    return component(path.data());
+}
+
+// Buffers of threads need no destruction: destructors of static objects still find them. They hold
+// what the system takes for a path; what is longer is cut.
+using ComponentBuffer = char[PATH_MAX];
+
+const char* keptIn(ComponentBuffer& buffer, const std::string& component) {
+    buffer[component.copy(buffer, sizeof buffer - 1)] = '\0';
+    return buffer;
 }
 
 } // namespace
@@ -47,17 +56,17 @@ void CoFilePath::concatenate(const char* part) {
 }
 
 const char* CoFilePath::baseName() const {
-    thread_local std::string buffer;
-    return componentOf(path_, buffer, ::basename);
+    thread_local ComponentBuffer buffer;
+    return keptIn(buffer, componentOf(path_, ::basename));
 }
 
 const char* CoFilePath::directoryName() const {
-    thread_local std::string buffer;
-    return componentOf(path_, buffer, ::dirname);
+    thread_local ComponentBuffer buffer;
+    return keptIn(buffer, componentOf(path_, ::dirname));
 }
 
 std::string CoFilePath::extension() const {
-    const std::string base = baseName();
+    const std::string base = componentOf(path_, ::basename);
     const auto dot = base.rfind('.');
     return dot == std::string::npos || dot == 0 ? std::string() : base.substr(dot + 1);
 }
@@ -109,11 +118,11 @@ void CoFilePath::expand() {
     CoFilePath expanded;
     for (std::size_t i = 0; i < path_.size(); ++i) {
         const bool isHome = path_[i] == '~';
-        if (!isHome && path_[i] != '$') {
+        const std::string name = isHome || path_[i] == '$' ? nameAt(i + 1) : std::string();
+        if (!isHome && name.empty()) {
             expanded.path_ += path_[i];
             continue;
         }
-        const std::string name = nameAt(i + 1);
         expanded.path_ += isHome ? homeOf(name) : valueOf(name);
         i += name.size();
     }
@@ -137,7 +146,7 @@ std::string CoFilePath::freePath(const std::string& directory, const std::string
 void CoFilePath::uniquePath() {
     expand();
     if (exists())
-        path_ = freePath(directoryName(), baseName());
+        path_ = freePath(componentOf(path_, ::dirname), componentOf(path_, ::basename));
 }
 
 bool CoFilePath::exists() const {

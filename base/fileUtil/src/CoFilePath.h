@@ -35,8 +35,8 @@ public:
 
     /// Joins \p part with exactly one slash; no slash is added to an empty path, null does nothing.
     void concatenate(const char* part);
-    /// As basename(3) and dirname(3). The text is valid until this thread's next call of the same
-    /// operation.
+    /// As basename(3) and dirname(3), cut to the system's PATH_MAX. The text is valid until this
+    /// thread's next call of the same operation.
     const char* baseName() const;
     const char* directoryName() const;
     /// What follows the last dot of the base name; "" without one, or when it comes first.
@@ -56,8 +56,8 @@ public:
     /// Makes one slash of each run of slashes and of "/./". Nothing else is changed.
     void clean();
     /// Puts home directories for "~" and "~name", and values of the environment for "$name", and
-    /// cleans the result. A name ends at the next slash. Throws for an unknown user or variable,
-    /// and then keeps the path.
+    /// cleans the result. A name ends at the next slash; a "$" without one stays. Throws for an
+    /// unknown user or variable, and then keeps the path.
     void expand();
     /// Expands, and where something exists under the path, puts "_1", "_2", … behind the name,
     /// before the extension, up to the first under which nothing does.

@@ -33,6 +33,7 @@ int trimmedLength(const std::string& text) {
 class LocalTimeText {
 public:
     explicit LocalTimeText(std::time_t seconds) {
+        ::tzset(); // so that a changed TZ is followed, which localtime_r need not do
         std::tm local{};
         if (localtime_r(&seconds, &local) != nullptr)
             std::snprintf(text_, sizeof text_, "%02d/%02d/%02d:%02d:%02d:%02d", local.tm_mon + 1,

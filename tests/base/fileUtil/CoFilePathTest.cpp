@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -66,12 +67,32 @@ TEST(CoFilePath, ComponentsBelongToTheThreadThatAsked) {
     EXPECT_STREQ("mine", name);
 }
 
+// Is destroyed when the objects of the thread are gone.
+struct UsedAtExit {
+    ~UsedAtExit() {
+        const CoFilePath path("/fairly/long/directory/name.extension");
+        if (std::getenv("TELL_AT_EXIT") != nullptr)
+            std::fprintf(stderr, "%s %s %s", path.directoryName(), path.baseName(),
+                         path.extension().c_str());
+    }
+} usedAtExit;
+
+TEST(CoFilePath, NamesItsComponentsInStaticDestructors) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    ::setenv("TELL_AT_EXIT", "", 1);
+    EXPECT_EXIT((CoFilePath("/fairly/long/directory/of/another").directoryName(),
+                 CoFilePath("another.name.that.is.not.short").baseName(), std::exit(0)),
+                testing::ExitedWithCode(0),
+                testing::Eq("/fairly/long/directory name.extension extension"));
+    ::unsetenv("TELL_AT_EXIT");
+}
+
 TEST(CoFilePath, ExpandPutsHomesAndVariables) {
     ::setenv("HOME", "/home/me/", 1);
     ::setenv("PART", "p//q", 1);
     const std::string root = ::getpwnam("root")->pw_dir;
     expectAll({"~/a|/home/me/a", "~|/home/me/", "~root/a|" + root + "/a", "$PART/a|p/q/a",
-               "/x/$PART|/x/p/q", "a/./b|a/b"},
+               "/x/$PART|/x/p/q", "a/./b|a/b", "$|$", "a$/$PART|a$/p/q"},
               [](CoFilePath& path) { return path.expand(), path.path(); });
     ::unsetenv("HOME");
     EXPECT_EQ("/var/tmp", CoFilePath::homeDir());

@@ -78,6 +78,17 @@ TEST_F(CoMsgEnvironment, PlainTextLosesTrailingBlanksOnly) {
     EXPECT_EXIT(postAndExit(post), ExitedWithCode(0), Eq(" x\n\n1 \n2\n"));
 }
 
+TEST(CoMsg, LineFollowsTheTimeZone) {
+    const CoMsg message("text", "file", 1, CoMsg::Error);
+    char utc[256], elsewhere[256];
+    ::setenv("TZ", "UTC0", 1);
+    message.format(utc, sizeof utc);
+    ::setenv("TZ", "XXX-5", 1);
+    message.format(elsewhere, sizeof elsewhere);
+    ::unsetenv("TZ");
+    EXPECT_STRNE(utc, elsewhere);
+}
+
 TEST(CoMsg, RecordNamesItsPlaceAndKeepsAtMost2047Characters) {
     const LogCapture log;
     char line[16];
