@@ -4,7 +4,12 @@
 #include "base/loggerBase/src/CoText.h"
 #include "lantrix/LantrixGuard.h"
 #include "lantrix/LantrixReplyText.h"
+#include "lantrix/LantrixStored.h"
 #include "rc/rcProtocol.h"
+
+#include <cstddef>
+#include <string_view>
+#include <vector>
 
 namespace {
 
@@ -35,7 +40,7 @@ void LantrixClientConnection::stop() {
 
 bool LantrixClientConnection::callMethod(const char* method, const std::string& args, bool sync,
                                          std::string& result) {
-    if (!isConnected() && !connect(host_.c_str(), port_))
+    if (!isReady() && !connect(host_.c_str(), port_))
         throw CoException(lastError(), 46, source);
     if (!call(0, method, args.c_str(), sync, result))
         throw CoException(result.c_str(), 52, source);
@@ -46,6 +51,11 @@ std::string LantrixClientConnection::request(const char* method, const std::stri
     std::string reply;
     callMethod(method, args, true, reply);
     return reply;
+}
+
+void LantrixClientConnection::checkStopped(const char* method) const {
+    if (isStopped())
+        throw CoException(stoppedText(method).c_str(), 52, source);
 }
 
 LantrixBaseInterface::~LantrixBaseInterface() = default;
@@ -92,11 +102,15 @@ bool LantrixBaseClientAPI::translatePaths(const LantrixStr* srcPaths, LantrixStr
             coFormatCut(1024, "\"%s\" %d \"%s\" %d ", srcHost, srcOs, dstHost, dstOs);
         const std::string reply =
             connection_.request("TranslatePaths", head + quotedList(srcPaths, count));
-        int next = 0;
+        std::vector<LantrixStr> translated(dstPaths != nullptr && count > 0 ? std::size_t(count)
+                                                                            : 0);
+        std::size_t known = 0;
         rcProtocol::forEachItem(reply, [&](std::string_view path) {
-            if (dstPaths != nullptr && next < count)
-                dstPaths[next++] = std::string(path).c_str();
+            if (known < translated.size())
+                lantrixStore(translated[known++], std::string(path).c_str());
         });
+        for (std::size_t i = 0; i < known; ++i)
+            dstPaths[i].swap(translated[i]);
         return true;
     });
 }

@@ -18,12 +18,18 @@ public:
     ~LantrixClientConnection() override;
 
     void stop();
-    /// Connects if needed, runs one command with id 0 and returns true with the reply's value in
-    /// \p result. Throws CoException with the text of a failed connect or call, or of the
-    /// server's error reply; a read that failed carries what \p result held.
+    /// Connects if needed, and anew when a reply to a call that was given up may still arrive or a
+    /// fork has left this process a copy of the connection; runs one command with id 0 and returns
+    /// true with the reply's value in \p result. Throws CoException with the text of a failed
+    /// connect or call, or of the server's error reply; a read that failed carries what \p result
+    /// held.
     bool callMethod(const char* method, const std::string& args, bool sync, std::string& result);
     /// As a synchronous callMethod, returning the reply's value.
     std::string request(const char* method, const std::string& args);
+
+    /// Throws what a stopped call of \p method fails with if stop() was called since its request
+    /// began to be sent. For work on a reply that may take long.
+    void checkStopped(const char* method) const;
 
     /// The host given at construction; valid as long as the connection.
     const char* host() const { return host_.c_str(); }

@@ -2,14 +2,12 @@
 #include "lantrix/LantrixClientAPI.h"
 
 #include "base/fileUtil/src/CoFilePath.h"
-#include "base/loggerBase/src/CoAssert.h"
 #include "lantrix/LantrixNodeImp.h"
-#include "lantrix/LantrixReplyText.h"
 #include "lantrix/LantrixServerImp.h"
+#include "lantrix/LantrixStored.h"
 
 #include <algorithm>
 #include <cstring>
-#include <iterator>
 #include <memory>
 
 namespace {
@@ -19,9 +17,8 @@ using TextQuery = bool (LantrixNodeClientAPI::*)(std::string&);
 bool queryText(LantrixServerImp& server, TextQuery query, LantrixStr& text) {
     return server.attempt([&] {
         std::string answer;
-        if (!server.transfer((server.nodeService_.*query)(answer), server.nodeService_))
-            return false;
-        return server.give(text, answer.c_str());
+        return server.askNodes([&](auto& nodes) { return (nodes.*query)(answer); }) &&
+               server.give(text, answer.c_str());
     });
 }
 
@@ -29,7 +26,7 @@ bool queryText(LantrixServerImp& server, TextQuery query, LantrixStr& text) {
 // also when the version can't be asked, which is then not tried again.
 bool settleStorageId(LantrixServerImp& server) {
     if (server.askVersion() && server.knows("GetStorageId") &&
-        !server.transfer(server.nodeService_.getStorageId(server.storageId_), server.nodeService_))
+        !server.askNodes([&](auto& nodes) { return nodes.getStorageId(server.storageId_); }))
         return false;
     server.storageIdPending_ = false;
     return true;
@@ -53,20 +50,14 @@ LantrixServerHandle::~LantrixServerHandle() {
     const std::unique_ptr<LantrixServerImp> owned(imp_);
 }
 
-LantrixServerImp& LantrixServerHandle::imp() const {
-    coAssert(imp_ != nullptr, "imp_ != 0", "lantrix/LantrixClientAPI", 1117);
-    return *imp_;
-}
-
 bool LantrixServerHandle::getRootNode(LantrixNodeHandle& node) const {
     LantrixServerImp& server = imp();
     return server.attempt([&] {
         LantrixNodeId root;
-        if (!server.transfer(server.nodeService_.getRootNode(root), server.nodeService_))
+        if (!server.askNodes([&](auto& nodes) { return nodes.getRootNode(root); }))
             return false;
-        node.setNodeId(root);
+        node.imp().setId(root);
         node.setServer(*this);
-        lantrixRequireStored(node.getNodeId(), root.id());
         return true;
     });
 }
@@ -81,8 +72,7 @@ bool LantrixServerHandle::getProduct(LantrixStr& product) const {
 
 bool LantrixServerHandle::getVersion(int& major, int& minor) const {
     LantrixServerImp& server = imp();
-    return server.transfer(server.nodeService_.queryNodePlugInVersion(major, minor),
-                           server.nodeService_);
+    return server.askNodes([&](auto& nodes) { return nodes.queryNodePlugInVersion(major, minor); });
 }
 
 bool LantrixServerHandle::getProtocolVersion(int& major, int& minor) const {
@@ -104,18 +94,17 @@ bool LantrixServerHandle::getStorageId(LantrixStr& id) const {
 }
 
 bool LantrixServerHandle::ping() const {
-    LantrixServerImp& server = imp();
-    return server.transfer(server.baseService_.ping(), server.baseService_);
+    return imp().askBase([](auto& base) { return base.ping(); });
 }
 
 bool LantrixServerHandle::translatePaths(const LantrixStr* srcPaths, LantrixStr* dstPaths,
                                          int count, const char* srcHost, const char* dstHost,
                                          LantrixOS::OsType srcOs, LantrixOS::OsType dstOs) const {
-    LantrixServerImp& server = imp();
-    const bool translated = server.baseService_.translatePaths(
-        srcPaths, dstPaths, count, srcHost != nullptr ? srcHost : getHostName(),
-        dstHost != nullptr ? dstHost : getHostName(), srcOs, dstOs);
-    return server.transfer(translated, server.baseService_);
+    return imp().askBase([&](auto& base) {
+        return base.translatePaths(srcPaths, dstPaths, count,
+                                   srcHost != nullptr ? srcHost : getHostName(),
+                                   dstHost != nullptr ? dstHost : getHostName(), srcOs, dstOs);
+    });
 }
 
 bool LantrixServerHandle::readFrame(const char* frameId, void* buffer, int bufferSize) {
@@ -152,22 +141,25 @@ bool LantrixFindChild(const LantrixNodeHandle& parent, const char* name,
     if (name == nullptr)
         return false;
     return parent.serverImp().attempt([&] {
-        // The parent's own cache stays stale, and result may be the parent.
+        // The parent itself learns nothing, and result may be the parent.
         const LantrixNodeHandle asking(parent.getServer(), parent.getNodeId());
-        const LantrixNodeHandle& node = parent.imp().childrenStale_ ? asking : parent;
+        const LantrixNodeHandle& node = parent.imp().children_.isKnown() ? parent : asking;
         int count = 0;
         if (!node.getNumChildren(count) || count == 0)
             return false;
-        const auto& children = node.imp().children_;
-        const auto found =
-            std::find_if(children.begin(), children.end(), [name](const auto& child) {
-                return std::strcmp(child.first.c_str(), name) == 0;
-            });
-        const bool isFound = found != children.end();
+        const LantrixTextList& children = node.imp().children_.get();
+        std::size_t i = 0;
+        while (i + 1 < children.size() && std::strcmp(children.second(i), name) != 0)
+            ++i;
         // result names the last child that was looked at; past the first one, what it knew is gone.
-        const auto last = isFound ? found : std::prev(children.end());
-        const bool isFirst = last == children.begin();
-        result.imp().become(*last, parent.getServer(), isFirst);
+        const bool isFound = std::strcmp(children.second(i), name) == 0;
+        LantrixNodeId id;
+        lantrixStoreId(id, children[i]);
+        std::string displayName = children.second(i);
+        const LantrixServerHandle& server = parent.getServer();
+        if (i > 0)
+            result.imp().forget();
+        result.imp().become(id, displayName, server);
         return isFound;
     });
 }

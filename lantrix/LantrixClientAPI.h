@@ -4,12 +4,13 @@
 // handle, which must outlive it.
 // Threads: one server handle and the node handles on it are used by one thread at a time; stop()
 // is for any other thread. Different server handles are independent.
-// Failures: operations return false and lastError() tells why (with an empty text when the server
-// closed the command connection in the middle of a call); none throws (constructors, copies and
-// assignments of handles do, without memory). Outputs are written only on success. A text in
-// lastError() stays until the next failure; success keeps it. Connections open with the first call
-// that needs them (commands on TCP port 7549, frames on 7550), at most 10 seconds long, and a
-// broken one is opened anew by a later call.
+// A fork is allowed between calls: the child closes its copies of the connections when it first
+// uses them and opens its own; the parent notices nothing. Failures: operations return false and
+// lastError() tells why (with an empty text when the server closed the command connection in the
+// middle of a call); none throws (constructors, copies and assignments of handles do, without
+// memory). Outputs are written only on success. A text in lastError() stays until the next failure;
+// success keeps it. Connections open with the first call that needs them (commands on TCP port
+// 7549, frames on 7550), at most 10 seconds long, and a broken one is opened anew by a later call.
 #ifndef LANTRIX_LANTRIXCLIENTAPI_H
 #define LANTRIX_LANTRIXCLIENTAPI_H
 
@@ -40,12 +41,13 @@ public:
     bool getRootNode(LantrixNodeHandle& node) const;
 
     /// Vendor, product and version of what serves the tree. Each sends one request, every time:
-    /// "QueryNodePlugInVendor", "QueryNodePlugInProduct", "QueryNodePlugInVersion".
+    /// "QueryNodePlugInVendor", "QueryNodePlugInProduct", "QueryNodePlugInVersion". A number that
+    /// the reply lacks leaves its output as it was, with true: initialise what you hand in.
     bool getVendor(LantrixStr& vendor) const;
     bool getProduct(LantrixStr& product) const;
     bool getVersion(int& major, int& minor) const;
     /// The protocol that the server speaks. Sends "QueryVersion" once; a server that says major 0
-    /// is asked again at every call.
+    /// is asked again at every call. A reply without numbers gives 0 and 0, with true.
     bool getProtocolVersion(int& major, int& minor) const;
     /// Names the server's storage. Sends "GetStorageId" once, from protocol 2.6 on, and before it
     /// "QueryVersion" unless the version is known; for an older server, and when the version could
@@ -123,13 +125,14 @@ public:
     const char* lastError() const;
 
     /// The kind of the node as the server's number and text, and whether it is a clip. Send
-    /// "GetNodeType" and "GetNodeTypeStr" once for all three.
+    /// "GetNodeType" and "GetNodeTypeStr" once for all three. A number that the reply lacks is 0.
     bool getNodeType(int& type) const;
     bool getNodeTypeStr(LantrixStr& type) const;
     bool getIsClipNode(bool& isClip) const;
     /// The name that people see. Sends "GetDisplayName" once; never for a node from getChild.
     bool getDisplayName(LantrixStr& name) const;
-    /// The format of a clip's frames. Sends "GetClipFormat" once.
+    /// The format of a clip's frames. Sends "GetClipFormat" once. Fields that the reply lacks, or
+    /// that do not parse, are zero or empty, with true.
     bool getClipFormat(LantrixClipFormat& format) const;
 
     /// The children, counted and by index from 0. Send "GetChildren" once. \p child may be this
@@ -198,6 +201,7 @@ public:
     static void LantrixNodeHandle_delete(LantrixNodeHandle* node);
 
 private:
+    friend class LantrixServerHandle;
     friend LANTRIX_EXPORT bool LantrixFindChild(const LantrixNodeHandle& parent, const char* name,
                                                 LantrixNodeHandle& result);
 

@@ -84,5 +84,9 @@ int LantrixFrameClientAPI::readFrameById(const char* frameId, char* buffer, int 
 }
 
 int LantrixFrameClientAPI::readAhead(const LantrixFrameId& frameId, int count) {
-    return sendRequest("ReadAhead", frameId.id(), count, false);
+    return readAheadById(frameId.id(), count);
+}
+
+int LantrixFrameClientAPI::readAheadById(const char* frameId, int count) {
+    return sendRequest("ReadAhead", coTextOrEmpty(frameId), count, false);
 }

@@ -31,6 +31,8 @@ public:
     /// Sends "ReadAhead", which has no answer; what \p count means is the server's. Returns the
     /// bytes of the last text sent.
     int readAhead(const LantrixFrameId& frameId, int count);
+    /// The same for an id that is a text already; null is the empty one. Makes no copy of it.
+    int readAheadById(const char* frameId, int count);
 
 private:
     int sendRequest(const char* name, const char* frameId, int number, bool payloadFollows);

@@ -50,7 +50,7 @@ void LantrixRawDataClientConnection::connect() {
 }
 
 void LantrixRawDataClientConnection::connectIfNeeded() {
-    if (!isConnected())
+    if (!isConnected() || descriptor_->isInherited())
         connect();
 }
 

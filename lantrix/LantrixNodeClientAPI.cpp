@@ -6,10 +6,12 @@
 #include "lantrix/LantrixClipFormatFields.h"
 #include "lantrix/LantrixGuard.h"
 #include "lantrix/LantrixReplyText.h"
+#include "lantrix/LantrixStored.h"
+#include "lantrix/LantrixTextList.h"
 #include "rc/rcParam.h"
 #include "rc/rcProtocol.h"
 
-#include <string_view>
+#include <new>
 
 namespace {
 
@@ -33,18 +35,21 @@ public:
                     void (LantrixClipFormat::*set)(Taken)) {
         (format_.*set)(next(Value()));
     }
-    void operator()(const char*, const char* (LantrixClipFormat::*)() const,
+    void operator()(const char*, const char* (LantrixClipFormat::*get)() const,
                     void (LantrixClipFormat::*set)(const char*)) {
         std::string word;
         reader_.readWord(word, longestTag);
         (format_.*set)(word.c_str());
+        lantrixRequireStored((format_.*get)(), word.c_str());
     }
-    LantrixClipFormat withMetaData() {
+    // Sent escaped, but answered as it stands.
+    void readMetaData() {
         std::string metaData;
-        reader_.readRest(metaData, longestMetaData); // sent escaped, but answered as it stands
+        reader_.readRest(metaData, longestMetaData);
         format_.setMetaData(metaData.c_str());
-        return format_;
+        lantrixRequireStored(format_.metaData(), metaData.c_str());
     }
+    LantrixClipFormat& format() { return format_; }
 
 private:
     int next(int value) {
@@ -63,40 +68,17 @@ private:
     LantrixClipFormat format_;
 };
 
-LantrixClipFormat parseClipFormat(const std::string& reply) {
-    ClipFormatReader reader(reply);
-    lantrixForEachClipFormatField(reader);
-    return reader.withMetaData();
+void storeFrameId(LantrixFrameId& frame, const char* id) {
+    frame.setId(id);
+    lantrixRequireStored(frame.id(), id);
 }
 
-template <class Item>
-std::vector<Item> itemsOf(const std::string& reply) {
-    std::vector<Item> items;
-    std::string item;
-    rcProtocol::forEachItem(reply, [&](std::string_view piece) {
-        item = piece;
-        items.emplace_back(item.c_str());
-    });
-    return items;
-}
-
-// Ids and display texts alternate; empty ones count.
-std::vector<LantrixNodeInterface::NodeInfo> childrenOf(const std::string& reply) {
-    std::vector<LantrixNodeInterface::NodeInfo> children;
-    std::string_view pendingId;
-    bool isSecond = false;
-    rcProtocol::forEachPiece(reply, [&](std::string_view piece) {
-        if (isSecond)
-            children.push_back({std::string(piece), std::string(pendingId)});
-        pendingId = piece;
-        isSecond = !isSecond;
-    });
-    return children;
-}
-
-void storeId(LantrixNodeId& id, const std::string& reply) {
-    id.setId(reply.c_str());
-    lantrixRequireStored(id, reply.c_str());
+// This machine, as requests name it.
+std::string thisSystem() {
+    const LantrixStr host = LantrixOS::getHostName(), version = LantrixOS::getOSVersion();
+    if (host.length() == 0 || version.length() == 0)
+        throw std::bad_alloc(); // a request without them would be another
+    return coFormatCut(512, "%s %d %s", host.c_str(), LantrixOS::getOSType(), version.c_str());
 }
 
 } // namespace
@@ -113,6 +95,28 @@ std::string LantrixNodeClientAPI::ask(const char* method, const LantrixNodeId& n
                                       const std::string& args) {
     checkNodeId(node);
     return connection_.request(method, args);
+}
+
+LantrixTextList LantrixNodeClientAPI::askItems(const char* method, const LantrixNodeId& node,
+                                               const std::string& args) {
+    return LantrixTextList(ask(method, node, args), LantrixTextList::Form::Items,
+                           [&] { connection_.checkStopped(method); });
+}
+
+// Objects in place of a list: as long as they are being made, the call can be stopped.
+template <class Object, class Fill>
+bool LantrixNodeClientAPI::makeObjects(const char* method, std::vector<Object>& objects,
+                                       std::size_t count, Fill&& fill) {
+    return lantrixGuarded(error_, [&] {
+        std::vector<Object> made(count);
+        for (std::size_t i = 0; i < count; ++i) {
+            if (i % LantrixTextList::piecesBetweenChecks == 0)
+                connection_.checkStopped(method);
+            fill(made[i], i);
+        }
+        objects.swap(made);
+        return true;
+    });
 }
 
 bool LantrixNodeClientAPI::askText(const char* method, std::string& text) {
@@ -132,7 +136,7 @@ bool LantrixNodeClientAPI::askNodeText(const char* method, const LantrixNodeId& 
 
 bool LantrixNodeClientAPI::getRootNode(LantrixNodeId& root) {
     return lantrixGuarded(error_, [&] {
-        storeId(root, connection_.request("GetRootNode", ""));
+        lantrixStoreId(root, connection_.request("GetRootNode", "").c_str());
         return true;
     });
 }
@@ -151,7 +155,7 @@ bool LantrixNodeClientAPI::createNode(const LantrixNodeId& parent, const char* n
     return lantrixGuarded(error_, [&] {
         const std::string args = coFormatCut(512, "%s \"%s\" %d %s", parent.id(),
                                              coTextOrEmpty(name), type, coTextOrEmpty(typeStr));
-        storeId(newNode, ask("CreateNode", parent, args));
+        lantrixStoreId(newNode, ask("CreateNode", parent, args).c_str());
         return true;
     });
 }
@@ -163,11 +167,22 @@ bool LantrixNodeClientAPI::destroyNode(const LantrixNodeId& node) {
     });
 }
 
-bool LantrixNodeClientAPI::getChildren(const LantrixNodeId& node, std::vector<NodeInfo>& children) {
+bool LantrixNodeClientAPI::listChildren(const LantrixNodeId& node, LantrixTextList& children) {
     return lantrixGuarded(error_, [&] {
-        children = childrenOf(ask("GetChildren", node, node.id()));
+        children =
+            LantrixTextList(ask("GetChildren", node, node.id()), LantrixTextList::Form::Pairs,
+                            [&] { connection_.checkStopped("GetChildren"); });
         return true;
     });
+}
+
+bool LantrixNodeClientAPI::getChildren(const LantrixNodeId& node, std::vector<NodeInfo>& children) {
+    LantrixTextList list;
+    return listChildren(node, list) &&
+           makeObjects("GetChildren", children, list.size(), [&](NodeInfo& child, std::size_t i) {
+               child.first = list.second(i);
+               child.second = list[i];
+           });
 }
 
 bool LantrixNodeClientAPI::getNodeType(const LantrixNodeId& node, NodeType& type, int& subType) {
@@ -190,48 +205,68 @@ bool LantrixNodeClientAPI::getDisplayName(const LantrixNodeId& node, std::string
     return askNodeText("GetDisplayName", node, name);
 }
 
-bool LantrixNodeClientAPI::allocateFrames(const LantrixNodeId& node, int numFrames,
-                                          const LantrixClipFormat& format,
-                                          std::vector<LantrixFrameId>& frames) {
+bool LantrixNodeClientAPI::listNewFrames(const LantrixNodeId& node, int numFrames,
+                                         const LantrixClipFormat& format, LantrixTextList& frames) {
     return lantrixGuarded(error_, [&] {
         const std::string args = coFormatCut(2048, "%s %d %s", node.id(), numFrames,
                                              lantrixClipFormatText(format).c_str()) +
                                  rcParamStringToEscapedString(format.metaData());
-        const auto added = itemsOf<LantrixFrameId>(ask("AllocateFrames", node, args));
-        frames.insert(frames.end(), added.begin(), added.end());
+        frames = askItems("AllocateFrames", node, args);
+        return true;
+    });
+}
+
+bool LantrixNodeClientAPI::allocateFrames(const LantrixNodeId& node, int numFrames,
+                                          const LantrixClipFormat& format,
+                                          std::vector<LantrixFrameId>& frames) {
+    LantrixTextList list;
+    const std::size_t kept = frames.size();
+    return listNewFrames(node, numFrames, format, list) &&
+           makeObjects("AllocateFrames", frames, kept + list.size(),
+                       [&](LantrixFrameId& frame, std::size_t i) {
+                           storeFrameId(frame, i < kept ? frames[i].id() : list[i - kept]);
+                       });
+}
+
+bool LantrixNodeClientAPI::listFrames(const LantrixNodeId& node, LantrixTextList& frames) {
+    return lantrixGuarded(error_, [&] {
+        frames = askItems("GetFrames", node, node.id());
         return true;
     });
 }
 
 bool LantrixNodeClientAPI::getFrames(const LantrixNodeId& node,
                                      std::vector<LantrixFrameId>& frames) {
+    LantrixTextList list;
+    return listFrames(node, list) &&
+           makeObjects("GetFrames", frames, list.size(),
+                       [&](LantrixFrameId& frame, std::size_t i) { storeFrameId(frame, list[i]); });
+}
+
+bool LantrixNodeClientAPI::listFramePaths(const LantrixNodeId& node, LantrixTextList& paths) {
     return lantrixGuarded(error_, [&] {
-        frames = itemsOf<LantrixFrameId>(ask("GetFrames", node, node.id()));
+        const std::string args = coFormatCut(512, "%s %s", node.id(), thisSystem().c_str());
+        paths = askItems("GetFramePaths", node, args);
         return true;
     });
 }
 
 bool LantrixNodeClientAPI::getFramePaths(const LantrixNodeId& node,
                                          std::vector<std::string>& paths) {
-    return lantrixGuarded(error_, [&] {
-        const std::string args =
-            coFormatCut(512, "%s %s %d %s", node.id(), LantrixOS::getHostName().c_str(),
-                        LantrixOS::getOSType(), LantrixOS::getOSVersion().c_str());
-        paths = itemsOf<std::string>(ask("GetFramePaths", node, args));
-        return true;
-    });
+    LantrixTextList list;
+    return listFramePaths(node, list) &&
+           makeObjects("GetFramePaths", paths, list.size(),
+                       [&](std::string& path, std::size_t i) { path = list[i]; });
 }
 
 bool LantrixNodeClientAPI::setFramePaths(const LantrixNodeId& node,
                                          const std::vector<std::string>& paths,
                                          const LantrixClipFormat& format) {
     return lantrixGuarded(error_, [&] {
-        const std::string args =
-            node.id() + (" " + rcProtocol::joined(paths)) +
-            coFormatCut(2048, " %s %d %s %s", LantrixOS::getHostName().c_str(),
-                        LantrixOS::getOSType(), LantrixOS::getOSVersion().c_str(),
-                        lantrixClipFormatText(format).c_str()) +
-            rcParamStringToEscapedString(format.metaData());
+        const std::string args = node.id() + (" " + rcProtocol::joined(paths)) +
+                                 coFormatCut(2048, " %s %s", thisSystem().c_str(),
+                                             lantrixClipFormatText(format).c_str()) +
+                                 rcParamStringToEscapedString(format.metaData());
         ask("SetFramePaths", node, args);
         return true;
     });
@@ -239,7 +274,11 @@ bool LantrixNodeClientAPI::setFramePaths(const LantrixNodeId& node,
 
 bool LantrixNodeClientAPI::getClipFormat(const LantrixNodeId& node, LantrixClipFormat& format) {
     return lantrixGuarded(error_, [&] {
-        format = parseClipFormat(ask("GetClipFormat", node, node.id()));
+        const std::string reply = ask("GetClipFormat", node, node.id());
+        ClipFormatReader reader(reply);
+        lantrixForEachClipFormatField(reader);
+        reader.readMetaData();
+        format.swap(reader.format());
         return true;
     });
 }
@@ -287,10 +326,18 @@ bool LantrixNodeClientAPI::setMetaData(const LantrixNodeId& node, const char* st
     });
 }
 
-bool LantrixNodeClientAPI::queryMetaDataSupport(const LantrixNodeId& node,
-                                                std::vector<std::string>& streams) {
+bool LantrixNodeClientAPI::listMetaDataStreams(const LantrixNodeId& node,
+                                               LantrixTextList& streams) {
     return lantrixGuarded(error_, [&] {
-        streams = itemsOf<std::string>(ask("QueryMetaDataSupport", node, node.id()));
+        streams = askItems("QueryMetaDataSupport", node, node.id());
         return true;
     });
+}
+
+bool LantrixNodeClientAPI::queryMetaDataSupport(const LantrixNodeId& node,
+                                                std::vector<std::string>& streams) {
+    LantrixTextList list;
+    return listMetaDataStreams(node, list) &&
+           makeObjects("QueryMetaDataSupport", streams, list.size(),
+                       [&](std::string& stream, std::size_t i) { stream = list[i]; });
 }

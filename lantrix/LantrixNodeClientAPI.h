@@ -8,10 +8,12 @@
 
 #include "lantrix/LantrixTypes.h"
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
 class LantrixClientConnection;
+class LantrixTextList;
 
 class LANTRIX_EXPORT LantrixNodeInterface {
 public:
@@ -106,10 +108,24 @@ public:
     bool createNode(const LantrixNodeId& parent, const char* name, NodeType type,
                     const char* typeStr, LantrixNodeId& newNode) override;
 
+    /// As getChildren (pairs of id and display text), allocateFrames, getFrames, getFramePaths and
+    /// queryMetaDataSupport, with a list that needs no string for each item. It is replaced.
+    bool listChildren(const LantrixNodeId& node, LantrixTextList& children);
+    bool listNewFrames(const LantrixNodeId& node, int numFrames, const LantrixClipFormat& format,
+                       LantrixTextList& frames);
+    bool listFrames(const LantrixNodeId& node, LantrixTextList& frames);
+    bool listFramePaths(const LantrixNodeId& node, LantrixTextList& paths);
+    bool listMetaDataStreams(const LantrixNodeId& node, LantrixTextList& streams);
+
 private:
     std::string ask(const char* method, const LantrixNodeId& node, const std::string& args);
     bool askText(const char* method, std::string& text);
     bool askNodeText(const char* method, const LantrixNodeId& node, std::string& text);
+    LantrixTextList askItems(const char* method, const LantrixNodeId& node,
+                             const std::string& args);
+    template <class Object, class Fill>
+    bool makeObjects(const char* method, std::vector<Object>& objects, std::size_t count,
+                     Fill&& fill);
 
     LantrixClientConnection& connection_;
 };

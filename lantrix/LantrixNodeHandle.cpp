@@ -3,41 +3,19 @@
 
 #include "base/loggerBase/src/CoAssert.h"
 #include "base/loggerBase/src/CoText.h"
+#include "lantrix/LantrixNoServer.h"
 #include "lantrix/LantrixNodeImp.h"
-#include "lantrix/LantrixReplyText.h"
 #include "lantrix/LantrixServerImp.h"
+#include "lantrix/LantrixStored.h"
 
 #include <memory>
-#include <new>
-#include <utility>
+#include <string>
+#include <vector>
 
 namespace {
 
-// The server of handles that have not been given one. It is built at load time, or earlier when
-// an object that is built before needs it, and destroyed when the library is unloaded, behind
-// every object of the application.
-LantrixServerHandle& emptyHostServer() {
-    alignas(LantrixServerHandle) static unsigned char storage[sizeof(LantrixServerHandle)];
-    static LantrixServerHandle* const server = new (storage) LantrixServerHandle("");
-    return *server;
-}
-
-__attribute__((constructor)) void buildEmptyHostServer() {
-    emptyHostServer();
-}
-
-__attribute__((destructor)) void destroyEmptyHostServer() {
-    emptyHostServer().~LantrixServerHandle();
-}
-
-template <class List>
-bool holds(const List& list, int index) {
-    return index >= 0 && static_cast<std::size_t>(index) < list.size();
-}
-
-template <class List>
-int countOf(const List& list) {
-    return static_cast<int>(list.size());
+int countOf(const LantrixCached<LantrixTextList>& list) {
+    return static_cast<int>(list.get().size());
 }
 
 // What every transfer of a frame by index needs; the buffer is checked before the index.
@@ -45,24 +23,25 @@ bool prepareFrame(LantrixNodeImp& node, LantrixServerImp& server, int frameIndex
                   const char* tooSmall) {
     if (!node.refreshFrameIds(server) || !node.refreshClipFormat(server))
         return false;
-    if (node.clipFormat_.frameBufferSize() > bufferSize)
+    if (node.clipFormat_.get().frameBufferSize() > bufferSize)
         return server.fail(tooSmall);
-    return holds(node.frameIds_, frameIndex) || server.fail("Frame index out of range");
+    return node.frameIds_.get().holds(frameIndex) || server.fail("Frame index out of range");
 }
 
 // The first frame never announces the second: a single frame is often looked at alone.
 void announceNextFrame(LantrixNodeImp& node, LantrixServerImp& server, int frameIndex,
                        int bufferSize) {
     const std::size_t next = static_cast<std::size_t>(frameIndex) + 1;
-    if (frameIndex == 0 || next >= node.frameIds_.size())
+    const LantrixTextList& frames = node.frameIds_.get();
+    if (frameIndex == 0 || next >= frames.size())
         return;
     if (server.askVersion() && server.knows("ReadAhead"))
-        server.frameService_.readAhead(node.frameIds_[next], bufferSize);
+        server.frameService_.readAheadById(frames[next], bufferSize);
 }
 
 } // namespace
 
-LantrixNodeHandle::LantrixNodeHandle() : LantrixNodeHandle(emptyHostServer(), "") {}
+LantrixNodeHandle::LantrixNodeHandle() : LantrixNodeHandle(lantrixNoServer(), "") {}
 
 LantrixNodeHandle::LantrixNodeHandle(const LantrixServerHandle& server, const char* id)
     : LantrixNodeHandle(server, LantrixNodeId(id)) {}
@@ -74,8 +53,9 @@ LantrixNodeHandle::LantrixNodeHandle(const LantrixNodeHandle& other)
     : imp_(std::make_unique<LantrixNodeImp>(other.imp()).release()) {}
 
 LantrixNodeHandle& LantrixNodeHandle::operator=(const LantrixNodeHandle& other) {
-    if (this != &other)
-        imp() = LantrixNodeImp(other.imp()); // built first, so that a failure loses nothing
+    LantrixNodeImp* const copy = std::make_unique<LantrixNodeImp>(other.imp()).release();
+    const std::unique_ptr<LantrixNodeImp> old(&imp());
+    imp_ = copy;
     return *this;
 }
 
@@ -93,11 +73,13 @@ LantrixServerImp& LantrixNodeHandle::serverImp() const {
 }
 
 void LantrixNodeHandle::setNodeId(const LantrixNodeId& id) {
-    imp().setId(id);
+    LantrixNodeId copy(id);
+    imp().setId(copy);
 }
 
 void LantrixNodeHandle::setNodeId(const char* id) {
-    imp().setId(LantrixNodeId(id));
+    LantrixNodeId copy(id);
+    imp().setId(copy);
 }
 
 const LantrixNodeId& LantrixNodeHandle::getNodeId() const {
@@ -117,36 +99,38 @@ const char* LantrixNodeHandle::lastError() const {
 }
 
 bool LantrixNodeHandle::getNodeType(int& type) const {
-    if (!imp().refreshNodeType(serverImp()))
+    if (!imp().refreshKind(serverImp()))
         return false;
-    type = imp().nodeTypeNumber_;
+    type = imp().kind_.get().number;
     return true;
 }
 
 bool LantrixNodeHandle::getNodeTypeStr(LantrixStr& type) const {
-    if (!imp().refreshNodeType(serverImp()))
-        return false;
-    return serverImp().give(type, imp().nodeTypeText_.c_str());
+    LantrixServerImp& server = serverImp();
+    return imp().refreshKind(server) && server.give(type, imp().kind_.get().text.c_str());
 }
 
 bool LantrixNodeHandle::getIsClipNode(bool& isClip) const {
-    if (!imp().refreshNodeType(serverImp()))
+    if (!imp().refreshKind(serverImp()))
         return false;
-    isClip = imp().nodeType_ == LantrixNodeInterface::ClipNode;
+    isClip = imp().kind_.get().type == LantrixNodeInterface::ClipNode;
     return true;
 }
 
 bool LantrixNodeHandle::getDisplayName(LantrixStr& name) const {
-    if (!imp().refreshDisplayName(serverImp()))
-        return false;
-    return serverImp().give(name, imp().displayName_.c_str());
+    LantrixServerImp& server = serverImp();
+    return imp().refreshDisplayName(server) && server.give(name, imp().displayName_.get().c_str());
 }
 
 bool LantrixNodeHandle::getClipFormat(LantrixClipFormat& format) const {
-    if (!imp().refreshClipFormat(serverImp()))
-        return false;
-    format = imp().clipFormat_;
-    return true;
+    LantrixServerImp& server = serverImp();
+    return server.attempt([&] {
+        if (!imp().refreshClipFormat(server))
+            return false;
+        LantrixClipFormat copy = lantrixWholeCopy(imp().clipFormat_.get());
+        format.swap(copy);
+        return true;
+    });
 }
 
 bool LantrixNodeHandle::getNumChildren(int& count) const {
@@ -161,9 +145,14 @@ bool LantrixNodeHandle::getChild(int index, LantrixNodeHandle& child) const {
     return server.attempt([&] {
         if (!imp().refreshChildren(server))
             return false;
-        if (!holds(imp().children_, index))
+        const LantrixTextList& children = imp().children_.get();
+        if (!children.holds(index))
             return server.fail("Child node index out of range");
-        child.imp().become(imp().children_[static_cast<std::size_t>(index)], getServer(), true);
+        const std::size_t i = static_cast<std::size_t>(index);
+        LantrixNodeId id;
+        lantrixStoreId(id, children[i]);
+        std::string name = children.second(i);
+        child.imp().become(id, name, getServer());
         return true;
     });
 }
@@ -175,15 +164,13 @@ bool LantrixNodeHandle::create(const char* name, bool isClip, const char* type,
         const auto kind = isClip ? LantrixNodeInterface::ClipNode : LantrixNodeInterface::PlainNode;
         const LantrixServerHandle& handle = getServer();
         LantrixNodeId id;
-        if (!server.transfer(server.nodeService_.createNode(imp().id_, name, kind, type, id),
-                             server.nodeService_))
+        std::string displayName = coTextOrEmpty(name); // before anything is created
+        if (!server.askNodes(
+                [&](auto& nodes) { return nodes.createNode(imp().id_, name, kind, type, id); }))
             return false;
-        std::string displayName = coTextOrEmpty(name);
-        imp().children_.push_back({displayName, id.id()});
-        child.setNodeId(id);
-        child.setServer(handle);
-        lantrixRequireStored(child.getNodeId(), id.id());
-        child.imp().knowDisplayName(std::move(displayName));
+        if (imp().children_.isKnown())
+            imp().children_.get().appendPair(id.id(), displayName.c_str());
+        child.imp().become(id, displayName, handle);
         return true;
     });
 }
@@ -199,11 +186,13 @@ bool LantrixNodeHandle::createNode(const char* name, int type, LantrixNodeHandle
 
 bool LantrixNodeHandle::createClipNode(const char* name, const LantrixClipFormat& format,
                                        const char* type, LantrixNodeHandle& child) {
-    if (!create(name, true, type, child))
-        return false;
-    child.imp().clipFormat_ = format;
-    child.imp().clipFormatStale_ = false;
-    return true;
+    return serverImp().attempt([&] {
+        LantrixClipFormat copy = lantrixWholeCopy(format); // before anything is created
+        if (!create(name, true, type, child))
+            return false;
+        child.imp().clipFormat_.set(copy);
+        return true;
+    });
 }
 
 bool LantrixNodeHandle::createClipNode(const char* name, const LantrixClipFormat& format, int type,
@@ -214,7 +203,7 @@ bool LantrixNodeHandle::createClipNode(const char* name, const LantrixClipFormat
 
 bool LantrixNodeHandle::destroyNode() {
     LantrixServerImp& server = serverImp();
-    if (!server.transfer(server.nodeService_.destroyNode(imp().id_), server.nodeService_))
+    if (!server.askNodes([this](auto& nodes) { return nodes.destroyNode(imp().id_); }))
         return false;
     imp().forget();
     return true;
@@ -230,10 +219,13 @@ bool LantrixNodeHandle::linkToFrames(const LantrixStr* paths, int count) {
         std::vector<std::string> list;
         for (int i = 0; paths != nullptr && i < count; ++i)
             list.emplace_back(paths[i].c_str());
-        if (!server.transfer(server.nodeService_.setFramePaths(imp().id_, list, imp().clipFormat_),
-                             server.nodeService_))
+        if (!server.askNodes([&](auto& nodes) {
+                return nodes.setFramePaths(imp().id_, list, imp().clipFormat_.get());
+            }))
             return false;
-        imp().frameIdsStale_ = imp().framePathsStale_ = imp().clipFormatStale_ = true;
+        imp().frameIds_.forget();
+        imp().framePaths_.forget();
+        imp().clipFormat_.forget();
         return true;
     });
 }
@@ -249,14 +241,14 @@ bool LantrixNodeHandle::setNumFrames(int numFrames) {
     LantrixServerImp& server = serverImp();
     if (!imp().refreshClipFormat(server))
         return false;
-    imp().frameIds_.clear();
-    imp().frameIdsStale_ = true; // until the allocation has told the new ids
-    if (!server.transfer(server.nodeService_.allocateFrames(imp().id_, numFrames, imp().clipFormat_,
-                                                            imp().frameIds_),
-                         server.nodeService_))
+    imp().frameIds_.forget(); // also when the allocation fails, which may have been carried out
+    LantrixTextList frames;
+    if (!server.askNodes([&](auto& nodes) {
+            return nodes.listNewFrames(imp().id_, numFrames, imp().clipFormat_.get(), frames);
+        }))
         return false;
-    imp().frameIdsStale_ = false;
-    imp().clipFormatStale_ = true; // the server may have chosen another
+    imp().frameIds_.set(frames);
+    imp().clipFormat_.forget(); // the server may have chosen another
     return true;
 }
 
@@ -264,9 +256,10 @@ bool LantrixNodeHandle::getFrameId(int frameIndex, LantrixStr& frameId) const {
     LantrixServerImp& server = serverImp();
     if (!imp().refreshFrameIds(server))
         return false;
-    if (!holds(imp().frameIds_, frameIndex))
+    const LantrixTextList& frames = imp().frameIds_.get();
+    if (!frames.holds(frameIndex))
         return server.fail("Frame index out of range");
-    return server.give(frameId, imp().frameIds_[static_cast<std::size_t>(frameIndex)].id());
+    return server.give(frameId, frames[static_cast<std::size_t>(frameIndex)]);
 }
 
 bool LantrixNodeHandle::getFrameIdPath(int frameIndex, LantrixStr& path) const {
@@ -276,9 +269,9 @@ bool LantrixNodeHandle::getFrameIdPath(int frameIndex, LantrixStr& path) const {
     if (frameIndex < 0)
         return server.fail("Frame index out of range");
     // Beyond the last path there is none, which is no failure: older servers have none at all.
-    const bool known = holds(imp().framePaths_, frameIndex);
-    return server.give(path, known ? imp().framePaths_[static_cast<std::size_t>(frameIndex)].c_str()
-                                   : "");
+    const LantrixTextList& paths = imp().framePaths_.get();
+    const bool isKnown = paths.holds(frameIndex);
+    return server.give(path, isKnown ? paths[static_cast<std::size_t>(frameIndex)] : "");
 }
 
 bool LantrixNodeHandle::readFrame(int frameIndex, void* buffer, int bufferSize) {
@@ -288,8 +281,9 @@ bool LantrixNodeHandle::readFrame(int frameIndex, void* buffer, int bufferSize) 
                           "Unable to read frame: Supplied frame buffer too small"))
             return false;
         announceNextFrame(imp(), server, frameIndex, bufferSize);
-        server.frameService_.readFrame(imp().frameIds_[static_cast<std::size_t>(frameIndex)],
-                                       static_cast<char*>(buffer), bufferSize);
+        server.frameService_.readFrameById(
+            imp().frameIds_.get()[static_cast<std::size_t>(frameIndex)], static_cast<char*>(buffer),
+            bufferSize);
         return true;
     });
 }
@@ -300,8 +294,9 @@ bool LantrixNodeHandle::writeFrame(int frameIndex, const void* buffer, int buffe
         if (!prepareFrame(imp(), server, frameIndex, bufferSize,
                           "Unable to write frame: Supplied frame buffer too small"))
             return false;
-        server.frameService_.writeFrame(imp().frameIds_[static_cast<std::size_t>(frameIndex)],
-                                        static_cast<const char*>(buffer), bufferSize);
+        server.frameService_.writeFrameById(
+            imp().frameIds_.get()[static_cast<std::size_t>(frameIndex)],
+            static_cast<const char*>(buffer), bufferSize);
         return true;
     });
 }
@@ -317,9 +312,10 @@ bool LantrixNodeHandle::getAvailableMetaDataStream(int index, LantrixStr& name) 
     LantrixServerImp& server = serverImp();
     if (!imp().refreshMetaDataStreams(server))
         return false;
-    if (!holds(imp().metaDataStreams_, index))
+    const LantrixTextList& streams = imp().metaDataStreams_.get();
+    if (!streams.holds(index))
         return server.fail("Metadata stream index out of range");
-    return server.give(name, imp().metaDataStreams_[static_cast<std::size_t>(index)].c_str());
+    return server.give(name, streams[static_cast<std::size_t>(index)]);
 }
 
 bool LantrixNodeHandle::getMetaData(const char* streamName, const char* filter, int depth,
@@ -327,11 +323,9 @@ bool LantrixNodeHandle::getMetaData(const char* streamName, const char* filter, 
     LantrixServerImp& server = serverImp();
     return server.attempt([&] {
         std::string text;
-        if (!server.transfer(
-                server.nodeService_.getMetaData(imp().id_, streamName, filter, depth, text),
-                server.nodeService_))
-            return false;
-        return server.give(data, text.c_str());
+        return server.askNodes([&](auto& nodes) {
+            return nodes.getMetaData(imp().id_, streamName, filter, depth, text);
+        }) && server.give(data, text.c_str());
     });
 }
 
@@ -340,6 +334,6 @@ bool LantrixNodeHandle::setMetaData(const char* streamName, const LantrixStr& da
     // A version that can't be asked counts as too old, and this text then replaces its failure's.
     if (!server.askVersion() || !server.knows("SetMetaData"))
         return server.fail("Functionality not supported on remote Lantrix server.");
-    return server.transfer(server.nodeService_.setMetaData(imp().id_, streamName, data.c_str()),
-                           server.nodeService_);
+    return server.askNodes(
+        [&](auto& nodes) { return nodes.setMetaData(imp().id_, streamName, data.c_str()); });
 }

@@ -1,63 +1,61 @@
 // The state behind a LantrixNodeHandle: the node's id and what has been asked about it.
-// Owns the caches; borrows the server handle. A copy copies caches and stale flags.
-// Threads as LantrixNodeHandle. The refreshing functions return false with the server's last
-// error set and leave their cache stale, so that the next call asks again.
+// Owns the answers; borrows the server handle. A copy has its own answers.
+// Threads as LantrixNodeHandle. The refreshing functions return false with the server's last error
+// set and leave their answer unknown, so that the next call asks again.
 #ifndef LANTRIX_LANTRIXNODEIMP_H
 #define LANTRIX_LANTRIXNODEIMP_H
 
-#include "lantrix/LantrixClientAPI.h"
+#include "lantrix/LantrixCached.h"
 #include "lantrix/LantrixNodeClientAPI.h"
+#include "lantrix/LantrixTextList.h"
 
 #include <string>
-#include <vector>
+
+class LantrixServerHandle;
+class LantrixServerImp;
+
+/// The kind of a node as the server tells it, in two answers.
+struct LantrixNodeKind {
+    LantrixNodeInterface::NodeType type = LantrixNodeInterface::PlainNode;
+    int number = 0;
+    std::string text;
+};
 
 class LantrixNodeImp {
 public:
-    /// Everything stale.
-    LantrixNodeImp(const LantrixServerHandle& server, const LantrixNodeId& id)
-        : id_(id), server_(&server) {}
+    /// Nothing is known. Both throw std::bad_alloc rather than lose a text.
+    LantrixNodeImp(const LantrixServerHandle& server, const LantrixNodeId& id);
+    LantrixNodeImp(const LantrixNodeImp& other);
+    LantrixNodeImp& operator=(const LantrixNodeImp&) = delete;
 
-    /// Fill a cache unless it is fresh.
+    /// Ask unless the answer is known.
     bool refreshChildren(LantrixServerImp& server);
     bool refreshMetaDataStreams(LantrixServerImp& server);
     bool refreshFrameIds(LantrixServerImp& server);
     bool refreshClipFormat(LantrixServerImp& server);
-    bool refreshNodeType(LantrixServerImp& server);
+    bool refreshKind(LantrixServerImp& server);
     bool refreshDisplayName(LantrixServerImp& server);
     /// A server that has no frame paths, or whose version can't be asked, gives none.
     bool refreshFramePaths(LantrixServerImp& server);
 
-    /// Makes the state name another node on the same server; keeps all for the same id.
-    void setId(const LantrixNodeId& id);
+    /// Makes the state name another node on the same server; keeps all for the same id, and what
+    /// was known while no node was named. Takes the text of \p id.
+    void setId(LantrixNodeId& id) noexcept;
     /// Forgets everything but id and server.
-    void forget();
-    /// Makes the state name a child of another node, with its display name. \p keeps: what is known
-    /// stays where setId() would keep it; otherwise all is forgotten.
-    void become(LantrixNodeInterface::NodeInfo child, const LantrixServerHandle& server,
-                bool keeps);
-    /// Remembers the display name without asking.
-    void knowDisplayName(std::string name);
+    void forget() noexcept;
+    /// As setId, for a node on \p server whose display name is known. Takes the texts.
+    void become(LantrixNodeId& id, std::string& displayName,
+                const LantrixServerHandle& server) noexcept;
 
-    LantrixNodeId id_; // empty: no node
-    std::vector<LantrixNodeInterface::NodeInfo> children_;
-    std::vector<LantrixFrameId> frameIds_;
-    std::vector<std::string> framePaths_;
-    std::vector<std::string> metaDataStreams_;
-    LantrixClipFormat clipFormat_;
-    LantrixNodeInterface::NodeType nodeType_ = LantrixNodeInterface::PlainNode;
-    int nodeTypeNumber_ = 0;
-    std::string nodeTypeText_;
-    std::string displayName_;
-    const LantrixServerHandle* server_; // never null
-
-    // True: must be asked before use.
-    bool childrenStale_ = true;
-    bool metaDataStreamsStale_ = true;
-    bool frameIdsStale_ = true;
-    bool clipFormatStale_ = true;
-    bool nodeTypeStale_ = true; // with its number and text
-    bool displayNameStale_ = true;
-    bool framePathsStale_ = true;
+    LantrixNodeId id_;                        // empty: no node
+    const LantrixServerHandle* server_;       // never null
+    LantrixCached<LantrixTextList> children_; // pairs of id and display name
+    LantrixCached<LantrixTextList> frameIds_;
+    LantrixCached<LantrixTextList> framePaths_;
+    LantrixCached<LantrixTextList> metaDataStreams_;
+    LantrixCached<LantrixClipFormat> clipFormat_;
+    LantrixCached<LantrixNodeKind> kind_;
+    LantrixCached<std::string> displayName_;
 };
 
 #endif

@@ -5,11 +5,8 @@
 #define LANTRIX_LANTRIXREPLYTEXT_H
 
 #include "base/loggerBase/src/CoText.h"
-#include "lantrix/LantrixTypes.h"
 
 #include <cstddef>
-#include <cstring>
-#include <new>
 #include <string>
 
 /// Walks over the fields of one reply. After the first field that does not parse nothing more is
@@ -33,12 +30,5 @@ private:
     CoCLocale neutral_;
     const char* rest_; // null after a field that did not parse
 };
-
-/// Throws std::bad_alloc unless \p id holds the text that was stored in it: without memory it is
-/// empty, and names another node or none.
-inline void lantrixRequireStored(const LantrixNodeId& id, const char* text) {
-    if (std::strcmp(id.id(), text) != 0)
-        throw std::bad_alloc();
-}
 
 #endif

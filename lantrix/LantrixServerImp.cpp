@@ -16,13 +16,17 @@ bool LantrixServerImp::fail(const char* text) {
 }
 
 bool LantrixServerImp::give(LantrixStr& target, const char* text) {
-    target = text;
-    return std::strcmp(target, text) == 0 || fail("Cannot allocate memory for the result.");
+    LantrixStr copy(text);
+    if (std::strcmp(copy, text) != 0)
+        return fail("Cannot allocate memory for the result.");
+    target.swap(copy);
+    return true;
 }
 
 bool LantrixServerImp::askVersion() {
-    return protocolMajor_ != 0 ||
-           transfer(baseService_.queryVersion(protocolMajor_, protocolMinor_), baseService_);
+    return protocolMajor_ != 0 || askBase([this](LantrixBaseClientAPI& base) {
+               return base.queryVersion(protocolMajor_, protocolMinor_);
+           });
 }
 
 bool LantrixServerImp::knows(const char* method) const {

@@ -24,14 +24,18 @@ public:
 
     /// Sets the last error and returns false.
     bool fail(const char* text);
-    /// Passes a service's result on, and on failure its error text to the last error.
-    template <class Service>
-    bool transfer(bool succeeded, const Service& service) {
-        return succeeded || fail(service.lastError());
+    /// Run a call of the node or the base service, which is handed in and returns whether it
+    /// succeeded; when it did not, the service's error text becomes the last error.
+    template <class Call>
+    bool askNodes(Call&& call) {
+        return call(nodeService_) || fail(nodeService_.lastError());
+    }
+    template <class Call>
+    bool askBase(Call&& call) {
+        return call(baseService_) || fail(baseService_.lastError());
     }
 
-    /// Gives a caller its text. A string without memory is empty, which must not pass for an
-    /// answer.
+    /// Gives a caller its text; without memory fails and leaves \p target as it was.
     bool give(LantrixStr& target, const char* text);
 
     /// Asks for the protocol version unless it is known.

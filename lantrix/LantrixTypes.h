@@ -20,6 +20,9 @@ public:
     LantrixStr& operator=(const char* s);
     LantrixStr& operator=(const LantrixStr& other);
 
+    /// Exchanges the texts of two strings, which never fails.
+    void swap(LantrixStr& other) noexcept { exchange(buff_, other.buff_); }
+
     /// The text: never null, valid until this string is changed or destroyed.
     const char* c_str() const;
     operator const char*() const;
@@ -48,7 +51,15 @@ public:
     static void LantrixStr_delete(LantrixStr* str);
 
 private:
+    friend class LantrixClipFormat;
     static char defaultBuff_[1];
+
+    template <class Value>
+    static void exchange(Value& a, Value& b) noexcept {
+        const Value kept = a;
+        a = b;
+        b = kept;
+    }
 
     bool ownsBuff() const { return buff_ != defaultBuff_; }
     bool resizeBuff(unsigned long length);
@@ -68,6 +79,8 @@ public:
     LantrixNodeId(const LantrixNodeId& other);
     ~LantrixNodeId();
     LantrixNodeId& operator=(const LantrixNodeId& other);
+    /// Exchanges the texts of two ids, which never fails.
+    void swap(LantrixNodeId& other) noexcept { id_.swap(other.id_); }
 
     /// The text; valid until this id is changed or destroyed.
     const char* id() const;
@@ -128,6 +141,8 @@ public:
     LantrixClipFormat(const LantrixClipFormat& other);
     ~LantrixClipFormat();
     LantrixClipFormat& operator=(const LantrixClipFormat& other);
+    /// Exchanges all fields of two formats, which never fails.
+    void swap(LantrixClipFormat& other) noexcept;
 
     /// Pixels per line.
     int width() const;
@@ -186,6 +201,23 @@ private:
     int bitsPerPixel_;
     int numChannels_;
 };
+
+inline void LantrixClipFormat::swap(LantrixClipFormat& other) noexcept {
+    formatTag_.swap(other.formatTag_);
+    metaData_.swap(other.metaData_);
+    metaDataTag_.swap(other.metaDataTag_);
+    LantrixStr::exchange(width_, other.width_);
+    LantrixStr::exchange(height_, other.height_);
+    LantrixStr::exchange(frameBufferSize_, other.frameBufferSize_);
+    LantrixStr::exchange(pixelRatio_, other.pixelRatio_);
+    LantrixStr::exchange(scanFormat_, other.scanFormat_);
+    LantrixStr::exchange(frameRate_, other.frameRate_);
+    LantrixStr::exchange(bitsPerPixel_, other.bitsPerPixel_);
+    LantrixStr::exchange(numChannels_, other.numChannels_);
+}
+inline void swap(LantrixClipFormat& a, LantrixClipFormat& b) noexcept {
+    a.swap(b);
+}
 
 /// Operating systems, as servers name them when they translate paths, and this machine's name.
 class LANTRIX_EXPORT LantrixOS {

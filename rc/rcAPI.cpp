@@ -45,6 +45,10 @@ void rcAPI::disconnect() {
     repliesOwed_ = 0;
 }
 
+bool rcAPI::isReady() {
+    return isConnected() && !connection_->isInherited() && dropLateReplies() && repliesOwed_ == 0;
+}
+
 // With what an incomplete line has left open, and the memory of its value.
 void rcAPI::forgetReply() {
     static_cast<void>(result_->takeValue());
@@ -111,9 +115,13 @@ bool rcAPI::exchange(int id, const char* method, const char* args, bool sync, st
         return takeResult(result);
     if (!complete)
         abandonReply();
-    fail(coFormatCut(128, "%s command stopped.", coTextOrEmpty(method)).c_str());
+    fail(stoppedText(method).c_str());
     coAssignText(result, lastError());
     return false;
+}
+
+std::string rcAPI::stoppedText(const char* method) {
+    return coFormatCut(128, "%s command stopped.", coTextOrEmpty(method));
 }
 
 void rcAPI::stop() {

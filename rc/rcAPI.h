@@ -32,6 +32,10 @@ public:
     bool isConnected() const;
     /// Closes the connection; does nothing without one.
     void disconnect();
+    /// Whether the connection can begin a call that is certain to get its own answer: it is open,
+    /// belongs to this process, and owes no reply to a call that was given up. Throws away what
+    /// has arrived for such calls; waits for nothing.
+    bool isReady();
 
     /// Sends "sync" or "async", \p id, \p method and the escaped \p args as one line. When
     /// \p sync, waits for the reply as long as it takes, and \p result becomes its value; else
@@ -45,9 +49,15 @@ public:
     /// stopped.", or "Connection stopped" while the request was being sent. Between calls it has
     /// no effect. Follows no pointer, takes no lock.
     void stop();
+    /// Whether stop() was called since the last request began to be sent.
+    bool isStopped() const { return stopFlag_.load(); }
 
     /// Text of the last failure, valid until the next one; "" without any.
     const char* lastError() const { return lastError_.c_str(); }
+
+protected:
+    /// What a call of \p method that was stopped fails with.
+    static std::string stoppedText(const char* method);
 
 private:
     bool exchange(int id, const char* method, const char* args, bool sync, std::string& result);

@@ -19,6 +19,7 @@ namespace {
 
 thread_local CallFaults* faults = nullptr;
 thread_local WaitWatch* watch = nullptr;
+thread_local int socketType = 0;
 [[maybe_unused]] thread_local long blocks = 0;
 
 bool fails(Call call) {
@@ -79,6 +80,10 @@ int errorOf(Call call) {
                               ENOMEM, EIO,    EIO,         EIO,    EINVAL}; // as Call has them
     const bool interrupted = faults != nullptr && faults->failure() == Failure::Interruption;
     return interrupted ? EINTR : errors[static_cast<std::size_t>(call)];
+}
+
+int lastSocketType() {
+    return socketType;
 }
 
 long liveBlocks() {
@@ -142,6 +147,7 @@ extern "C" {
 
 int socket(int domain, int type, int protocol) noexcept {
     static const auto real = next("socket", &::socket);
+    socketType = type;
     return failsWithError(Call::Socket) ? -1 : real(domain, type, protocol);
 }
 

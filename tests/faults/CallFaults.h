@@ -55,6 +55,9 @@ private:
 /// The errno value with which a call fails, Memory and Resolve aside.
 int errorOf(Call call);
 
+/// The type of socket that this thread has asked for last.
+int lastSocketType();
+
 /// Blocks of memory that this thread took and has not given back. Zero under a sanitizer, which
 /// finds leaks itself.
 long liveBlocks();

@@ -116,8 +116,13 @@ void HealthyServer::serveCommands(RawClient& client) {
         const auto whole = replies.find(request);
         const auto found =
             whole != replies.end() ? whole : replies.find(request.substr(0, request.find(' ')));
-        isServed =
-            answer(client, found != replies.end() ? found->second : "error No such method\n");
+        std::string bytes = found != replies.end() ? found->second : "error No such method\n";
+        if (late_) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(std::random_device()() % 3000));
+            if (bytes == "ok \n")
+                bytes = "error " + request.substr(0, request.find(' ')) + " refused\n";
+        }
+        isServed = answer(client, bytes);
     }
 }
 

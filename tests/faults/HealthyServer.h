@@ -25,6 +25,9 @@ public:
     const char* host() const { return host_.c_str(); }
     /// While set, every third answer is cut, and its connection closed or reset.
     void breakConnections(bool breaking) { breaking_ = breaking; }
+    /// While set, each command is answered up to three seconds late, and those whose success has no
+    /// other sign are refused: "METHOD refused".
+    void answerLate(bool late) { late_ = late; }
     /// Waits until all clients have gone.
     void awaitNoConnections() const;
 
@@ -40,6 +43,7 @@ private:
     Acceptor commands_{context_}, frames_{context_};
     std::string host_;
     std::atomic<bool> breaking_{false};
+    std::atomic<bool> late_{false};
     std::atomic<int> answers_{0};
     std::atomic<int> connections_{0};
     std::thread thread_;

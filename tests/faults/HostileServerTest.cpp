@@ -1,5 +1,6 @@
 // Servers that answer nonsense, too much, or nothing: what they send is taken for no more than it
 // is, within bounds of time and memory, and the handle works again afterwards.
+#include "lantrix/LantrixClientAPI.h"
 #include "tests/devserver/RawClient.h"
 #include "tests/faults/Cases.h"
 #include "tests/faults/Exchange.h"
@@ -143,6 +144,27 @@ INSTANTIATE_TEST_SUITE_P(Of, EndlessLine,
                          testing::Values(std::pair("ok ", "x"), std::pair("error ", "\\n"),
                                          std::pair("ok ", "xxxxxxx\\n"), std::pair("", "x")));
 
+// The reply and, while the list grows, 12 bytes for each child.
+TEST(ListOfMillions, TakesLittleMoreThanItsReply) {
+#ifdef LANTRIX_SANITIZED
+    GTEST_SKIP() << "the sanitizer's own memory is not told from the library's";
+#endif
+    constexpr int children = 4 << 20;
+    std::string list = "ok ";
+    while (list.size() < 4 * std::size_t{children} - 1)
+        list += "i,n,";
+    ScriptedServer server;
+    server.commands({{"sync 0 GetChildren n1\n", std::move(list) + "i,n\n"}});
+    const LantrixServerHandle handle(server.host());
+    const LantrixNodeHandle node(handle, "n1");
+    int count = 0;
+    std::ofstream("/proc/self/clear_refs") << "5"; // resets the peak
+    const long before = peakMemory();
+    EXPECT_TRUE(node.getNumChildren(count));
+    EXPECT_EQ(children, count);
+    EXPECT_LT(peakMemory() - before, (4 + 12) * (children >> 10) + 2048);
+}
+
 TEST(PeerThatDoesNotAnswer, IsGivenUpAfterTenSecondsByEveryOperation) {
     const auto& all = wireOperations();
     const Lateness lateness;
@@ -169,7 +191,6 @@ TEST(ServerThatRestarts, IsFoundAgainAThousandTimes) {
     const std::size_t descriptors = openDescriptors();
     for (const char* const name : {"getDisplayName", "writeFrame", "readFrame"}) {
         const WireOperation& operation = wireOperation(name);
-        const bool isFrame = operation.service == WireOperation::Frame;
         Script script;
         for (std::size_t i = 0; i < 1000; ++i) {
             script.push_back({operation.request.substr(0, i % operation.request.size()), "",
@@ -180,7 +201,7 @@ TEST(ServerThatRestarts, IsFoundAgainAThousandTimes) {
         Services services(server.host());
         operation.play(server, script);
         int successes = 0;
-        for (int failures = 0; successes < 1000 && failures <= (isFrame ? 2 : 5);) {
+        for (int failures = 0; successes < 1000 && failures <= 2;) {
             const bool succeeded = operation.run(services);
             successes += succeeded;
             failures = succeeded ? 0 : failures + 1;

@@ -18,11 +18,11 @@ bool copyHandles(Handles& handles) {
         const LantrixServerHandle server(handles.server);
         const LantrixNodeHandle node(handles.clip);
         handles.child = node;
-        handles.child.setNodeId("n2");
+        handles.child.setNodeId("n2"); // which has no other way to tell than to be empty
+        return handles.child.getNodeId().id() == std::string("n2");
     } catch (const std::bad_alloc&) {
         return false;
     }
-    return true;
 }
 
 } // namespace
@@ -30,6 +30,17 @@ bool copyHandles(Handles& handles) {
 Handles::Handles(const char* host)
     : server(host), clip(server, "clip"),
       frame(healthyBytes().begin(), healthyBytes().begin() + 829440) {}
+
+std::string Handles::outputs() const {
+    std::string all;
+    for (const char* const each :
+         {text.c_str(), paths[0].c_str(), paths[1].c_str(), clip.getNodeId().id(),
+          child.getNodeId().id(), format.formatTag(), format.metaDataTag(), format.metaData()})
+        all += each + std::string(";");
+    for (const int each : {numbers[0], numbers[1], format.width(), format.scanFormat() + 0})
+        all += std::to_string(each) + ";";
+    return all + (isClip ? "clip" : "");
+}
 
 const std::vector<PublicOperation>& publicOperations() {
     static const std::vector<PublicOperation> operations = {

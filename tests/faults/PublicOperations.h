@@ -5,11 +5,15 @@
 
 #include "lantrix/LantrixClientAPI.h"
 
+#include <string>
 #include <vector>
 
 /// A server handle, a clip on it, and the variables that operations write their outputs to.
 struct Handles {
     explicit Handles(const char* host);
+
+    /// All variables but the frame, and the ids that the handles have.
+    std::string outputs() const;
 
     LantrixServerHandle server;
     LantrixNodeHandle clip;

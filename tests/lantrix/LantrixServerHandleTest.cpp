@@ -4,11 +4,15 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <string>
+#include <thread>
+#include <vector>
 
 #include <unistd.h>
 
@@ -159,6 +163,28 @@ TEST(LantrixHandles, WorkAndLogDuringStaticConstructionAndDestruction) {
     ::setenv("TELL_AT_EXIT", "", 1);
     EXPECT_EXIT(std::exit(0), testing::ExitedWithCode(0), Eq("0 Unknown host ''\n"));
     ::unsetenv("TELL_AT_EXIT");
+}
+
+TEST(LantrixHandles, WithoutAServerServeEachThreadForItself) {
+    std::vector<std::thread> threads;
+    std::atomic<int> wrong(0);
+    for (int i = 0; i < 8; ++i)
+        threads.emplace_back([i, &wrong] {
+            LantrixNodeHandle node;
+            const std::string id = std::to_string(i) + ",";
+            node.setNodeId(id.c_str());
+            int count = 0;
+            for (int round = 0; round < 10000; ++round)
+                if (node.getNumChildren(count) ||
+                    node.lastError() != "Invalid node id: '" + id + "'.")
+                    ++wrong;
+            node.setNodeId("n1");
+            if (node.getNumChildren(count) || node.lastError() != std::string("Unknown host ''"))
+                ++wrong;
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(0, wrong);
 }
 
 TEST_F(LantrixServerHandleTest, FlatFunctionsBuildAndDestroyObjects) {

@@ -1,4 +1,5 @@
 #include "base/loggerBase/src/CoException.h"
+#include "lantrix/LantrixTextList.h"
 #include "tests/support/WireOperations.h"
 
 #include <gtest/gtest.h>
@@ -49,6 +50,16 @@ TEST(LantrixServices, OddRepliesGiveWhatTheyHold) {
         server.commands({expect(operation.request), reply(std::string(each.reply) + "\n")});
         EXPECT_TRUE(operation.run(services)) << services.error;
         EXPECT_EQ(each.outputs, services.outputs());
+    }
+}
+
+TEST(LantrixTextList, LooksForAStopWhileItIsLong) {
+    for (const auto form : {LantrixTextList::Form::Items, LantrixTextList::Form::Pairs}) {
+        int checks = 0;
+        EXPECT_THROW(LantrixTextList(std::string(1 << 20, ','), form,
+                                     [&] { ++checks == 5 ? throw checks : void(); }),
+                     int);
+        EXPECT_EQ(5, checks);
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include "base/loggerBase/src/CoMsg.h"
 #include "base/loggerBase/src/CoText.h"
+#include "base/tcp/src/CoFork.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -22,7 +23,8 @@ void setOption(int fd, int option, int value, int line) {
 
 } // namespace
 
-CoIoTcpDescriptor::CoIoTcpDescriptor(int fd) : hostName_("localhost") {
+CoIoTcpDescriptor::CoIoTcpDescriptor(int fd)
+    : hostName_("localhost"), generation_(coProcessGeneration()) {
     setId(fd);
 }
 
@@ -39,6 +41,10 @@ int CoIoTcpDescriptor::nonBlockingRead(void* buf, unsigned len) {
 }
 
 void CoIoTcpDescriptor::init() {}
+
+bool CoIoTcpDescriptor::isInherited() const {
+    return generation_ != coProcessGeneration();
+}
 
 int CoIoTcpDescriptor::close() {
     return CoIoDescriptor::close();

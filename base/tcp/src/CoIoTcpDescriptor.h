@@ -31,6 +31,10 @@ public:
     /// Does nothing.
     void init();
 
+    /// Whether a fork has put this copy of the connection into another process than the one that
+    /// opened it. What both write and read would be mixed up; closing the copy hurts nobody.
+    bool isInherited() const;
+
     /// Switches O_NONBLOCK of \p fd. On failure logs, keeps the text as lastError(), and returns
     /// false.
     bool setNonBlocking(int fd, bool on);
@@ -54,6 +58,7 @@ private:
     void failToConnect(const char* reason);
 
     std::string hostName_;
+    unsigned generation_; // of processes, each fork beginning another
 };
 
 #endif

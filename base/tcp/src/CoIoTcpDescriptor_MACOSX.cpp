@@ -4,6 +4,7 @@
 #include "base/loggerBase/src/CoAssert.h"
 #include "base/loggerBase/src/CoMsg.h"
 #include "base/loggerBase/src/CoText.h"
+#include "base/tcp/src/CoFork.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -30,10 +31,20 @@ void postConnected(int line, const std::string& hostName) {
     CoMsg::postDebug("Connected to host : %s", hostName.c_str());
 }
 
-// A child of the application does not inherit the connection, and, where no send flag says so,
-// the socket itself says that a vanished peer raises no signal.
-void keepToThisProcess(int fd) {
+// A program that the application starts does not inherit the connection. Where the system can say
+// so while it makes the socket, none that is started in between does either.
+int openSocket() {
+#ifdef SOCK_CLOEXEC
+    return ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+#else
+    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
     ::fcntl(fd, F_SETFD, FD_CLOEXEC);
+    return fd;
+#endif
+}
+
+// Where no send flag says that a vanished peer raises no signal, the socket itself does.
+void keepFromSignals([[maybe_unused]] int fd) {
 #ifdef SO_NOSIGPIPE
     const int on = 1;
     ::setsockopt(fd, SOL_SOCKET, SO_NOSIGPIPE, &on, sizeof on);
@@ -70,21 +81,21 @@ std::string quoted(const std::string& text) {
 
 CoIoTcpDescriptor::CoIoTcpDescriptor(const char* hostName, int port, int sendBufferSize,
                                      int receiveBufferSize, int timeoutSeconds)
-    : hostName_(coTextOrEmpty(hostName)) {
+    : hostName_(coTextOrEmpty(hostName)), generation_(coProcessGeneration()) {
     coAssert(hostName != nullptr, "hostName", source, 63);
     open(port, sendBufferSize, receiveBufferSize, timeoutSeconds);
 }
 
 void CoIoTcpDescriptor::open(int port, int sendBufferSize, int receiveBufferSize,
                              int timeoutSeconds) {
-    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+    const int fd = openSocket();
     if (fd < 0) {
         const std::string reason = quoted(getLastSocketError());
         fail(("Can't open socket for host " + quoted(hostName_) + ": " + reason).c_str());
         return;
     }
     setId(fd); // owned from here on, so that no failure below leaks it
-    keepToThisProcess(fd);
+    keepFromSignals(fd);
     boundUnsent(fd);
     setNoDelaySocketOption(fd, true);
     if (sendBufferSize > 0)
