@@ -14,6 +14,7 @@
 namespace {
 
 const char* const source = "lantrix/LantrixBaseInterface";
+constexpr int connectLine = 46, callLine = 52;
 
 bool isEmpty(const char* text) {
     return *coTextOrEmpty(text) == '\0';
@@ -41,9 +42,9 @@ void LantrixClientConnection::stop() {
 bool LantrixClientConnection::callMethod(const char* method, const std::string& args, bool sync,
                                          std::string& result) {
     if (!isReady() && !connect(host_.c_str(), port_))
-        throw CoException(lastError(), 46, source);
+        throw CoException(lastError(), connectLine, source);
     if (!call(0, method, args.c_str(), sync, result))
-        throw CoException(result.c_str(), 52, source);
+        throw CoException(result.c_str(), callLine, source);
     return true;
 }
 
@@ -55,7 +56,7 @@ std::string LantrixClientConnection::request(const char* method, const std::stri
 
 void LantrixClientConnection::checkStopped(const char* method) const {
     if (isStopped())
-        throw CoException(stoppedText(method).c_str(), 52, source);
+        throw CoException(stoppedText(method).c_str(), callLine, source);
 }
 
 LantrixBaseInterface::~LantrixBaseInterface() = default;

@@ -11,6 +11,7 @@
 namespace {
 
 const char* const source = "lantrix/LantrixFrameClientAPI";
+constexpr int readLine = 73, writeLine = 141;
 
 // The longest statuses that are read: the two differ, and both are limits of this client.
 constexpr std::size_t longestWriteStatus = 1023;
@@ -33,7 +34,7 @@ int LantrixFrameClientAPI::sendText(const char* text, bool moreFollows) {
 int LantrixFrameClientAPI::sendRequest(const char* name, const char* frameId, int number,
                                        bool payloadFollows) {
     if (std::strlen(frameId) >= INT_MAX)
-        throw CoException("Frame id too long", 73, source);
+        throw CoException("Frame id too long", readLine, source);
     char digits[16] = ""; // more than an int has
     std::to_chars(digits, digits + sizeof digits, number);
     sendText(name, true);
@@ -42,7 +43,7 @@ int LantrixFrameClientAPI::sendRequest(const char* name, const char* frameId, in
 }
 
 // Returns after an empty status and throws any other. Of a status beyond the limit the rest may
-// still be on the way: the connection is dropped, lest it be read as the next answer.
+// still be on the way: the connection is dropped, so that it is not read as the next answer.
 void LantrixFrameClientAPI::readStatus(char* status, std::size_t limit, int line) {
     std::size_t length = 0;
     bool terminated = false;
@@ -68,7 +69,7 @@ int LantrixFrameClientAPI::writeFrameById(const char* frameId, const char* buffe
     sendRequest("WriteFrame", coTextOrEmpty(frameId), size, size > 0);
     connection_->write(buffer, size);
     char status[longestWriteStatus + 1];
-    readStatus(status, longestWriteStatus, 141);
+    readStatus(status, longestWriteStatus, writeLine);
     return 1;
 }
 
@@ -79,7 +80,7 @@ int LantrixFrameClientAPI::readFrame(const LantrixFrameId& frameId, char* buffer
 int LantrixFrameClientAPI::readFrameById(const char* frameId, char* buffer, int size) {
     sendRequest("ReadFrame", coTextOrEmpty(frameId), size, false);
     char status[longestReadStatus + 1];
-    readStatus(status, longestReadStatus, 73);
+    readStatus(status, longestReadStatus, readLine);
     return connection_->read(buffer, size);
 }
 

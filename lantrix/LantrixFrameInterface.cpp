@@ -10,6 +10,8 @@
 namespace {
 
 const char* const source = "lantrix/LantrixFrameInterface";
+constexpr int connectLine = 62, writeLine = 104, closedLine = 124, readLine = 135,
+              abortedLine = 142;
 constexpr int connectTimeoutSeconds = 10;
 
 // Fixed at the first use, which is while the library is loaded, whatever object comes first.
@@ -46,7 +48,7 @@ void LantrixRawDataClientConnection::connect() {
                                                       receiveBufferSize_, connectTimeoutSeconds);
     descriptor_->setStopFlag(stopFlag_);
     if (*descriptor_->lastError() != '\0')
-        failAndDrop(descriptor_->lastError(), 62);
+        failAndDrop(descriptor_->lastError(), connectLine);
 }
 
 void LantrixRawDataClientConnection::connectIfNeeded() {
@@ -57,10 +59,10 @@ void LantrixRawDataClientConnection::connectIfNeeded() {
 int LantrixRawDataClientConnection::send(const char* buf, int len, bool moreFollows) {
     connectIfNeeded();
     if (len < 0)
-        failAndDrop("Cannot write a negative number of bytes", 104);
+        failAndDrop("Cannot write a negative number of bytes", writeLine);
     descriptor_->setMoreToCome(moreFollows);
     if (descriptor_->blockingWrite(buf, static_cast<unsigned>(len)) != len)
-        failAndDrop(descriptor_->lastError(), 104);
+        failAndDrop(descriptor_->lastError(), writeLine);
     return len;
 }
 
@@ -75,18 +77,18 @@ int LantrixRawDataClientConnection::writePart(const char* buf, int len) {
 int LantrixRawDataClientConnection::read(char* buf, int len) {
     connectIfNeeded();
     if (len < 0)
-        failAndDrop("Cannot read a negative number of bytes", 135);
+        failAndDrop("Cannot read a negative number of bytes", readLine);
     const int count = descriptor_->blockingRead(buf, static_cast<unsigned>(len));
     if (count == 0)
-        failAndDrop("Connection closed", 124);
+        failAndDrop("Connection closed", closedLine);
     if (count < 0) {
         char text[256];
         std::snprintf(text, sizeof text, "Cannot read data on socket: %s",
                       descriptor_->lastError());
-        failAndDrop(text, 135);
+        failAndDrop(text, readLine);
     }
     if (count < len)
-        failAndDrop("Operation aborted.", 142);
+        failAndDrop("Operation aborted.", abortedLine);
     return count;
 }
 

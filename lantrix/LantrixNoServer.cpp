@@ -1,6 +1,5 @@
 #include "lantrix/LantrixNoServer.h"
 
-#include "base/loggerBase/src/CoAssert.h"
 #include "lantrix/LantrixClientAPI.h"
 #include "lantrix/LantrixServerImp.h"
 
@@ -46,8 +45,8 @@ __attribute__((destructor)) void destroy() {
     reinterpret_cast<LantrixServerHandle*>(storage)->~LantrixServerHandle();
 }
 
-// The calling thread's state, made by the thread's first call and destroyed with the thread. Where
-// there is no memory for it, the state that is there for all threads serves.
+// The calling thread's state, made by the thread's first call and destroyed with the thread. A
+// thread without the memory for one uses the shared state.
 LantrixServerImp& stateOfThisThread(LantrixServerImp& shared) {
     if (!states().isMade)
         return shared;
@@ -70,7 +69,7 @@ const LantrixServerHandle& lantrixNoServer() {
 }
 
 LantrixServerImp& LantrixServerHandle::imp() const {
-    coAssert(imp_ != nullptr, "imp_ != 0", "lantrix/LantrixClientAPI", 1117);
+    lantrixAssertState(imp_);
     const bool isNoServer = static_cast<const void*>(this) == storage;
     return isNoServer ? stateOfThisThread(*imp_) : *imp_;
 }

@@ -16,13 +16,14 @@
 namespace {
 
 const char* const source = "lantrix/LantrixNodeClientAPI";
+constexpr int checkNodeIdLine = 35;
 constexpr std::size_t longestTag = 255;
 constexpr std::size_t longestMetaData = 4095;
 
 void checkNodeId(const LantrixNodeId& node) {
     if (!node.isValid())
-        throw CoException(coFormatCut(128, "Invalid node id: '%s'.", node.id()).c_str(), 35,
-                          source);
+        throw CoException(coFormatCut(128, "Invalid node id: '%s'.", node.id()).c_str(),
+                          checkNodeIdLine, source);
 }
 
 // Reads the fields of a clip format; those that the reply lacks become zero or empty.

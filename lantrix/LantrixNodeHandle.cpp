@@ -1,7 +1,6 @@
 // The node handle: navigation, creation, frames and metadata by index and name.
 #include "lantrix/LantrixClientAPI.h"
 
-#include "base/loggerBase/src/CoAssert.h"
 #include "base/loggerBase/src/CoText.h"
 #include "lantrix/LantrixNoServer.h"
 #include "lantrix/LantrixNodeImp.h"
@@ -64,7 +63,7 @@ LantrixNodeHandle::~LantrixNodeHandle() {
 }
 
 LantrixNodeImp& LantrixNodeHandle::imp() const {
-    coAssert(imp_ != nullptr, "imp_ != 0", "lantrix/LantrixClientAPI", 1117);
+    lantrixAssertState(imp_);
     return *imp_;
 }
 
@@ -268,7 +267,7 @@ bool LantrixNodeHandle::getFrameIdPath(int frameIndex, LantrixStr& path) const {
         return false;
     if (frameIndex < 0)
         return server.fail("Frame index out of range");
-    // Beyond the last path there is none, which is no failure: older servers have none at all.
+    // An index beyond the last path is not a failure: older servers have no paths at all.
     const LantrixTextList& paths = imp().framePaths_.get();
     const bool isKnown = paths.holds(frameIndex);
     return server.give(path, isKnown ? paths[static_cast<std::size_t>(frameIndex)] : "");

@@ -3,6 +3,7 @@
 #ifndef LANTRIX_LANTRIXSERVERIMP_H
 #define LANTRIX_LANTRIXSERVERIMP_H
 
+#include "base/loggerBase/src/CoAssert.h"
 #include "lantrix/LantrixBaseInterface.h"
 #include "lantrix/LantrixFrameClientAPI.h"
 #include "lantrix/LantrixFrameInterface.h"
@@ -11,6 +12,12 @@
 
 #include <string>
 #include <utility>
+
+/// Aborts unless a handle has its state, \p imp.
+inline void lantrixAssertState(const void* imp) {
+    constexpr unsigned stateLine = 1117;
+    coAssert(imp != nullptr, "imp_ != 0", "lantrix/LantrixClientAPI", stateLine);
+}
 
 class LantrixServerImp {
 public:

@@ -1,5 +1,5 @@
-// Strings of the interface are empty when they find no memory, and tell nobody. An empty text must
-// not pass for an answer, so whoever stores one looks whether it is there.
+// A string of the interface that finds no memory is empty, and reports nothing. An empty text must
+// not pass for an answer, so a text is compared with its original after it has been stored.
 // Stateless; any thread. A text that was lost is std::bad_alloc.
 #ifndef LANTRIX_LANTRIXSTORED_H
 #define LANTRIX_LANTRIXSTORED_H

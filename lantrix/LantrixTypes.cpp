@@ -15,6 +15,7 @@
 namespace {
 
 const char* const source = "lantrix/LantrixTypes";
+constexpr unsigned readingLine = 192, changingLine = 238, freeingLine = 255;
 
 // Text in memory counts as inside a block even at its terminator.
 bool isWithin(const char* text, const char* block) {
@@ -65,7 +66,7 @@ bool LantrixStr::resizeBuff(unsigned long length) {
 }
 
 LantrixStr& LantrixStr::operator=(const char* s) {
-    assertBuffer(buff_, 238);
+    assertBuffer(buff_, changingLine);
     s = coTextOrEmpty(s);
     const std::size_t length = std::strlen(s);
     if (!isWithin(s, buff_)) {
@@ -80,7 +81,7 @@ LantrixStr& LantrixStr::operator=(const char* s) {
 }
 
 LantrixStr& LantrixStr::operator=(const LantrixStr& other) {
-    assertBuffer(other.buff_, 192);
+    assertBuffer(other.buff_, readingLine);
     if (this != &other)
         *this = other.buff_;
     return *this;
@@ -99,12 +100,12 @@ char LantrixStr::operator[](unsigned i) const {
 }
 
 unsigned LantrixStr::length() const {
-    assertBuffer(buff_, 192);
+    assertBuffer(buff_, readingLine);
     return static_cast<unsigned>(std::strlen(buff_));
 }
 
 void LantrixStr::reset() {
-    assertBuffer(buff_, 255);
+    assertBuffer(buff_, freeingLine);
     if (ownsBuff())
         std::free(buff_);
     buff_ = defaultBuff_;
@@ -117,7 +118,7 @@ char* LantrixStr::allocNewBuff(unsigned n) {
 }
 
 char* LantrixStr::reallocBuff(unsigned n) {
-    assertBuffer(buff_, 238);
+    assertBuffer(buff_, changingLine);
     if (resizeBuff(n))
         buff_[n] = '\0';
     return buff_;

@@ -172,7 +172,7 @@ bool rcAPI::takeResult(std::string& result) {
     return result_->code() == rcResult::Ok || fail(result.c_str());
 }
 
-// What has arrived for a call that was given up is no answer to the next one. Nothing is waited
+// What has arrived for a call that was given up does not answer the next one. Nothing is waited
 // for, and nothing is read when no reply is owed. A connection that has ended can't be told by
 // writing to it where the peer closed its own side only.
 bool rcAPI::dropLateReplies() {
@@ -186,7 +186,8 @@ bool rcAPI::dropLateReplies() {
         dropped += static_cast<std::size_t>(count);
         countReplies(buffer_.get(), static_cast<std::size_t>(count));
         if (dropped > longestReplyLine)
-            return failAndDrop(replyTooLong); // GCOVR_EXCL_LINE: for who sends faster than is read
+            return failAndDrop(
+                replyTooLong); // GCOVR_EXCL_LINE: a peer that sends faster than is read
     }
     return true;
 }

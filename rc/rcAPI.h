@@ -15,6 +15,7 @@
 class CoIoTcpDescriptor;
 class rcResult;
 
+/// A command connection.
 class CO_EXPORT rcAPI {
 public:
     /// Not connected; nothing is sent.

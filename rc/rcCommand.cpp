@@ -21,7 +21,7 @@ const char* rcCommand::typeToStr(Type type) {
     case Async:
         return "async";
     }
-    return "unknown"; // GCOVR_EXCL_LINE: only for what is no enumerator
+    return "unknown"; // GCOVR_EXCL_LINE: only for a value that is not an enumerator
 }
 
 rcCommand::Type rcCommand::type() const {

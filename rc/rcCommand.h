@@ -8,10 +8,13 @@
 
 #include <string>
 
+/// One request.
 class CO_EXPORT rcCommand {
 public:
+    /// Whether the sender waits for a reply.
     enum Type { Sync = 0, Async = 1 };
 
+    /// All fields empty.
     rcCommand();
     virtual ~rcCommand();
 
@@ -20,18 +23,21 @@ public:
 
     /// Sync exactly when the type field is "sync"; Async for anything else.
     Type type() const;
+    /// Stores typeToStr(\p type).
     void setType(Type type);
 
     /// The id as the number that its field begins with, 0 without one.
     int id() const;
+    /// Stores \p id in decimal.
     void setId(int id);
 
-    /// The method name: no blank and no line feed, for it is not escaped. Null is "".
+    /// The method name: without blanks and line feeds, since it is not escaped. Null is "".
     const char* method() const { return method_.c_str(); }
     void setMethod(const char* method);
 
     /// The argument text, unescaped.
     const std::string& value() const { return value_.value(); }
+    /// Null is the empty text.
     void setValue(const char* value) { value_.setValue(value); }
 
     /// Empties all fields for the next line. An escape that the last line left open stays open.

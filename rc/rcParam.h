@@ -21,6 +21,7 @@ public:
     public:
         constexpr Type() = default;
         virtual ~Type() = default;
+        /// The name as tables show it; a literal.
         virtual const char* name() const = 0;
         /// A new parameter of this type, owned by the caller.
         virtual rcParam* alloc() const = 0;
@@ -28,18 +29,21 @@ public:
 
     /// One row of a parameter table; the table ends with a row whose type is null.
     struct Info {
-        const Type* type;
+        const Type* type;        ///< Null in the row that ends the table.
         const char* description; ///< For people; not used when parameters are built.
     };
 
     /// The parameters of a table, in its order.
     class CO_EXPORT Array {
     public:
+        /// \p info must not be null.
         explicit Array(const Info* info);
+        /// Deletes the parameters.
         virtual ~Array();
         Array(const Array&) = delete;
         Array& operator=(const Array&) = delete;
 
+        /// The number of parameters.
         std::size_t size() const { return parameters_.size(); }
         /// \p index is below size(). The parameter stays the array's.
         rcParam& operator[](std::size_t index) { return *parameters_[index]; }
@@ -51,38 +55,49 @@ public:
 
     virtual ~rcParam();
 
+    /// Store a value of the type that the name tells; what is not the parameter's own does nothing.
     virtual void setIntValue(int value);
     virtual void setLongValue(long value);
     virtual void setFloatValue(float value);
+    /// Parses the text form; null is the empty text.
     virtual void setStringValue(const char* value);
     virtual void setBoolValue(bool value);
 
+    /// Return the value of the type that the name tells; zero or false where it is not the
+    /// parameter's own.
     virtual int intValue() const;
     virtual long longValue() const;
     virtual float floatValue() const;
     virtual bool boolValue() const;
+    /// The text form; "" of a parameter without a value.
     virtual std::string stringValue() const;
 };
 
+/// No value.
 class CO_EXPORT rcParamVoid : public rcParam {
 public:
+    /// Named "void".
     class CO_EXPORT VoidType : public Type {
     public:
         constexpr VoidType() = default;
         const char* name() const override;
         rcParam* alloc() const override;
     };
+    /// The one object of its class, for tables.
     static const VoidType TYPE;
 };
 
+/// A decimal int; a text is read up to its first character that is not of the number.
 class CO_EXPORT rcParamInt : public rcParam {
 public:
+    /// Named "int".
     class CO_EXPORT IntType : public Type {
     public:
         constexpr IntType() = default;
         const char* name() const override;
         rcParam* alloc() const override;
     };
+    /// The one object of its class, for tables.
     static const IntType TYPE;
 
     void setIntValue(int value) override;
@@ -94,14 +109,17 @@ private:
     int value_ = 0;
 };
 
+/// A decimal long; a text is read as that of an int.
 class CO_EXPORT rcParamLong : public rcParam {
 public:
+    /// Named "long".
     class CO_EXPORT LongType : public Type {
     public:
         constexpr LongType() = default;
         const char* name() const override;
         rcParam* alloc() const override;
     };
+    /// The one object of its class, for tables.
     static const LongType TYPE;
 
     void setLongValue(long value) override;
@@ -116,12 +134,14 @@ private:
 /// Text form with six decimals, always with a decimal point.
 class CO_EXPORT rcParamFloat : public rcParam {
 public:
+    /// Named "float".
     class CO_EXPORT FloatType : public Type {
     public:
         constexpr FloatType() = default;
         const char* name() const override;
         rcParam* alloc() const override;
     };
+    /// The one object of its class, for tables.
     static const FloatType TYPE;
 
     void setFloatValue(float value) override;
@@ -136,12 +156,14 @@ private:
 /// True for "1", "yes", "on" and "true" in any case; false for every other text.
 class CO_EXPORT rcParamBool : public rcParam {
 public:
+    /// Named "bool".
     class CO_EXPORT BoolType : public Type {
     public:
         constexpr BoolType() = default;
         const char* name() const override;
         rcParam* alloc() const override;
     };
+    /// The one object of its class, for tables.
     static const BoolType TYPE;
 
     void setBoolValue(bool value) override;
@@ -153,14 +175,17 @@ private:
     bool value_ = false;
 };
 
+/// Any text, as it stands.
 class CO_EXPORT rcParamString : public rcParam {
 public:
+    /// Named "const char *".
     class CO_EXPORT StringType : public Type {
     public:
         constexpr StringType() = default;
         const char* name() const override;
         rcParam* alloc() const override;
     };
+    /// The one object of its class, for tables.
     static const StringType TYPE;
 
     void setStringValue(const char* value) override;

@@ -6,7 +6,7 @@ namespace {
 
 enum ParseState : unsigned char { InCode, InValue };
 
-// A code beyond this length is none that is known; what follows would only take memory.
+// No code that is known is longer; what follows would only take memory.
 constexpr std::size_t longestCode = 64;
 
 } // namespace
@@ -22,7 +22,7 @@ const char* rcResult::codeToStr(Code code) {
     case Error:
         return "error";
     }
-    return "unknown"; // GCOVR_EXCL_LINE: only for what is no enumerator
+    return "unknown"; // GCOVR_EXCL_LINE: only for a value that is not an enumerator
 }
 
 rcResult::Code rcResult::code() const {

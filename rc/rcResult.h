@@ -10,10 +10,13 @@
 #include <cstddef>
 #include <string>
 
+/// One reply.
 class CO_EXPORT rcResult {
 public:
+    /// Whether the request was carried out.
     enum Code { Ok = 0, Error = 1 };
 
+    /// Both fields empty.
     rcResult();
     virtual ~rcResult();
 
@@ -22,10 +25,12 @@ public:
 
     /// Ok exactly when the code field is "ok"; Error for anything else.
     Code code() const;
+    /// Stores codeToStr(\p code).
     void setCode(Code code);
 
     /// The result text or error message, unescaped.
     const std::string& value() const { return value_.value(); }
+    /// Null is the empty text.
     void setValue(const char* value) { value_.setValue(value); }
     /// Moves the value out and leaves it empty: a reply of many megabytes is not copied.
     std::string takeValue() { return value_.takeValue(); }

@@ -10,8 +10,10 @@
 #include <cstddef>
 #include <string>
 
+/// One value.
 class CO_EXPORT rcValue {
 public:
+    /// Empty, without a pending escape.
     rcValue();
     virtual ~rcValue();
     rcValue(const rcValue&) = default;

@@ -31,7 +31,7 @@ const WireOperation& probeAfter(const Exchange& broken) {
 
 std::string problemOfOutcome(const Exchange& broken, bool succeeded, Services& services) {
     if (!succeeded)
-        services.frame = "kept"; // a buffer that is being read into is no output until it is full
+        services.frame = "kept"; // a buffer is not an output until it is full
     const bool mayFailEarly = broken.at == 0 && broken.operation->reply.empty();
     if (succeeded != broken.isAnswered() && !mayFailEarly)
         return succeeded ? " succeeds" : " fails with '" + services.error + "'";

@@ -82,7 +82,7 @@ public:
     std::string outputs() const {
         return wire_ != nullptr ? services_.outputs() : handles_.outputs();
     }
-    void forgetFrame() { services_.frame = "kept"; } // no output until it is full
+    void forgetFrame() { services_.frame = "kept"; } // not an output until it is full
     // What public operations give when a question that they can do without has failed, and what
     // those leave that take more than one step, is their own.
     bool mayGiveLess(Call failed) const {
@@ -216,7 +216,7 @@ TEST_F(NthCall, FailingWithAllThatFollowIsReportedAndRecovered) {
     expectClean({Failure::Error, INT_MAX});
 }
 
-// An interruption that never ends is no failure to be reported: what is interrupted is tried again.
+// An interruption is not a failure to be reported: what is interrupted is tried again.
 TEST_F(NthCall, InterruptedByASignalGoesOn) {
     for (const int times : {1, 100})
         expectClean({Failure::Interruption, times});

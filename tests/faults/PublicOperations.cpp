@@ -12,13 +12,13 @@ int sizeOf(const std::vector<char>& frame) {
     return static_cast<int>(frame.size());
 }
 
-// What is no operation has no result: without memory it throws, and loses nothing.
+// Copies have no result: without memory they throw, and lose nothing.
 bool copyHandles(Handles& handles) {
     try {
         const LantrixServerHandle server(handles.server);
         const LantrixNodeHandle node(handles.clip);
         handles.child = node;
-        handles.child.setNodeId("n2"); // which has no other way to tell than to be empty
+        handles.child.setNodeId("n2"); // an empty id is its only way to report a failure
         return handles.child.getNodeId().id() == std::string("n2");
     } catch (const std::bad_alloc&) {
         return false;

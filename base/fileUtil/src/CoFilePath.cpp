@@ -16,6 +16,7 @@
 namespace {
 
 const char* const source = "base/fileUtil/src/CoFilePath";
+constexpr int sizeLine = 190, renameLine = 227;
 
 // basename(3) and dirname(3) change the text that they are given and may point into it.
 std::string componentOf(std::string path, char* (*component)(char*)) {
@@ -170,13 +171,13 @@ bool CoFilePath::isSymLink() const {
 std::int64_t CoFilePath::size() const {
     struct stat status {};
     if (::stat(path(), &status) != 0)
-        failWithErrno(190, source);
+        failWithErrno(sizeLine, source);
     return status.st_size;
 }
 
 void CoFilePath::renameTo(const CoFilePath& target) {
     if (::rename(path(), target.path()) != 0)
-        failWithErrno(227, source);
+        failWithErrno(renameLine, source);
     path_ = target.path_;
 }
 

@@ -1,4 +1,5 @@
-// The file-system side of CoFilePath: the calls that differ between systems.
+// The file-system side of CoFilePath: the calls that differ between systems. The file has the name
+// that its messages have always given; what it calls is POSIX, so it is built everywhere.
 #include "base/fileUtil/src/CoFilePath.h"
 
 #include <cerrno>
@@ -13,6 +14,8 @@
 namespace {
 
 const char* const source = "base/fileUtil/src/CoFilePath_MACOSX";
+constexpr int createDirLine = 96, removeDirLine = 107, createFileLine = 123, removeFileLine = 137,
+              createLinkLine = 152, workingDirLine = 168, homeLine = 186, variableLine = 204;
 
 mode_t modeBits(std::int32_t allowed, mode_t read, mode_t write, mode_t execute) {
     using Permissions = CoFilePath::Permissions;
@@ -31,38 +34,38 @@ mode_t modeOf(const CoFilePath::Permissions& permissions) {
 
 void CoFilePath::createDir(const Permissions& permissions) const {
     if (::mkdir(path(), modeOf(permissions)) != 0)
-        failWithErrno(96, source);
+        failWithErrno(createDirLine, source);
 }
 
 void CoFilePath::removeDir() const {
     if (::rmdir(path()) != 0)
-        failWithErrno(107, source);
+        failWithErrno(removeDirLine, source);
 }
 
 void CoFilePath::createFile(const Permissions& permissions, bool exclusive) const {
     const int flags = O_WRONLY | O_CREAT | O_CLOEXEC | (exclusive ? O_EXCL : 0);
     const int fd = ::open(path(), flags, modeOf(permissions));
     if (fd < 0)
-        failWithErrno(123, source);
+        failWithErrno(createFileLine, source);
     ::close(fd);
 }
 
 void CoFilePath::removeFile() const {
     if (::unlink(path()) != 0)
-        failWithErrno(137, source);
+        failWithErrno(removeFileLine, source);
 }
 
 void CoFilePath::createLink(const CoFilePath& target, bool symbolic) const {
     const int result = symbolic ? ::symlink(target.path(), path()) : ::link(target.path(), path());
     if (result != 0)
-        failWithErrno(152, source);
+        failWithErrno(createLinkLine, source);
 }
 
 std::string CoFilePath::currentWorkingDir() {
     std::vector<char> buffer(256);
     while (::getcwd(buffer.data(), buffer.size()) == nullptr) {
         if (errno != ERANGE)
-            failWithErrno(168, source);
+            failWithErrno(workingDirLine, source);
         buffer.resize(buffer.size() * 2);
     }
     return buffer.data();
@@ -82,7 +85,7 @@ std::string CoFilePath::homeOf(const std::string& user) {
         return found->pw_dir;
     // A user who simply does not exist is reported without an error number.
     errno = error != 0 ? error : ENOENT;
-    failWithErrno(186, source);
+    failWithErrno(homeLine, source);
 }
 
 std::string CoFilePath::valueOf(const std::string& variable) {
@@ -90,5 +93,5 @@ std::string CoFilePath::valueOf(const std::string& variable) {
     if (value != nullptr)
         return value;
     errno = ENOENT;
-    failWithErrno(204, source);
+    failWithErrno(variableLine, source);
 }

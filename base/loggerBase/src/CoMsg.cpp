@@ -14,6 +14,7 @@
 namespace {
 
 const char* const source = "base/loggerBase/src/CoMsg";
+constexpr unsigned postLine = 91;
 constexpr std::size_t textBufferSize = 2048;
 constexpr int lineBufferSize = 512;
 
@@ -51,7 +52,7 @@ __attribute__((format(printf, 2, 0))) void post(CoMsg::Level level, const char* 
                                                 std::va_list arguments) {
     if (level > CoMsg::filterLevel_)
         return;
-    coAssert(format != nullptr, "fmt != 0", source, 91);
+    coAssert(format != nullptr, "fmt != 0", source, postLine);
     try {
         const std::string text = coFormatCutV(textBufferSize, format, arguments);
         CoMsg::router_->post(CoMsg(text.c_str(), CoMsg::mod_, CoMsg::lineNo_, level));

@@ -4,8 +4,6 @@
 #ifndef BASE_LOGGERBASE_COTEXT_H
 #define BASE_LOGGERBASE_COTEXT_H
 
-#include "base/CoExport.h"
-
 #include <clocale>
 #include <cstdarg>
 #include <cstddef>
@@ -17,7 +15,7 @@
 
 /// Switches the calling thread to the "C" locale for its lifetime, so that numbers are written
 /// and read with a decimal point whatever the application has set. Other threads are untouched.
-class CO_EXPORT CoCLocale {
+class CoCLocale {
 public:
     CoCLocale();
     ~CoCLocale();
@@ -30,21 +28,21 @@ private:
 
 /// printf-style text in the "C" locale, cut so that it fits a buffer of \p bufferSize bytes with
 /// its terminator (at most bufferSize - 1 characters; bufferSize is at least 1).
-CO_EXPORT std::string coFormatCut(std::size_t bufferSize, const char* format, ...)
+std::string coFormatCut(std::size_t bufferSize, const char* format, ...)
     __attribute__((format(printf, 2, 3)));
 
 /// As coFormatCut, with the arguments already collected.
-CO_EXPORT std::string coFormatCutV(std::size_t bufferSize, const char* format,
-                                   std::va_list arguments) __attribute__((format(printf, 2, 0)));
+std::string coFormatCutV(std::size_t bufferSize, const char* format, std::va_list arguments)
+    __attribute__((format(printf, 2, 0)));
 
 /// Stores \p text in \p target and never throws: without memory it keeps as much of the text as
 /// the target's present capacity holds. For error texts, which are often stored when memory ran
 /// out. A null text is the empty text; \p text may be part of \p target.
-CO_EXPORT void coAssignText(std::string& target, const char* text) noexcept;
+void coAssignText(std::string& target, const char* text) noexcept;
 
 /// The system's text for an errno value, in \p buffer or in storage that never goes away. Safe in
 /// threads, unlike the classic call.
-CO_EXPORT const char* coErrorText(int error, char* buffer, std::size_t size) noexcept;
+const char* coErrorText(int error, char* buffer, std::size_t size) noexcept;
 
 /// A null text is the empty text.
 inline const char* coTextOrEmpty(const char* text) {

@@ -15,6 +15,7 @@
 namespace {
 
 const char* const source = "base/tcp/src/CoIoDescriptor";
+constexpr int writeStrLine = 210, readLineLine = 318; // of the places that assertions name
 constexpr int waitMilliseconds = 1000;
 constexpr int notReady = -2; // beside the results of a transfer
 
@@ -140,7 +141,7 @@ bool CoIoDescriptor::beginTransfer(unsigned len) {
     return false;
 }
 
-// Where nothing told that the descriptor is ready, that it is not is no failure: no text is kept.
+// EAGAIN is not a failure when nothing said that the descriptor was ready: no text is kept.
 int CoIoDescriptor::failTransfer() {
     return readyUnknown_ && wouldBlock(errno) ? -1 : failWithErrno();
 }
@@ -159,7 +160,7 @@ int CoIoDescriptor::transferOnce(Wait waited, Transfer&& transfer) {
 // System calls are what a small frame costs. Where the descriptor never blocks, what is nearly
 // always possible is therefore tried before it is waited for: the first piece of a write, and a
 // read behind another, as of a frame's bytes behind their status.
-// After a signal the write is tried all the same; that there is no room then is no failure.
+// After a signal the write is tried all the same; finding no room then is not a failure.
 int CoIoDescriptor::blockingWrite(const void* buf, unsigned len) {
     if (id_ < 0)
         return fail("Not connected.");
@@ -236,7 +237,7 @@ int CoIoDescriptor::close() {
 }
 
 bool CoIoDescriptor::writeStr(const char* str) {
-    coAssert(str != nullptr, "str != 0", source, 210);
+    coAssert(str != nullptr, "str != 0", source, writeStrLine);
     const std::size_t length = std::strlen(str);
     if (length > INT_MAX) {
         fail("Transfer too long"); // GCOVR_EXCL_LINE: a text of 2 GiB,
@@ -246,7 +247,7 @@ bool CoIoDescriptor::writeStr(const char* str) {
 }
 
 int CoIoDescriptor::readLine(char* buff, int maxLen) {
-    coAssert(buff != nullptr, "buff != 0", source, 318);
+    coAssert(buff != nullptr, "buff != 0", source, readLineLine);
     if (maxLen < 1) {
         fail("No room for a line.");
         return 0;

@@ -12,6 +12,7 @@
 namespace {
 
 const char* const source = "base/tcp/src/CoIoTcpDescriptor";
+constexpr int reuseAddressLine = 66, sendBufferLine = 75, receiveBufferLine = 84;
 
 void setOption(int fd, int option, int value, int line) {
     if (::setsockopt(fd, SOL_SOCKET, option, &value, sizeof value) == 0)
@@ -51,15 +52,15 @@ int CoIoTcpDescriptor::close() {
 }
 
 void CoIoTcpDescriptor::setReuseAddressSocketOption(int fd, bool on) {
-    setOption(fd, SO_REUSEADDR, on ? 1 : 0, 66);
+    setOption(fd, SO_REUSEADDR, on ? 1 : 0, reuseAddressLine);
 }
 
 void CoIoTcpDescriptor::setSendBufferSizeSocketOption(int fd, int size) {
-    setOption(fd, SO_SNDBUF, size, 75);
+    setOption(fd, SO_SNDBUF, size, sendBufferLine);
 }
 
 void CoIoTcpDescriptor::setReceiveBufferSizeSocketOption(int fd, int size) {
-    setOption(fd, SO_RCVBUF, size, 84);
+    setOption(fd, SO_RCVBUF, size, receiveBufferLine);
 }
 
 const char* CoIoTcpDescriptor::getLastSocketError() {

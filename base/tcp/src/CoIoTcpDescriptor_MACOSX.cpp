@@ -1,4 +1,5 @@
-// Opening a connection: the calls of CoIoTcpDescriptor that differ between systems.
+// Opening a connection: the calls of CoIoTcpDescriptor that differ between systems. The file has
+// the name that its messages have always given; what it calls is POSIX, so it is built everywhere.
 #include "base/tcp/src/CoIoTcpDescriptor.h"
 
 #include "base/loggerBase/src/CoAssert.h"
@@ -22,6 +23,8 @@
 namespace {
 
 const char* const source = "base/tcp/src/CoIoTcpDescriptor_MACOSX";
+constexpr int hostNameLine = 63, awaitedLine = 154, connectedLine = 180, noDelayLine = 190,
+              nonBlockingLine = 255;
 
 using Clock = std::chrono::steady_clock;
 
@@ -82,7 +85,7 @@ std::string quoted(const std::string& text) {
 CoIoTcpDescriptor::CoIoTcpDescriptor(const char* hostName, int port, int sendBufferSize,
                                      int receiveBufferSize, int timeoutSeconds)
     : hostName_(coTextOrEmpty(hostName)), generation_(coProcessGeneration()) {
-    coAssert(hostName != nullptr, "hostName", source, 63);
+    coAssert(hostName != nullptr, "hostName", source, hostNameLine);
     open(port, sendBufferSize, receiveBufferSize, timeoutSeconds);
 }
 
@@ -133,8 +136,9 @@ void CoIoTcpDescriptor::failToConnect(const char* reason) {
 
 void CoIoTcpDescriptor::connectTo(const sockaddr_in& address, int timeoutSeconds) {
     if (::connect(id(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
-        postConnected(180, hostName_); // GCOVR_EXCL_LINE: some systems reach themselves at once,
-        return;                        // GCOVR_EXCL_LINE: but this one does not
+        postConnected(connectedLine,
+                      hostName_); // GCOVR_EXCL_LINE: some systems reach themselves at once,
+        return;                   // GCOVR_EXCL_LINE: but this one does not
     }
     // An interrupted connect goes on by itself, like one in progress.
     if (errno == EINPROGRESS || errno == EINTR)
@@ -158,7 +162,7 @@ void CoIoTcpDescriptor::awaitConnection(int timeoutSeconds) {
     if (errno != 0)
         failToConnect(quoted(getLastSocketError()).c_str());
     else
-        postConnected(154, hostName_);
+        postConnected(awaitedLine, hostName_);
 }
 
 bool CoIoTcpDescriptor::setNonBlocking(int fd, bool on) {
@@ -172,7 +176,7 @@ bool CoIoTcpDescriptor::setNonBlocking(int fd, bool on) {
     const std::string text =
         std::string("Couldn't set socket as nonblocking: ") + getLastSocketError();
     CoMsg::mod_ = source;
-    CoMsg::lineNo_ = 255;
+    CoMsg::lineNo_ = nonBlockingLine;
     CoMsg::postError("%s", text.c_str());
     fail(text.c_str());
     return false;
@@ -183,6 +187,6 @@ void CoIoTcpDescriptor::setNoDelaySocketOption(int fd, bool on) {
     if (::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &value, sizeof value) == 0)
         return;
     CoMsg::mod_ = source;
-    CoMsg::lineNo_ = 190;
+    CoMsg::lineNo_ = noDelayLine;
     CoMsg::postError("Cannot set socket option: %s", getLastSocketError());
 }
