@@ -12,7 +12,7 @@ namespace {
 
 // Beside a line stands what it was read into, which grows in steps.
 constexpr std::size_t copiesOfRequest = 2;
-// A reply's text, its record, its escaped text.
+// A reply's text or line, its record, its escaped text.
 constexpr std::size_t copiesOfReply = 3;
 
 rcResult failure(const std::string& text) {

@@ -58,7 +58,7 @@ std::vector<DevIndex::Child> DevTree::children(std::string_view id) const {
 }
 
 std::unique_lock<std::mutex> DevTree::editing(std::uint64_t number) {
-    return std::unique_lock<std::mutex>(edits_[number % edits_.size()]);
+    return std::unique_lock<std::mutex>(edits_[static_cast<std::size_t>(number % edits_.size())]);
 }
 
 std::string DevTree::createNode(std::string_view parentId, const std::string& name,

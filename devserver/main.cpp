@@ -40,22 +40,18 @@ void setProtocol(const std::string& text, DevServerOptions& options) {
 
 enum class Mode { Serve, Check, Repair };
 
-void addOptions(CLI::App& program, DevServerOptions& options, Mode& mode) {
-    program.set_version_flag("--version", "lantrixd " LANTRIX_VERSION);
+void addTreeOptions(CLI::App& program, DevServerOptions& options, Mode& mode) {
+    const std::map<std::string, DevSync> syncs{
+        {"none", DevSync::None}, {"descriptions", DevSync::Descriptions}, {"all", DevSync::All}};
     program
         .add_option("--root", options.root, "The directory that keeps the tree; made when missing")
         ->required()
         ->type_name("DIR");
     program
-        .add_option("--listen", options.listen,
-                    "Numeric address to listen on. The protocol has no authentication: for "
-                    "an address that is not loopback pass --allow-remote too")
-        ->type_name("ADDRESS")
-        ->capture_default_str();
-    program.add_flag("--allow-remote", options.allowRemote,
-                     "Allow an address that other machines can reach");
-    const std::map<std::string, DevSync> syncs{
-        {"none", DevSync::None}, {"descriptions", DevSync::Descriptions}, {"all", DevSync::All}};
+        .add_option("--clip", options.clips,
+                    "A clip to make unless it is there, with the nodes above it; may be repeated")
+        ->type_name("PATH=WxHxBITS[xCHANNELS][@RATE]")
+        ->allow_extra_args(false);
     program
         .add_option_function<std::string>(
             "--sync", [&options, syncs](const std::string& text) { options.sync = syncs.at(text); },
@@ -64,6 +60,33 @@ void addOptions(CLI::App& program, DevServerOptions& options, Mode& mode) {
         ->type_name("none|descriptions|all")
         ->default_str("descriptions")
         ->check(CLI::IsMember(syncs).description(""));
+    program.add_flag_callback(
+        "--check", [&mode] { mode = Mode::Check; },
+        "Say what is wrong in the directory, change nothing, and end");
+    program.add_flag_callback(
+        "--repair", [&mode] { mode = Mode::Repair; },
+        "Mend what is wrong in the directory as far as possible, say what was done, and end");
+}
+
+void addConnectionOptions(CLI::App& program, DevServerOptions& options) {
+    program
+        .add_option("--listen", options.listen,
+                    "Numeric address to listen on. The protocol has no authentication: for an "
+                    "address that is not loopback pass --allow-remote too")
+        ->type_name("ADDRESS")
+        ->capture_default_str();
+    program.add_flag("--allow-remote", options.allowRemote,
+                     "Allow an address that other machines can reach");
+    program
+        .add_option_function<int>(
+            "--idle", [&options](int seconds) { options.idle = std::chrono::seconds(seconds); },
+            "Close a connection on which nothing has moved for so long; 0 never does")
+        ->type_name("SECONDS")
+        ->default_str("0")
+        ->check(CLI::Range(0, 1000000).description(""));
+}
+
+void addAnswerOptions(CLI::App& program, DevServerOptions& options) {
     program
         .add_option_function<std::string>(
             "--protocol", [&options](const std::string& text) { setProtocol(text, options); },
@@ -76,25 +99,6 @@ void addOptions(CLI::App& program, DevServerOptions& options, Mode& mode) {
     program.add_option("--product", options.product, "What the plug-in product query answers")
         ->type_name("TEXT")
         ->capture_default_str();
-    program
-        .add_option("--clip", options.clips,
-                    "A clip to make unless it is there, with the nodes above it; may be repeated")
-        ->type_name("PATH=WxHxBITS[xCHANNELS][@RATE]")
-        ->allow_extra_args(false);
-    program
-        .add_option_function<int>(
-            "--idle", [&options](int seconds) { options.idle = std::chrono::seconds(seconds); },
-            "Close a connection on which nothing has moved for so long; 0 never does")
-        ->type_name("SECONDS")
-        ->default_str("0")
-        ->check(CLI::Range(0, 1000000).description(""));
-    program.add_flag_callback(
-        "--check", [&mode] { mode = Mode::Check; },
-        "Say what is wrong in the directory, change nothing, and end");
-    program.add_flag_callback(
-        "--repair", [&mode] { mode = Mode::Repair; },
-        "Mend what is wrong in the directory as far as possible, say what was done, and end");
-    program.add_flag("--verbose", options.verbose, "Log each connection and request");
 }
 
 // True when nothing is wrong, or nothing any more.
@@ -149,7 +153,11 @@ int main(int argc, char** argv) {
     DevServerOptions options;
     CLI::App program(description, "lantrixd");
     Mode mode = Mode::Serve;
-    addOptions(program, options, mode);
+    program.set_version_flag("--version", "lantrixd " LANTRIX_VERSION);
+    addTreeOptions(program, options, mode);
+    addConnectionOptions(program, options);
+    addAnswerOptions(program, options);
+    program.add_flag("--verbose", options.verbose, "Log each connection and request");
     CLI11_PARSE(program, argc, argv);
     try {
         if (mode != Mode::Serve)

@@ -40,7 +40,10 @@ void rcResult::reset() {
 }
 
 std::string rcResult::escapedCommand() const {
-    return code_ + " " + value_.escapedValue() + "\n";
+    const std::string value = value_.escapedValue();
+    std::string line;
+    line.reserve(code_.size() + value.size() + 2); // a long one is to take no more than that
+    return line.append(code_).append(1, ' ').append(value).append(1, '\n');
 }
 
 bool rcResult::appendChar(char c) {

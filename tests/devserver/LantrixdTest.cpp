@@ -1,5 +1,4 @@
 #include "tests/devserver/RawClient.h"
-#include "tests/faults/Cases.h"
 
 #include <gtest/gtest.h>
 

@@ -227,25 +227,23 @@ TEST_P(PowerLossTest, WhatWasAcknowledgedIsThereAtEveryMoment) {
     const DevSync sync = GetParam();
     const DevLog log(nullptr, false);
     ScratchDirectory scratch;
-    const std::string path = scratch / "root";
     std::vector<std::string> acknowledged;
-    std::size_t moments = 0;
     std::vector<std::pair<std::string, std::size_t>> replays; // and what had been acknowledged
     const auto replay = [&] {
         for (const Kept kept :
              {Kept::Everything, Kept::OnlyWhatWasFlushed, Kept::NamesWithHalfOfTheContents}) {
-            replays.emplace_back(scratch / std::to_string(++moments), acknowledged.size());
+            replays.emplace_back(scratch / std::to_string(replays.size()), acknowledged.size());
             writeTree(*recorder->root, replays.back().first, kept);
         }
     };
-    std::filesystem::create_directory(path);
     Recorder recording;
     recording.root->isFolder = true;
-    recording.path = path;
+    recording.path = scratch / "root";
+    std::filesystem::create_directory(recording.path);
     recording.afterCall = [] {};
     recorder = &recording;
     {
-        DevTree tree(path, sync, log);
+        DevTree tree(recording.path, sync, log);
         acknowledged.push_back(contents(tree, "n0", sync));
         recording.afterCall = replay;
         for (const auto& step : steps()) {
@@ -256,7 +254,7 @@ TEST_P(PowerLossTest, WhatWasAcknowledgedIsThereAtEveryMoment) {
         tree.awaitRemovals();
         recorder = nullptr;
     }
-    EXPECT_GT(moments, 100U);
+    EXPECT_GT(replays.size(), 100U);
     acknowledged.push_back(acknowledged.back());
     for (const auto& [replayed, count] : replays) {
         const DevTree tree(replayed, DevSync::None, log);
