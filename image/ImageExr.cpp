@@ -1,21 +1,29 @@
-// OpenEXR files with halves: gray as "Y", colour as "R", "G", "B", with or without "A".
+// OpenEXR files of halves or floats: gray as "Y", colour as "R", "G", "B", with or without "A".
 #include "image/Error.h"
 #include "image/ImageFormats.h"
 
 #include <OpenEXR/ImfChannelList.h>
 #include <OpenEXR/ImfFrameBuffer.h>
+#include <OpenEXR/ImfFramesPerSecond.h>
 #include <OpenEXR/ImfHeader.h>
-#include <OpenEXR/ImfInputFile.h>
+#include <OpenEXR/ImfIO.h>
+#include <OpenEXR/ImfInputPart.h>
+#include <OpenEXR/ImfMultiPartInputFile.h>
 #include <OpenEXR/ImfOutputFile.h>
+#include <OpenEXR/ImfPartType.h>
+#include <OpenEXR/ImfStandardAttributes.h>
+#include <OpenEXR/ImfStdIO.h>
+
+#include <algorithm>
+#include <cstring>
+#include <new>
 
 namespace image {
 
-// Halves are taken from memory as they are, and frames hold them little-endian.
-static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "halves have to be swapped here");
+// Samples are taken from memory as they are, and frames hold them little-endian.
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "samples have to be swapped here");
 
 namespace {
-
-constexpr std::size_t halfSize = 2;
 
 std::vector<const char*> channelNames(int channels) {
     static const std::vector<const char*> names[] = {
@@ -23,20 +31,26 @@ std::vector<const char*> channelNames(int channels) {
     return names[channels];
 }
 
-int countChannels(const Imf::ChannelList& list, const std::string& file) {
+Imf::PixelType pixelType(const PixelLayout& layout) {
+    return layout.kind == SampleKind::Half ? Imf::HALF : Imf::FLOAT;
+}
+
+std::size_t sampleSize(const PixelLayout& layout) {
+    return static_cast<std::size_t>(layout.samples().bits) / 8;
+}
+
+std::size_t pixelSize(const PixelLayout& layout) {
+    return sampleSize(layout) * static_cast<std::size_t>(layout.channels);
+}
+
+PixelLayout layoutOf(const Imf::ChannelList& list, const std::string& file) {
     int channels = list.findChannel("Y") != nullptr ? 1 : 3;
     channels += list.findChannel("A") != nullptr ? 1 : 0;
-    std::size_t count = 0;
-    for (auto it = list.begin(); it != list.end(); ++it, ++count) {
-        if (it.channel().type != Imf::HALF) {
-            failFile("can't take", file,
-                     std::string("channel '") + it.name() + "' does not hold half floats");
-        }
-        if (it.channel().xSampling != 1 || it.channel().ySampling != 1) {
-            failFile("can't take", file, std::string("channel '") + it.name() + "' is subsampled");
-        }
-    }
     const std::vector<const char*> names = channelNames(channels);
+    std::size_t count = 0;
+    for (auto it = list.begin(); it != list.end(); ++it) {
+        ++count;
+    }
     bool isComplete = count == names.size();
     for (const char* name : names) {
         isComplete = isComplete && list.findChannel(name) != nullptr;
@@ -44,70 +58,202 @@ int countChannels(const Imf::ChannelList& list, const std::string& file) {
     if (!isComplete) {
         failFile("can't take", file, "its channels are not Y, YA, RGB or RGBA");
     }
-    return channels;
+    const Imf::PixelType type = list.begin().channel().type;
+    for (auto it = list.begin(); it != list.end(); ++it) {
+        const std::string channel = std::string("channel '") + it.name();
+        if (it.channel().type != type || type == Imf::UINT) {
+            failFile("can't take", file,
+                     channel + "' does not hold half floats or floats, as all have to");
+        }
+        if (it.channel().xSampling != 1 || it.channel().ySampling != 1) {
+            failFile("can't take", file, channel + "' is subsampled");
+        }
+    }
+    return {type == Imf::HALF ? SampleKind::Half : SampleKind::Float, channels};
 }
 
-Imf::FrameBuffer bufferOf(const Image& image, const Imath::Box2i& window) {
+// Channels interleaved from \p origin on, where the pixel at 0, 0 of the window would lie.
+Imf::FrameBuffer bufferAt(char* origin, const PixelLayout& layout, std::size_t rowSize) {
     Imf::FrameBuffer buffer;
-    const std::size_t pixelSize = halfSize * static_cast<std::size_t>(image.layout.channels);
-    std::size_t offset = 0;
-    for (const char* name : channelNames(image.layout.channels)) {
-        buffer.insert(name,
-                      Imf::Slice::Make(Imf::HALF, image.pixels.data() + offset, window, pixelSize,
-                                       pixelSize * static_cast<std::size_t>(image.width)));
-        offset += halfSize;
+    for (const char* name : channelNames(layout.channels)) {
+        buffer.insert(name, Imf::Slice(pixelType(layout), origin, pixelSize(layout), rowSize));
+        origin += sampleSize(layout);
     }
     return buffer;
 }
 
-// The line that lies last in the file; all its lines go to one line of memory.
-void requireEnd(Imf::InputFile& input, const Image& image, const Imath::Box2i& window) {
-    const std::size_t pixelSize = halfSize * static_cast<std::size_t>(image.layout.channels);
-    Bytes line(pixelSize * static_cast<std::size_t>(image.width));
-    Imf::FrameBuffer buffer;
-    std::size_t offset = 0;
-    for (const char* name : channelNames(image.layout.channels)) {
-        char* const origin =
-            line.data() + offset - static_cast<std::ptrdiff_t>(pixelSize) * window.min.x;
-        buffer.insert(name, Imf::Slice(Imf::HALF, origin, pixelSize, 0));
-        offset += halfSize;
+// One part of a file and its windows.
+class ExrPart {
+public:
+    ExrPart(const std::string& file, const ReadOptions& options)
+        : file_(file), input_(file.c_str()), part_(input_, chosenPart(options.part)),
+          data_(part_.header().dataWindow()), display_(part_.header().displayWindow()) {
+        if (data_ != display_ && !options.fit) {
+            failFile("can't take", file, "its data window is not its display window");
+        }
     }
-    input.setFrameBuffer(buffer);
-    const bool isDecreasing = input.header().lineOrder() == Imf::DECREASING_Y;
-    input.readPixels(isDecreasing ? window.min.y : window.max.y);
+
+    [[nodiscard]] Image header() const {
+        const Imf::Header& header = part_.header();
+        Image image;
+        image.layout = layoutOf(header.channels(), file_);
+        const auto sizeOf = [&](int least, int most) {
+            const long long size = static_cast<long long>(most) - least + 1;
+            return static_cast<int>(std::clamp<long long>(size, 0, INT32_MAX));
+        };
+        image.width = sizeOf(display_.min.x, display_.max.x);
+        image.height = sizeOf(display_.min.y, display_.max.y);
+        (void)frameBytes(image.layout, image.width, image.height);
+        (void)frameBytes(image.layout, sizeOf(data_.min.x, data_.max.x),
+                         sizeOf(data_.min.y, data_.max.y));
+        image.pixelRatio = header.pixelAspectRatio();
+        if (Imf::hasFramesPerSecond(header) && Imf::framesPerSecond(header).d != 0) {
+            image.frameRate = static_cast<float>(static_cast<double>(Imf::framesPerSecond(header)));
+        }
+        return image;
+    }
+
+    // The line that lies last in the file.
+    void requireEnd(const Image& image) {
+        const bool isDecreasing = part_.header().lineOrder() == Imf::DECREASING_Y;
+        readLine(image.layout, isDecreasing ? data_.min.y : data_.max.y);
+    }
+
+    void readPixels(Image& image) {
+        const std::size_t rowSize = pixelSize(image.layout) * static_cast<std::size_t>(image.width);
+        image.pixels.resize(rowSize * static_cast<std::size_t>(image.height));
+        if (data_ == display_) {
+            part_.setFrameBuffer(bufferAt(originOf(image.pixels.data(), image.layout, rowSize),
+                                          image.layout, rowSize));
+            part_.readPixels(data_.min.y, data_.max.y);
+        } else {
+            readLines(image, rowSize);
+        }
+    }
+
+private:
+    int chosenPart(const std::string& wanted) const {
+        const int count = input_.parts();
+        std::string known;
+        for (int i = 0; i < count; ++i) {
+            const Imf::Header& header = input_.header(i);
+            const std::string name = header.hasName() ? header.name() : "";
+            if (!wanted.empty() && (wanted == name || wanted == std::to_string(i))) {
+                return i;
+            }
+            known += (i == 0 ? "" : ", ") + std::to_string(i) + " '" + name + "'";
+        }
+        if (!wanted.empty()) {
+            failFile("can't take", file_,
+                     "it has no part '" + wanted + "'; its parts are " + known);
+        }
+        if (count != 1) {
+            failFile("can't take", file_,
+                     "it has " + std::to_string(count) +
+                         " parts, of which one has to be chosen: " + known);
+        }
+        return 0;
+    }
+
+    char* originOf(char* pixels, const PixelLayout& layout, std::size_t rowSize) const {
+        return pixels - static_cast<std::ptrdiff_t>(pixelSize(layout)) * data_.min.x -
+               static_cast<std::ptrdiff_t>(rowSize) * data_.min.y;
+    }
+
+    // All lines of the file go to one line of memory.
+    const Bytes& readLine(const PixelLayout& layout, int y) {
+        if (line_.empty()) {
+            const auto width = static_cast<std::size_t>(data_.max.x - data_.min.x + 1);
+            line_.resize(pixelSize(layout) * width);
+            part_.setFrameBuffer(bufferAt(originOf(line_.data(), layout, 0), layout, 0));
+        }
+        part_.readPixels(y);
+        return line_;
+    }
+
+    // What both windows have in common; the rest stays black.
+    void readLines(Image& image, std::size_t rowSize) {
+        const int left = std::max(data_.min.x, display_.min.x);
+        const int right = std::min(data_.max.x, display_.max.x);
+        const std::size_t pixel = pixelSize(image.layout);
+        const int last = std::min(data_.max.y, display_.max.y);
+        for (int y = std::max(data_.min.y, display_.min.y); left <= right && y <= last; ++y) {
+            const Bytes& line = readLine(image.layout, y);
+            std::memcpy(&image.pixels[static_cast<std::size_t>(y - display_.min.y) * rowSize +
+                                      static_cast<std::size_t>(left - display_.min.x) * pixel],
+                        &line[static_cast<std::size_t>(left - data_.min.x) * pixel],
+                        static_cast<std::size_t>(right - left + 1) * pixel);
+        }
+    }
+
+    std::string file_;
+    Imf::MultiPartInputFile input_;
+    Imf::InputPart part_;
+    Imath::Box2i data_;
+    Imath::Box2i display_;
+    Bytes line_;
+};
+
+Imf::Compression compressionOf(const std::string& name) {
+    static const std::pair<const char*, Imf::Compression> known[] = {
+        {"", Imf::ZIPS_COMPRESSION},     {"none", Imf::NO_COMPRESSION},
+        {"zips", Imf::ZIPS_COMPRESSION}, {"zip", Imf::ZIP_COMPRESSION},
+        {"piz", Imf::PIZ_COMPRESSION},   {"dwaa", Imf::DWAA_COMPRESSION}};
+    return std::find_if(std::begin(known), std::end(known) - 1,
+                        [&](const auto& entry) { return name == entry.first; })
+        ->second;
 }
 
-void writeHalves(const Image& image, const std::string& file) {
-    Imf::Header header(image.width, image.height);
-    header.compression() = Imf::ZIPS_COMPRESSION;
-    for (const char* name : channelNames(image.layout.channels)) {
-        header.channels().insert(name, Imf::Channel(Imf::HALF));
+// A file in memory: the table at its beginning is filled in at the end.
+class MemoryFile : public Imf::OStream {
+public:
+    explicit MemoryFile(const std::string& name) : Imf::OStream(name.c_str()) {}
+
+    void write(const char bytes[], int size) override {
+        const std::size_t end = position_ + static_cast<std::size_t>(size);
+        bytes_.resize(std::max(bytes_.size(), end));
+        std::memcpy(&bytes_[position_], bytes, static_cast<std::size_t>(size));
+        position_ = end;
     }
-    Imf::OutputFile output(file.c_str(), header);
-    output.setFrameBuffer(bufferOf(image, header.dataWindow()));
+    std::uint64_t tellp() override { return position_; }
+    void seekp(std::uint64_t position) override { position_ = static_cast<std::size_t>(position); }
+
+    [[nodiscard]] const Bytes& bytes() const { return bytes_; }
+
+private:
+    Bytes bytes_;
+    std::size_t position_ = 0;
+};
+
+void writePart(const Image& image, Imf::OStream& file, const WriteOptions& options) {
+    Imf::Header header(image.width, image.height);
+    header.compression() = compressionOf(options.compression);
+    if (image.pixelRatio > 0) {
+        header.pixelAspectRatio() = image.pixelRatio;
+    }
+    if (image.frameRate > 0) {
+        Imf::addFramesPerSecond(header, Imf::guessExactFps(static_cast<double>(image.frameRate)));
+    }
+    for (const char* name : channelNames(image.layout.channels)) {
+        header.channels().insert(name, Imf::Channel(pixelType(image.layout)));
+    }
+    Imf::OutputFile output(file, header);
+    output.setFrameBuffer(
+        bufferAt(const_cast<char*>(image.pixels.data()), image.layout,
+                 pixelSize(image.layout) * static_cast<std::size_t>(image.width)));
     output.writePixels(image.height);
 }
 
 } // namespace
 
-Image readExr(const std::string& file, bool withPixels) {
+Image readExr(const std::string& file, Extent extent, const ReadOptions& options) {
     try {
-        Imf::InputFile input(file.c_str());
-        const Imath::Box2i window = input.header().dataWindow();
-        if (window != input.header().displayWindow()) {
-            failFile("can't take", file, "its data window is not its display window");
-        }
-        Image image;
-        image.layout = {SampleKind::Half, countChannels(input.header().channels(), file)};
-        image.width = window.max.x - window.min.x + 1;
-        image.height = window.max.y - window.min.y + 1;
-        if (!withPixels) {
-            requireEnd(input, image, window);
+        ExrPart part(file, options);
+        Image image = part.header();
+        if (extent == Extent::Header) {
+            part.requireEnd(image);
         } else {
-            image.pixels.resize(
-                static_cast<std::size_t>(frameBytes(image.layout, image.width, image.height)));
-            input.setFrameBuffer(bufferOf(image, window));
-            input.readPixels(window.min.y, window.max.y);
+            part.readPixels(image);
         }
         return image;
     } catch (const Error&) {
@@ -117,11 +263,25 @@ Image readExr(const std::string& file, bool withPixels) {
     }
 }
 
-void writeExr(const Image& image, const std::string& file) {
+void writeExr(const Image& image, int descriptor, const std::string& name,
+              const WriteOptions& options) {
+    MemoryFile file(name);
     try {
-        writeHalves(image, file);
+        writePart(image, file, options);
+    } catch (const std::exception& error) {
+        failFile("can't write", name, error.what());
+    }
+    writeAll(descriptor, file.bytes(), name);
+}
+
+void writeExr(const Image& image, const std::string& file, const WriteOptions& options) {
+    try {
+        {
+            Imf::StdOFStream output(file.c_str());
+            writePart(image, output, options);
+        }
         // What the file's closing could not write is only seen by looking.
-        if (!Imf::InputFile(file.c_str()).isComplete()) {
+        if (!Imf::MultiPartInputFile(file.c_str()).partComplete(0)) {
             throw std::runtime_error("it is not complete on the disk");
         }
     } catch (const std::exception& error) {

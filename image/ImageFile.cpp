@@ -18,27 +18,48 @@ namespace {
 struct FileKind {
     const char* extension;
     bool (*holds)(const PixelLayout& held); // exactly
-    Image (*read)(const std::string& file, bool withPixels);
-    void (*write)(const Image& image, const std::string& file);
+    const char* compressions; // that can be asked for, with a blank on both sides of each
+    // Null where files are only written, for looking at.
+    Image (*read)(const std::string& file, Extent extent, const ReadOptions& options);
+    void (*write)(const Image& image, const std::string& file, const WriteOptions& options);
 };
 
 bool isInteger(const PixelLayout& held) {
     return held.samples().maximum > 0;
 }
 
-bool isHalf(const PixelLayout& held) {
-    return held.kind == SampleKind::Half;
+bool isAny(const PixelLayout& /*held*/) {
+    return true;
 }
 
-constexpr std::array<FileKind, 2> fileKinds{{
-    {".png", isInteger, readPng, writePng},
-    {".exr", isHalf, readExr, writeExr},
+bool isIntegerOfDpx(const PixelLayout& held) {
+    return isInteger(held) && held.channels != 2;
+}
+
+bool isNone(const PixelLayout& /*held*/) {
+    return false;
+}
+
+bool isFloating(const PixelLayout& held) {
+    return held.samples().maximum == 0;
+}
+
+constexpr std::array<FileKind, 7> fileKinds{{
+    {".png", isInteger, " ", readPng, writePng},
+    {".exr", isFloating, " none zips zip piz dwaa ", readExr, writeExr},
+    {".tif", isAny, " none deflate lzw ", readTiff, writeTiff},
+    {".tiff", isAny, " none deflate lzw ", readTiff, writeTiff},
+    {".dpx", isIntegerOfDpx, " ", readDpx, writeDpx},
+    {".jpg", isNone, " ", nullptr, writeJpeg},
+    {".jpeg", isNone, " ", nullptr, writeJpeg},
 }};
 
 std::string knownExtensions() {
     std::string text;
     for (const FileKind& kind : fileKinds) {
-        text += (text.empty() ? "" : ", ") + std::string(kind.extension);
+        if (kind.read != nullptr) {
+            text += (text.empty() ? "" : ", ") + std::string(kind.extension);
+        }
     }
     return text;
 }
@@ -56,35 +77,60 @@ const FileKind& kindOf(const std::string& name) {
                 "'" + name + "' does not end like an image file (" + knownExtensions() + ")", name);
 }
 
-Image readAny(const std::string& file, bool withPixels) {
+Image readAny(const std::string& file, Extent extent, const ReadOptions& options) {
     if (::access(file.c_str(), R_OK) != 0) {
         failFile("can't read", file, errno);
     }
-    return kindOf(file).read(file, withPixels);
+    const FileKind& kind = kindOf(file);
+    if (kind.read == nullptr) {
+        failFile("can't read", file, "JPEG files are only written, for looking at");
+    }
+    return kind.read(file, extent, options);
 }
 
 } // namespace
 
-Image readImageHeader(const std::string& file) {
-    return readAny(file, false);
+Image readImageHeader(const std::string& file, const ReadOptions& options) {
+    return readAny(file, Extent::Header, options);
 }
 
-Image readImage(const std::string& file) {
-    return readAny(file, true);
+Image readImage(const std::string& file, const ReadOptions& options) {
+    return readAny(file, Extent::All, options);
 }
 
-void checkImageName(const std::string& name, const PixelLayout& layout) {
-    if (!kindOf(name).holds(layout.held())) {
+void checkImageName(const std::string& name, const PixelLayout& layout,
+                    const WriteOptions& options) {
+    const FileKind& kind = kindOf(name);
+    if (!kind.holds(layout.held())) {
         throw Error(ErrorKind::File,
                     "'" + name + "' can't hold " + layout.tag() + " exactly: write " +
                         layout.samples().extension,
                     name);
     }
+    const std::string known = kind.compressions;
+    if (!options.compression.empty() &&
+        known.find(" " + options.compression + " ") == std::string::npos) {
+        throw Error(ErrorKind::Argument, std::string(kind.extension) +
+                                             " files have no choice of compression called '" +
+                                             options.compression + "', only:" + known);
+    }
 }
 
-void writeImage(const Image& image, const std::string& file) {
-    checkImageName(file, image.layout);
-    kindOf(file).write(image, file);
+void writeImage(const Image& image, const std::string& file, const WriteOptions& options) {
+    checkImageName(file, image.layout, options);
+    kindOf(file).write(image, file, options);
+}
+
+void checkPictureName(const std::string& name) {
+    const FileKind& kind = kindOf(name);
+    if (kind.read != nullptr) {
+        checkImageName(name, {SampleKind::Integer8, 3});
+    }
+}
+
+void writePicture(const Image& image, const std::string& file) {
+    checkPictureName(file);
+    kindOf(file).write(image, file, {});
 }
 
 } // namespace image

@@ -1,6 +1,7 @@
-// Image files on the local disk: PNG with 8 and 16 bits, OpenEXR with halves, and PAM as output.
-// The kind of a file follows from its name's extension. One thread at a time per file; different
-// files are independent. Failures are thrown as Error.
+// Image files on the local disk: PNG and TIFF with 8 and 16 bits, DPX with 8, 10 and 16 bits,
+// OpenEXR and TIFF with halves and floats, JPEG for looking at; and single images written to
+// descriptors. The kind of a file follows from its name's extension. One thread at a time per file;
+// different files are independent. Failures are thrown as Error.
 #ifndef IMAGE_IMAGEFILE_H
 #define IMAGE_IMAGEFILE_H
 
@@ -10,19 +11,39 @@
 
 namespace image {
 
+/// How to read files of which there is more than one way to read them.
+struct ReadOptions {
+    std::string part; ///< Name or number, from 0 on, of a part of an OpenEXR or TIFF file; "" for
+                      ///< the only one.
+    bool fit = false; ///< Cut or fill up with black what does not cover the display window.
+};
+
+/// How to write; "" is the kind's own choice.
+struct WriteOptions {
+    std::string compression;
+};
+
 /// Reads all but the pixels, which stay empty. Refuses a file that has been cut off.
-[[nodiscard]] Image readImageHeader(const std::string& file);
-[[nodiscard]] Image readImage(const std::string& file);
+[[nodiscard]] Image readImageHeader(const std::string& file, const ReadOptions& options = {});
+[[nodiscard]] Image readImage(const std::string& file, const ReadOptions& options = {});
 
 /// A kind that can't hold the image exactly is refused.
-void writeImage(const Image& image, const std::string& file);
-/// Refuses a name whose kind can't hold images of this layout exactly.
-void checkImageName(const std::string& name, const PixelLayout& layout);
+void writeImage(const Image& image, const std::string& file, const WriteOptions& options = {});
+/// Refuses a name whose kind can't hold images of this layout exactly, or has no such compression.
+void checkImageName(const std::string& name, const PixelLayout& layout,
+                    const WriteOptions& options = {});
 
-/// Writes the image as PAM. \p layout is the clip's: 10-bit samples are written as such. \p name
-/// is what messages call the descriptor.
-void writePam(const Image& image, const PixelLayout& layout, int descriptor,
-              const std::string& name);
+/// The same for pictures to look at, 8 bits of RGB, which JPEG may hold as well.
+void writePicture(const Image& image, const std::string& file);
+void checkPictureName(const std::string& name);
+
+/// Writes the image as PAM, samples of 10 bits as such. \p name is what messages call the
+/// descriptor.
+void writePam(const Image& image, int descriptor, const std::string& name);
+/// Writes the image as PNG, or as OpenEXR, which is put together in memory.
+void writePng(const Image& image, int descriptor, const std::string& name);
+void writeExr(const Image& image, int descriptor, const std::string& name,
+              const WriteOptions& options = {});
 
 } // namespace image
 

@@ -1,19 +1,36 @@
-// One pair of functions for each kind of image file, among which image/ImageFile.cpp chooses by the
-// name. Failures are thrown as Error.
+// The functions for each kind of image file, among which image/ImageFile.cpp chooses by the name.
+// Failures are thrown as Error.
 #ifndef IMAGE_IMAGEFORMATS_H
 #define IMAGE_IMAGEFORMATS_H
 
-#include "image/PixelLayout.h"
+#include "image/ImageFile.h"
+#include "image/LocalFile.h"
 
 #include <string>
 
 namespace image {
 
-[[nodiscard]] Image readPng(const std::string& file, bool withPixels);
-void writePng(const Image& image, const std::string& file);
+enum class Extent { Header, All };
 
-[[nodiscard]] Image readExr(const std::string& file, bool withPixels);
-void writeExr(const Image& image, const std::string& file);
+[[nodiscard]] Image readPng(const std::string& file, Extent extent, const ReadOptions& options);
+void writePng(const Image& image, const std::string& file, const WriteOptions& options);
+/// The next image, up to its end.
+[[nodiscard]] Image readPng(InputBuffer& input);
+
+[[nodiscard]] Image readExr(const std::string& file, Extent extent, const ReadOptions& options);
+void writeExr(const Image& image, const std::string& file, const WriteOptions& options);
+
+[[nodiscard]] Image readTiff(const std::string& file, Extent extent, const ReadOptions& options);
+void writeTiff(const Image& image, const std::string& file, const WriteOptions& options);
+
+[[nodiscard]] Image readDpx(const std::string& file, Extent extent, const ReadOptions& options);
+void writeDpx(const Image& image, const std::string& file, const WriteOptions& options);
+
+/// rgb8 only.
+void writeJpeg(const Image& image, const std::string& file, const WriteOptions& options);
+
+/// PAM, PPM and PGM: the next image, up to its end.
+[[nodiscard]] Image readNetpbm(InputBuffer& input);
 
 } // namespace image
 

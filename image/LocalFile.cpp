@@ -51,6 +51,100 @@ Bytes readFile(const std::string& file, std::size_t most) {
     return bytes;
 }
 
+namespace {
+
+constexpr std::size_t bufferSize = std::size_t{64} << 10;
+
+}
+
+InputBuffer::InputBuffer(int descriptor, std::string name)
+    : descriptor_(descriptor), name_(std::move(name)), buffer_(bufferSize) {}
+
+void InputBuffer::fail(const std::string& why) const {
+    failFile("can't read", name_, why);
+}
+
+bool InputBuffer::isAtEnd() {
+    if (next_ < end_) {
+        return false;
+    }
+    next_ = 0;
+    end_ = 0;
+    ssize_t count = 0;
+    do {
+        count = ::read(descriptor_, buffer_.data(), buffer_.size());
+    } while (count < 0 && errno == EINTR);
+    if (count < 0) {
+        failFile("can't read", name_, errno);
+    }
+    end_ = static_cast<std::size_t>(count);
+    return end_ == 0;
+}
+
+std::size_t InputBuffer::readUpTo(char* to, std::size_t size) {
+    const std::size_t buffered = std::min(size, end_ - next_);
+    std::copy_n(&buffer_[next_], buffered, to);
+    next_ += buffered;
+    if (size - buffered >= buffer_.size()) { // large: not by way of the buffer
+        return buffered + image::readUpTo(descriptor_, to + buffered, size - buffered, name_);
+    }
+    std::size_t done = buffered;
+    while (done < size && !isAtEnd()) {
+        const std::size_t part = std::min(size - done, end_);
+        std::copy_n(buffer_.data(), part, to + done);
+        next_ = part;
+        done += part;
+    }
+    return done;
+}
+
+void InputBuffer::read(char* to, std::size_t size) {
+    if (readUpTo(to, size) != size) {
+        fail("the data has been cut off");
+    }
+}
+
+void InputBuffer::read(Bytes& bytes, std::size_t size) {
+    constexpr std::size_t step = std::size_t{1} << 20;
+    requireRoomFor(size, 1);
+    bytes.clear();
+    bytes.reserve(size); // the system gives the memory when it is written to
+    while (bytes.size() < size) {
+        const std::size_t done = bytes.size();
+        const std::size_t part = std::min(step, size - done);
+        bytes.resize(done + part);
+        read(&bytes[done], part);
+    }
+}
+
+std::uint64_t InputBuffer::remaining() const {
+    struct stat status {};
+    if (::fstat(descriptor_, &status) != 0 || !S_ISREG(status.st_mode)) {
+        return UINT64_MAX;
+    }
+    const off_t position = ::lseek(descriptor_, 0, SEEK_CUR);
+    const off_t unread = std::max<off_t>(0, status.st_size - position);
+    return static_cast<std::uint64_t>(unread) + (end_ - next_);
+}
+
+void InputBuffer::requireRoomFor(std::uint64_t size, std::uint64_t ratio) {
+    if (remaining() < size / ratio) {
+        fail("the data has been cut off");
+    }
+}
+
+void OutputBuffer::write(const char* bytes, std::size_t size) {
+    buffer_.insert(buffer_.end(), bytes, bytes + size);
+    if (buffer_.size() >= bufferSize) {
+        flush();
+    }
+}
+
+void OutputBuffer::flush() {
+    writeAll(descriptor_, buffer_, name_);
+    buffer_.clear();
+}
+
 void writeAll(int descriptor, std::string_view bytes, const std::string& name) {
     while (!bytes.empty()) {
         const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());

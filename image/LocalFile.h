@@ -6,6 +6,7 @@
 #include "image/SampleFormat.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -32,6 +33,55 @@ private:
 /// Writes everything, whatever the descriptor is. \p name is what messages call it.
 void writeAll(int descriptor, std::string_view bytes, const std::string& name);
 void writeAll(int descriptor, const Bytes& bytes, const std::string& name);
+
+/// Bytes read ahead from a descriptor.
+class InputBuffer {
+public:
+    /// \p name is what messages call the descriptor.
+    InputBuffer(int descriptor, std::string name);
+
+    [[nodiscard]] const std::string& name() const { return name_; }
+    /// True when nothing more comes. Waits for that.
+    [[nodiscard]] bool isAtEnd();
+    /// The next byte, which stays; only before the end.
+    [[nodiscard]] unsigned char peek() const { return static_cast<unsigned char>(buffer_[next_]); }
+    /// Takes as much as there is, at most \p size bytes.
+    [[nodiscard]] std::size_t readUpTo(char* to, std::size_t size);
+    /// Takes \p size bytes; it is an error when less come.
+    void read(char* to, std::size_t size);
+    /// Makes \p bytes the next \p size bytes. Memory is used as they arrive.
+    void read(Bytes& bytes, std::size_t size);
+    /// Refuses what promises more than the rest of a file can hold, where it is a file: \p size
+    /// bytes of which the file has at least one in \p ratio.
+    void requireRoomFor(std::uint64_t size, std::uint64_t ratio);
+
+    [[noreturn]] void fail(const std::string& why) const;
+
+private:
+    [[nodiscard]] std::uint64_t remaining() const;
+
+    const int descriptor_;
+    const std::string name_;
+    Bytes buffer_;
+    std::size_t next_ = 0; // of the buffer
+    std::size_t end_ = 0;
+};
+
+/// Small writes gathered to large ones. What was not flushed is lost.
+class OutputBuffer {
+public:
+    OutputBuffer(int descriptor, std::string name)
+        : descriptor_(descriptor), name_(std::move(name)) {}
+
+    [[nodiscard]] const std::string& name() const { return name_; }
+    void write(const char* bytes, std::size_t size);
+    void flush();
+
+private:
+    const int descriptor_;
+    const std::string name_;
+    Bytes buffer_;
+};
 
 /// A file that is written beside its final name and takes it when it is whole. It is locked as long
 /// as it lives, which tells it from one that a dead process has left.

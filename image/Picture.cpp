@@ -20,6 +20,11 @@ unsigned char screenValue(float linear) {
 }
 
 unsigned char sampleOf(const Image& image, std::size_t index) {
+    if (image.layout.kind == SampleKind::Float) {
+        float value = 0;
+        std::memcpy(&value, &image.pixels[sizeof value * index], sizeof value);
+        return screenValue(value);
+    }
     if (image.layout.kind == SampleKind::Integer8) {
         return static_cast<unsigned char>(image.pixels[index]);
     }
@@ -48,8 +53,8 @@ constexpr std::array<std::array<unsigned char, 5>, 10> digitRows{{{7, 5, 5, 5, 7
 } // namespace
 
 Picture::Picture(int width, int height)
-    : image_{rgb8, width, height,
-             Bytes(static_cast<std::size_t>(frameBytes(rgb8, width, height)))} {}
+    : image_(imageOfFrame(Bytes(static_cast<std::size_t>(frameBytes(rgb8, width, height))), rgb8,
+                          width, height)) {}
 
 Picture::Picture(const Image& image) : Picture(image.width, image.height) {
     const auto channels = static_cast<std::size_t>(image.layout.channels);

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <climits>
+#include <cmath>
 #include <locale>
 #include <sstream>
 
@@ -72,6 +73,17 @@ LantrixClipFormat clipFormat(const PixelLayout& layout, int width, int height) {
     format.setScanFormat(LantrixClipFormat::Progressive);
     format.setFormatTag(layout.tag().c_str());
     format.setMetaDataTag("none");
+    return format;
+}
+
+LantrixClipFormat clipFormat(const PixelLayout& layout, const Image& image) {
+    LantrixClipFormat format = clipFormat(layout, image.width, image.height);
+    if (image.pixelRatio > 0 && std::isfinite(image.pixelRatio)) {
+        format.setPixelRatio(image.pixelRatio);
+    }
+    if (image.frameRate > 0 && std::isfinite(image.frameRate)) {
+        format.setFrameRate(image.frameRate);
+    }
     return format;
 }
 
@@ -167,8 +179,21 @@ Bytes frameOfImage(Image image, const PixelLayout& layout) {
 
 Image imageOfFrame(Bytes frame, const PixelLayout& layout, int width, int height) {
     const SampleFormat& samples = layout.samples();
-    return {layout.held(), width, height,
-            samples.unpack != nullptr ? samples.unpack(frame) : std::move(frame)};
+    Image image;
+    image.layout = layout.held();
+    image.width = width;
+    image.height = height;
+    image.pixels = samples.unpack != nullptr ? samples.unpack(frame) : std::move(frame);
+    image.source = layout;
+    return image;
+}
+
+Image imageOfFrame(Bytes frame, const LantrixClipFormat& format) {
+    Image image =
+        imageOfFrame(std::move(frame), layoutOfClip(format), format.width(), format.height());
+    image.pixelRatio = format.pixelRatio();
+    image.frameRate = format.frameRate();
+    return image;
 }
 
 } // namespace image

@@ -37,16 +37,21 @@ struct PixelLayout {
 [[nodiscard]] int frameBytes(const PixelLayout& layout, int width, int height);
 
 /// The pixels of one image or frame, laid out as in a frame, but for Packed10, which is held as
-/// Integer16 with the 10 bits widened. 16-bit samples and halves are little-endian.
+/// Integer16 with the 10 bits widened. Samples of more than a byte are little-endian.
 struct Image {
     PixelLayout layout;
     int width = 0;
     int height = 0;
     Bytes pixels;
+    float pixelRatio = 0;              ///< Width of a pixel by its height; 0: not told.
+    float frameRate = 0;               ///< Frames per second; 0: not told.
+    std::optional<PixelLayout> source; ///< Of the file's samples, where it is not the held one.
 };
 
 /// The format of a new clip of images of this kind.
 [[nodiscard]] LantrixClipFormat clipFormat(const PixelLayout& layout, int width, int height);
+/// The same, with the pixel ratio and the rate that the image tells.
+[[nodiscard]] LantrixClipFormat clipFormat(const PixelLayout& layout, const Image& image);
 /// Parses "WIDTHxHEIGHTxBITS[xCHANNELS][@RATE]"; \p tag, when not empty, names the layout. The
 /// frame buffer size follows from the layout, or from the bits where the tag is not known.
 [[nodiscard]] LantrixClipFormat parseClipFormat(const std::string& text, const std::string& tag);
@@ -64,6 +69,8 @@ struct Image {
 /// hold exactly is refused.
 [[nodiscard]] Bytes frameOfImage(Image image, const PixelLayout& layout);
 [[nodiscard]] Image imageOfFrame(Bytes frame, const PixelLayout& layout, int width, int height);
+/// The same for a frame of a clip, whose layout must be known.
+[[nodiscard]] Image imageOfFrame(Bytes frame, const LantrixClipFormat& format);
 
 } // namespace image
 

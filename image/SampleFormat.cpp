@@ -70,6 +70,7 @@ const std::vector<SampleFormat>& sampleFormats() {
         {Kind::Integer8, "8", 8, 0, 255, ".png", Kind::Integer8, nullptr, nullptr},
         {Kind::Integer16, "16", 16, 0, 65535, ".png", Kind::Integer16, nullptr, nullptr},
         {Kind::Half, "16f", 16, 0, 0, ".exr", Kind::Half, nullptr, nullptr},
+        {Kind::Float, "32f", 32, 0, 0, ".exr", Kind::Float, nullptr, nullptr},
         {Kind::Packed10, "10", 10, 3, 1023, ".png", Kind::Integer16, pack10, unpack10},
     };
     return formats;

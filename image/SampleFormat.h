@@ -9,7 +9,7 @@ namespace image {
 
 using Bytes = std::vector<char>;
 
-enum class SampleKind { Integer8, Integer16, Half, Packed10 };
+enum class SampleKind { Integer8, Integer16, Half, Float, Packed10 };
 
 /// One kind of sample.
 struct SampleFormat {

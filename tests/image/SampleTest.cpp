@@ -14,16 +14,34 @@ TEST_P(EveryTag, FrameToImageToFrameIsExact) {
     const image::PixelLayout layout = *image::layoutOfTag(GetParam());
     EXPECT_EQ(GetParam(), layout.tag());
     const image::Bytes frame = noiseFrame(layout, 13, 7);
-    const std::string name = file(std::string("image") + layout.samples().extension);
-    image::writeImage(image::imageOfFrame(frame, layout, 13, 7), name);
-    EXPECT_TRUE(image::readImageHeader(name).layout == layout.held());
-    EXPECT_TRUE(image::frameOfImage(image::readImage(name), layout) == frame);
+    LantrixClipFormat format = image::clipFormat(layout, 13, 7);
+    format.setPixelRatio(1.0666667F);
+    format.setFrameRate(23.976F);
+    int kinds = 0;
+    for (const std::string extension : {".png", ".exr", ".tif", ".dpx"}) {
+        const std::string name = file("image" + extension);
+        try {
+            image::checkImageName(name, layout);
+        } catch (const image::Error&) {
+            continue;
+        }
+        ++kinds;
+        image::writeImage(image::imageOfFrame(frame, format), name);
+        const image::Image header = image::readImageHeader(name);
+        EXPECT_TRUE(header.layout == layout.held());
+        EXPECT_EQ(1.0666667F, image::clipFormat(layout, header).pixelRatio()) << name;
+        const bool hasRate = extension == ".exr" || extension == ".dpx";
+        EXPECT_NEAR(hasRate ? 23.976F : 30, image::clipFormat(layout, header).frameRate(), 1e-4);
+        EXPECT_TRUE(image::frameOfImage(image::readImage(name), layout) == frame) << name;
+    }
+    EXPECT_EQ(layout.samples().maximum == 0 || layout.channels == 2 ? 2 : 3, kinds);
 }
 
 INSTANTIATE_TEST_SUITE_P(Tags, EveryTag,
                          ::testing::Values("gray8", "graya8", "rgb8", "rgba8", "gray16", "graya16",
                                            "rgb16", "rgba16", "gray16f", "graya16f", "rgb16f",
-                                           "rgba16f", "rgb10"),
+                                           "rgba16f", "gray32f", "graya32f", "rgb32f", "rgba32f",
+                                           "rgb10"),
                          [](const auto& tag) { return tag.param; });
 
 TEST_F(PamTest, PamShowsRowsChannelsAndByteOrder) {
@@ -41,7 +59,7 @@ TEST_F(PamTest, PamShowsRowsChannelsAndByteOrder) {
         const int height = tag == std::string("rgb10") ? 1 : 2;
         const image::Descriptor output(write(tag, ""), O_WRONLY);
         image::writePam(image::imageOfFrame({frame.begin(), frame.end()}, layout, 1, height),
-                        layout, output.number(), "output");
+                        output.number(), "output");
         EXPECT_EQ(text, read(tag));
     }
 }

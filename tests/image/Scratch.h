@@ -7,6 +7,7 @@
 #include "image/PixelLayout.h"
 
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <random>

@@ -32,7 +32,7 @@ TEST_F(StatusTest, EachFailureHasItsStatusAndSaysWhatIsWrong) {
     fails(5, {"ls", "127.0.0.0:/"}, {"127.0.0.0:7549"});
     fails(6, {"call", "Nothing"}, {"Nothing", host_ + ":7549"});
     fails(6, {"rm", "-y", "-r", "/"}, {"root"});
-    fails(8, {"put", "file", "/x"}, {"(.png, .exr)"});
+    fails(8, {"put", "file", "/x"}, {"(.png, .exr, .tif, .tiff, .dpx)"});
     serve(4);
     fails(7, {"meta", "set", "/plate", "note", "text"}, {"'note'", host_});
     fails(7, {"link", "/plate", "/tmp/x"}, {"'/plate'", host_});

@@ -107,7 +107,9 @@ bool ClipFrames::holds(int index, const Bytes& frame) {
     return readBack_ == frame;
 }
 
-FileFrames::FileFrames(const LantrixClipFormat& format, bool raw) : format_(format) {
+FileFrames::FileFrames(const LantrixClipFormat& format, bool raw, image::ReadOptions reading,
+                       image::WriteOptions writing)
+    : format_(format), reading_(std::move(reading)), writing_(std::move(writing)) {
     if (!raw) {
         layout_ = image::layoutOfClip(format);
     }
@@ -139,7 +141,7 @@ void FileFrames::checkFile(const std::string& file) const {
         }
         return;
     }
-    checkImage(file, image::readImageHeader(file));
+    checkImage(file, image::readImageHeader(file, reading_));
 }
 
 void FileFrames::checkImage(const std::string& file, const image::Image& image) const {
@@ -166,7 +168,7 @@ void FileFrames::read(const std::string& file, Bytes& frame) const {
         }
         return;
     }
-    image::Image image = image::readImage(file);
+    image::Image image = image::readImage(file, reading_);
     checkImage(file, image);
     try {
         frame = image::frameOfImage(std::move(image), *layout_);
@@ -176,7 +178,7 @@ void FileFrames::read(const std::string& file, Bytes& frame) const {
 }
 
 image::Image FileFrames::imageOf(Bytes frame) const {
-    return image::imageOfFrame(std::move(frame), *layout_, format_.width(), format_.height());
+    return image::imageOfFrame(std::move(frame), format_);
 }
 
 void FileFrames::write(const std::string& file, Bytes& frame, ReadBack readBack) const {
@@ -188,7 +190,7 @@ void FileFrames::write(const std::string& file, Bytes& frame, ReadBack readBack)
             readBack == ReadBack::No || image::readFile(aside.path(), frame.size() + 1) == frame;
     } else {
         const image::Image image = imageOf(std::move(frame));
-        image::writeImage(image, aside.path());
+        image::writeImage(image, aside.path(), writing_);
         isSame = readBack == ReadBack::No || image::readImage(aside.path()).pixels == image.pixels;
     }
     if (!isSame) {

@@ -58,7 +58,8 @@ enum class ReadBack { No, Yes };
 class FileFrames {
 public:
     /// \p raw: files hold the bytes of frames. Otherwise the format's tag must be known.
-    FileFrames(const LantrixClipFormat& format, bool raw);
+    FileFrames(const LantrixClipFormat& format, bool raw, image::ReadOptions reading = {},
+               image::WriteOptions writing = {});
 
     /// No layout: raw.
     [[nodiscard]] const std::optional<image::PixelLayout>& layout() const { return layout_; }
@@ -83,6 +84,8 @@ private:
 
     LantrixClipFormat format_;
     std::optional<image::PixelLayout> layout_;
+    image::ReadOptions reading_;
+    image::WriteOptions writing_;
 };
 
 /// XXH128 of the bytes, in hexadecimal.

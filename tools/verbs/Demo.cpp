@@ -226,9 +226,7 @@ void Demo::compareFrames() {
         const image::Bytes frame = readFrame(clip_, i);
         expect(frame == frames_[static_cast<std::size_t>(i)],
                "frame " + std::to_string(i) + " came back differently");
-        image::writeImage(image::imageOfFrame(frame, image::layoutOfClip(format_), format_.width(),
-                                              format_.height()),
-                          file(returned, i));
+        image::writeImage(image::imageOfFrame(frame, format_), file(returned, i));
         expect(image::readImage(file(returned, i)).pixels ==
                    image::readImage(file(rendered, i)).pixels,
                "the image of frame " + std::to_string(i) + " differs");

@@ -4,6 +4,7 @@
 #include "tools/transfer/Manifest.h"
 #include "tools/verbs/AddVerb.h"
 #include "tools/verbs/FrameOptions.h"
+#include "tools/verbs/ImageOptions.h"
 #include "tools/verbs/Verbs.h"
 
 #include <algorithm>
@@ -57,6 +58,7 @@ struct CheckArguments {
     std::string manifest;
     FrameSelection selection;
     Missing missing = Missing::Error;
+    image::ReadOptions reading;
     bool raw = false;
 };
 
@@ -102,7 +104,9 @@ Comparison compareWithFiles(const LocatedClip& clip, const CheckArguments& argum
     if (arguments.selection.range.empty()) {
         requireSameCount(clip, steps.size(), "files");
     }
-    return {indicesOf(steps), fromFiles(FileFrames(clip.format, arguments.raw), steps), {}};
+    return {indicesOf(steps),
+            fromFiles(FileFrames(clip.format, arguments.raw, arguments.reading), steps),
+            {}};
 }
 
 Comparison compareWithManifest(const LocatedClip& clip, const CheckArguments& arguments) {
@@ -204,6 +208,7 @@ void addCompareVerbs(CLI::App& app, Context& context) {
                             "Compare with the hashes in a file, as hash prints them");
             addFrameOptions(verb, check.selection);
             addMissingOption(verb, check.missing);
+            addReadOptions(verb, check.reading);
             verb.add_flag("--raw", check.raw, "Each file holds the bytes of one frame");
         });
 

@@ -22,6 +22,7 @@ struct GetArguments {
     std::string files;
     FrameSelection selection;
     Missing missing = Missing::Error;
+    image::WriteOptions writing;
     bool raw = false;
     StoreRules rules;
 };
@@ -90,12 +91,12 @@ void runGet(Context& context, const GetArguments& arguments) {
     const Address address = parseAddress(arguments.address, options.host);
     std::optional<Session> session(std::in_place, options, address.host);
     const LocatedClip clip = locateClip(*session, address, startNumber);
-    const FileFrames files(clip.format, arguments.raw);
+    const FileFrames files(clip.format, arguments.raw, {}, arguments.writing);
     const LantrixNodeHandle handle(session->server(), clip.nodeId.c_str());
     const std::string names = fileNames(arguments, clip, session->name(handle));
     session.reset(); // no connection may be open when workers start
     if (files.layout()) {
-        image::checkImageName(names, *files.layout());
+        image::checkImageName(names, *files.layout(), arguments.writing);
     }
     std::vector<FrameStep> steps = planToFiles(names, arguments.selection, clip.frameCount);
     const std::size_t leftOut = leaveOutWhole(steps, files, arguments.rules);
@@ -131,9 +132,8 @@ struct CatArguments {
 void writeFrame(const LantrixClipFormat& format, const std::optional<image::PixelLayout>& layout,
                 Bytes& frame) {
     if (layout) {
-        image::writePam(
-            image::imageOfFrame(std::move(frame), *layout, format.width(), format.height()),
-            *layout, STDOUT_FILENO, "standard output");
+        image::writePam(image::imageOfFrame(std::move(frame), format), STDOUT_FILENO,
+                        "standard output");
     } else {
         image::writeAll(STDOUT_FILENO, frame, "standard output");
     }
@@ -170,6 +170,9 @@ void addGet(CLI::App& app, Context& context) {
                             "name ends in a slash; the clip's name unless given");
             addFrameOptions(verb, get.selection);
             addMissingOption(verb, get.missing);
+            verb.add_option("--compression", get.writing.compression,
+                            "Of .exr files: none, zips, zip, piz, or dwaa, which loses; of .tif "
+                            "files: none, deflate or lzw");
             verb.add_flag("--raw", get.raw, "The bytes of the frames as they are");
             addStoreOptions(verb, get.rules);
         });

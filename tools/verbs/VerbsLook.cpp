@@ -19,8 +19,7 @@ namespace {
 class Miniatures {
 public:
     Miniatures(const Options& options, const LocatedClip& clip, int width)
-        : format_(clip.format), layout_(image::layoutOfClip(clip.format)), source_(options, clip),
-          width_(std::min(width, format_.width())) {
+        : format_(clip.format), source_(options, clip), width_(std::min(width, format_.width())) {
         const double ratio =
             format_.pixelRatio() > 0 ? static_cast<double>(format_.pixelRatio()) : 1;
         const double height = width_ * (format_.height() / (format_.width() * ratio));
@@ -32,23 +31,19 @@ public:
     [[nodiscard]] image::Picture take(int index) {
         Bytes frame;
         source_.read(index, frame);
-        const image::Image image =
-            image::imageOfFrame(std::move(frame), layout_, format_.width(), format_.height());
+        const image::Image image = image::imageOfFrame(std::move(frame), format_);
         return image::Picture(image).scaledTo(width_, height_);
     }
 
 private:
     LantrixClipFormat format_;
-    image::PixelLayout layout_;
     ClipFrames source_;
     int width_;
     int height_ = 1;
 };
 
-constexpr image::PixelLayout pictureLayout{image::SampleKind::Integer8, 3};
-
 void settleFile(const Context& context, const std::string& file) {
-    image::checkImageName(file, pictureLayout);
+    image::checkPictureName(file);
     if (std::filesystem::exists(file) && !context.options.dryRun) {
         confirm(context, "Replace '" + file + "'?");
     }
@@ -57,7 +52,7 @@ void settleFile(const Context& context, const std::string& file) {
 void save(Context& context, const image::Picture& picture, const std::string& file,
           const std::vector<int>& numbers) {
     image::AsideFile aside(file);
-    image::writeImage(picture.image(), aside.path());
+    image::writePicture(picture.image(), aside.path());
     aside.commit();
     context.output.note("wrote '" + file + "', " + std::to_string(picture.width()) + "x" +
                         std::to_string(picture.height()) + ", of " +
@@ -185,7 +180,8 @@ void addLookVerbs(CLI::App& app, Context& context) {
          "lantrix thumb /Library/Reel/plate plate.png --frame 42"},
         runThumb, [](CLI::App& verb, ThumbArguments& thumb) {
             verb.add_option("CLIP", thumb.address, "The clip")->required();
-            verb.add_option("FILE", thumb.file, "The image file, .png")->required();
+            verb.add_option("FILE", thumb.file, "The image file, .png, .jpg, .tif or .dpx")
+                ->required();
             verb.add_option("--frame", thumb.frame, "The frame's number; the first unless given")
                 ->check(CLI::NonNegativeNumber);
             addStartNumberOption(verb, thumb.startNumber);
@@ -199,7 +195,8 @@ void addLookVerbs(CLI::App& app, Context& context) {
          "lantrix sheet /Library/Reel/plate plate.png --count 20 --columns 5"},
         runSheet, [](CLI::App& verb, SheetArguments& sheet) {
             verb.add_option("CLIP", sheet.address, "The clip")->required();
-            verb.add_option("FILE", sheet.file, "The image file, .png")->required();
+            verb.add_option("FILE", sheet.file, "The image file, .png, .jpg, .tif or .dpx")
+                ->required();
             addFrameOptions(verb, sheet.selection);
             verb.add_option("--count", sheet.count, "How many frames, at even distances")
                 ->check(CLI::Range(1, 400));

@@ -5,6 +5,7 @@
 #include "tools/verbs/AddVerb.h"
 #include "tools/verbs/Destination.h"
 #include "tools/verbs/FrameOptions.h"
+#include "tools/verbs/ImageOptions.h"
 #include "tools/verbs/Verbs.h"
 
 #include <algorithm>
@@ -23,6 +24,7 @@ struct PutArguments {
     std::string type = NewClip().type;
     float rate = 0;
     std::string manifest;
+    image::ReadOptions reading;
     bool raw = false;
     StoreRules rules;
 };
@@ -38,13 +40,13 @@ NewClip newClip(const std::vector<FrameStep>& steps, const PutArguments& argumen
     } else {
         const auto first = std::find_if(steps.begin(), steps.end(),
                                         [](const FrameStep& step) { return !step.file.empty(); });
-        const image::Image image = image::readImageHeader(first->file);
-        const auto layout =
-            arguments.tag.empty() ? image.layout : image::layoutOfTag(arguments.tag);
+        const image::Image image = image::readImageHeader(first->file, arguments.reading);
+        const auto layout = arguments.tag.empty() ? image.source.value_or(image.layout)
+                                                  : image::layoutOfTag(arguments.tag);
         if (!layout) {
             throw Failure(Status::Usage, "the format tag '" + arguments.tag + "' is not known");
         }
-        clip.format = image::clipFormat(*layout, image.width, image.height);
+        clip.format = image::clipFormat(*layout, image);
     }
     if (arguments.rate > 0) {
         clip.format.setFrameRate(arguments.rate);
@@ -115,7 +117,7 @@ void runPut(Context& context, const PutArguments& arguments) {
     } else {
         destination.setNew(newClip(steps, arguments));
     }
-    const FileFrames files(destination.format(), arguments.raw);
+    const FileFrames files(destination.format(), arguments.raw, arguments.reading);
     checkFiles(files, steps);
     if (context.options.dryRun) {
         context.output.wouldDo({destination.wouldDo(
@@ -146,6 +148,7 @@ void addPutVerb(CLI::App& app, Context& context) {
             verb.add_option("--format", put.format,
                             "WIDTHxHEIGHTxBITS[xCHANNELS][@RATE] of a new clip of raw frames");
             addTypeOption(verb, put.type);
+            addReadOptions(verb, put.reading);
             verb.add_flag("--raw", put.raw, "Each file holds the bytes of one frame");
             addStoreOptions(verb, put.rules);
             verb.add_option("--manifest", put.manifest,

@@ -1,0 +1,93 @@
+// What only OpenEXR files have: parts, two windows, and a choice of compression.
+#include "image/ImageFile.h"
+#include "tests/image/Scratch.h"
+
+#include <OpenEXR/ImfChannelList.h>
+#include <OpenEXR/ImfFrameBuffer.h>
+#include <OpenEXR/ImfHeader.h>
+#include <OpenEXR/ImfMultiPartOutputFile.h>
+#include <OpenEXR/ImfOutputPart.h>
+#include <OpenEXR/ImfPartType.h>
+
+#include <fcntl.h>
+
+namespace {
+
+using Floats = std::vector<float>;
+
+/// A file of gray floats, with a part for each name; all samples of a part are its number + 1.
+class ExrTest : public Scratch {
+protected:
+    std::string writeParts(const std::vector<std::string>& names, const Imath::Box2i& display,
+                           const Imath::Box2i& data) const {
+        std::vector<Imf::Header> headers;
+        for (const std::string& part : names) {
+            headers.emplace_back(display, data);
+            headers.back().setName(part);
+            headers.back().setType(Imf::SCANLINEIMAGE);
+            headers.back().channels().insert("Y", Imf::Channel(Imf::FLOAT));
+        }
+        const std::string name = file("parts.exr");
+        Imf::MultiPartOutputFile output(name.c_str(), headers.data(),
+                                        static_cast<int>(headers.size()));
+        for (int i = 0; i < output.parts(); ++i) {
+            const Floats line(static_cast<std::size_t>(data.max.x + 1), static_cast<float>(i + 1));
+            auto* const origin = reinterpret_cast<char*>(const_cast<float*>(line.data()));
+            Imf::FrameBuffer buffer;
+            buffer.insert("Y", Imf::Slice(Imf::FLOAT, origin, sizeof(float), 0));
+            Imf::OutputPart part(output, i);
+            part.setFrameBuffer(buffer);
+            part.writePixels(data.max.y - data.min.y + 1);
+        }
+        return name;
+    }
+
+    static Floats samplesOf(const image::Image& image) {
+        Floats samples(image.pixels.size() / sizeof(float));
+        std::memcpy(samples.data(), image.pixels.data(), image.pixels.size());
+        return samples;
+    }
+};
+
+TEST_F(ExrTest, OnePartOfSeveralHasToBeChosen) {
+    const Imath::Box2i window({0, 0}, {1, 0});
+    const std::string name = writeParts({"left", "right"}, window, window);
+    for (const auto read : {image::readImage, image::readImageHeader}) {
+        EXPECT_EQ("can't take '" + name +
+                      "': it has 2 parts, of which one has to be chosen: 0 'left', 1 'right'",
+                  errorOf([&] { (void)read(name, {}); }).what());
+    }
+    EXPECT_EQ((Floats{2, 2}), samplesOf(image::readImage(name, {"right", false})));
+    EXPECT_EQ((Floats{1, 1}), samplesOf(image::readImage(name, {"0", false})));
+    EXPECT_EQ(image::ErrorKind::File, errorOf([&] {
+                                          (void)image::readImage(name, {"2", false});
+                                      }).kind());
+}
+
+TEST_F(ExrTest, DataOutsideAndHolesInsideTheDisplayWindowAreFittedOnlyOnRequest) {
+    const std::string name = writeParts({"all"}, {{10, 10}, {12, 11}}, {{11, 9}, {40, 10}});
+    EXPECT_EQ(image::ErrorKind::File, errorOf([&] { (void)image::readImage(name); }).kind());
+    const image::Image image = image::readImage(name, {"", true});
+    EXPECT_EQ(3, image.width);
+    EXPECT_EQ((Floats{0, 1, 1, 0, 0, 0}), samplesOf(image));
+}
+
+TEST_F(ExrTest, CompressionIsChosen) {
+    const image::PixelLayout layout = *image::layoutOfTag("gray32f");
+    const image::Image flat = image::imageOfFrame(image::Bytes(64 * 64 * 4), layout, 64, 64);
+    const auto size = [&](const std::string& compression) {
+        image::writeImage(flat, file("flat.exr"), {compression});
+        EXPECT_TRUE(image::readImage(file("flat.exr")).pixels == flat.pixels) << compression;
+        return std::filesystem::file_size(file("flat.exr"));
+    };
+    size("piz");
+    const image::Descriptor output(write("piped.exr", ""), O_WRONLY);
+    image::writeExr(flat, output.number(), "output", {"piz"});
+    EXPECT_TRUE(read("flat.exr") == read("piped.exr"));
+    EXPECT_LT(size("zip"), size(""));
+    EXPECT_LT(size(""), size("none"));
+    EXPECT_LT(size("piz"), size("none"));
+    EXPECT_EQ(image::ErrorKind::Argument, errorOf([&] { size("jpeg"); }).kind());
+}
+
+} // namespace
