@@ -31,6 +31,8 @@ LAYERS = {
     "lantrix/LantrixTypes.h": "",
     "stream": PUBLIC,
     "image": "lantrix/LantrixTypes.h",
+    # Read by the development server too, and whatever the locale.
+    "image/ClipShape.cpp": "image lantrix/LantrixTypes.h base/loggerBase/src/CoText.h",
     "devserver": f"image/ClipShape.h {RECORDS}",
     "tools/report": LIBRARY,
     "tools/session": f"tools/report stream devserver {LIBRARY}",
@@ -52,7 +54,7 @@ LAYERS = {
     "tests/lantrix": f"tests/support devserver {LIBRARY}",
     "tests/stream": f"soak/FaultyRelay.h tests/support stream devserver {LIBRARY}",
     "tests/image": "tests/support image lantrix/LantrixTypes.h",
-    "tests/devserver": f"tests/support devserver {LIBRARY}",
+    "tests/devserver": f"tests/faults/Cases.h tests/support devserver {LIBRARY}",
     "tests/faults": f"tests/devserver tests/support stream devserver {LIBRARY}",
     "tests/tools": f"tests/devserver/RawClient.h tests/support tools image stream devserver {LIBRARY}",
     "tests/examples": f"tests/support devserver {PUBLIC}",
