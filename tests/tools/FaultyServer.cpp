@@ -72,7 +72,10 @@ void FaultyServer::relayCommands(RawClient& client, RawClient& server, const Fau
         std::string reply;
         if (request.substr(0, 5) == "sync ")
             reply = server.receiveUntil('\n') + "\n";
-        client.send(changed(Change::Of::Reply, line, reply, fault));
+        const bool isOver = reply == "\n"; // the server has closed
+        client.send(changed(Change::Of::Reply, line, isOver ? "" : reply, fault));
+        if (isOver)
+            return;
     }
 }
 

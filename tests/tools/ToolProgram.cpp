@@ -89,6 +89,7 @@ void ToolTest::serve(int minor) {
     options.root = scratch_ + "/server";
     options.listen = host_;
     options.protocolMinor = minor;
+    options.sync = DevSync::None; // no test cuts the power
     server_ = std::make_unique<DevServer>(options);
 }
 

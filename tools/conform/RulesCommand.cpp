@@ -91,6 +91,18 @@ void nulIsAnError(Trial& trial) {
     const std::string root = trial.ok("GetRootNode");
     trial.sendCommand("sync 0 GetDisplayName " + root + std::string("\0x\n", 3));
     trial.errorReply();
+    trial.sendCommand(std::string("sync 0 Ping\0x \n", 15));
+    trial.errorReply();
+}
+
+// A page that a browser shows can have it send any lines, but not as the first.
+void webPagesAreNotServed(Trial& trial) {
+    const std::string node = trial.node();
+    trial.reopenCommands();
+    trial.sendCommand("POST / HTTP/1.1\r\n\r\nsync 0 CreateNode " + node + " \"web\" 0 folder\n");
+    trial.commandEnd();
+    trial.reopenCommands();
+    trial.ok("GetChildren", node, "");
 }
 
 void unknownMethodsAreErrors(Trial& trial) {
@@ -164,6 +176,7 @@ std::vector<Rule> commandRules() {
         {"clients do not hold each other up", requests, 0, openEnd, clientsDoNotHoldEachOtherUp},
         {"the last blank may be missing", requests, 0, openEnd, theLastBlankMayBeMissing},
         {"a NUL in a request is an error", requests, 0, openEnd, nulIsAnError},
+        {"web pages are not served", requests, 0, openEnd, webPagesAreNotServed},
         {"unknown methods are errors", requests, 0, openEnd, unknownMethodsAreErrors},
         {"methods of later versions are errors", requests, 0, 6, laterMethodsAreErrors},
         {"requests of 64 KiB are taken", "Limits, restarts, idle connections", 0, openEnd,

@@ -102,6 +102,15 @@ std::string Trial::okValue() {
     return wire::unescaped(line.substr(3)).value_or("");
 }
 
+void Trial::end(RawConnection& connection) {
+    const std::string text = "the connection's end";
+    require(hear(text, [&] { return connection.receiveRest(); }).empty(), text);
+}
+
+void Trial::commandEnd() {
+    end(commands());
+}
+
 void Trial::errorReply() {
     require(replyLine().substr(0, 6) == "error ", "an error");
 }
@@ -153,8 +162,7 @@ void Trial::payload(const std::string& expected) {
 }
 
 void Trial::frameEnd() {
-    const std::string text = "the connection's end";
-    require(hear(text, [&] { return frames().receiveRest(); }).empty(), text);
+    end(frames());
 }
 
 const std::string& Trial::node() {

@@ -63,6 +63,10 @@ public:
     /// The value of an "ok" reply to the request that was sent.
     std::string okValue();
     void errorReply();
+    /// Expects that the server closes without a further byte.
+    void commandEnd();
+    /// Goes on with a new command connection.
+    void reopenCommands() { commands_.reset(); }
     /// Sends a request and takes the value of its "ok" reply, or expects exactly this one, or an
     /// error.
     std::string ok(const std::string& method, const std::string& value = "");
@@ -81,9 +85,7 @@ public:
     void read(const std::string& frameId, const std::string& expected);
     /// Expects bytes behind a success.
     void payload(const std::string& expected);
-    /// Expects that the server closes without a further byte.
     void frameEnd();
-    /// Goes on with a new frame connection.
     void reopenFrames() { frames_.reset(); }
 
     // ---- nodes
@@ -100,6 +102,7 @@ public:
     void require(bool holds, const std::string& expected) const;
 
 private:
+    void end(RawConnection& connection);
     RawConnection& commands();
     RawConnection& frames();
     void send(RawConnection& (Trial::*connection)(), const std::string& bytes, std::size_t segment);
