@@ -5,6 +5,7 @@ build_packages="g++ cmake ninja-build libgtest-dev libasio-dev nlohmann-json3-de
     libjpeg-dev libopenexr-dev libpng-dev libtiff-dev libxxhash-dev pkg-config dpkg-dev file"
 x86_packages="g++-multilib googletest"
 clang_packages="clang libclang-rt-14-dev llvm"
+completion_packages="tmux bash zsh fish" # without them the tests of completion are skipped
 lint_packages="clang-format clang-tidy shellcheck python3"
 docs_packages="doxygen"
 hosts_packages="locales"

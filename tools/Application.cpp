@@ -57,10 +57,10 @@ void addGlobalOptions(CLI::App& app, Options& options) {
     app.add_option("--timeout", options.timeout,
                    "Seconds after which a request is given up, 0: never; 60 unless given for verbs "
                    "that only ask. Connecting has its own 10")
-        ->check(CLI::Range(0.0, 1e6))
+        ->check(CLI::Range(0.0, 1e6, "0.."))
         ->group(group);
     app.add_option("-j,--jobs", options.workers, "Worker processes of a transfer")
-        ->check(CLI::Range(1, 64))
+        ->check(CLI::Range(1, 64, "1..64"))
         ->group(group);
 }
 
@@ -105,25 +105,58 @@ int fail(const Context& context, const Failure& failure) {
     return static_cast<int>(failure.status());
 }
 
-// What CLI11 says of a verb that is none is only that one is missing.
-std::string usageText(const CLI::App& app, const std::string& error) {
+// Asks for a near name among those of the verbs or options.
+std::string didYouMean(const std::string& name, const std::vector<std::string>& names) {
+    const std::string near = nearestName(name, names);
+    return near.empty() ? "" : "; did you mean '" + near + "'?";
+}
+
+std::vector<std::string> verbNames(const CLI::App& app) {
     std::vector<std::string> names;
     for (const CLI::App* verb : app.get_subcommands({})) {
-        if (!verb->get_group().empty()) {
+        if (!verb->get_group().empty())
             names.push_back(verb->get_name());
+    }
+    return names;
+}
+
+// Of the verbs that were given, and of all verbs.
+std::vector<std::string> optionNames(const CLI::App& app) {
+    std::vector<std::string> names;
+    for (const CLI::Option* option : app.get_options()) {
+        for (const std::string& name : option->get_lnames())
+            names.push_back("--" + name);
+    }
+    for (const CLI::App* verb : app.get_subcommands()) {
+        const std::vector<std::string> below = optionNames(*verb);
+        names.insert(names.end(), below.begin(), below.end());
+    }
+    return names;
+}
+
+// What CLI11 says of a verb that is not there is only that one is missing, and of what it did not
+// expect, that it is there, in no order.
+std::string usageText(const CLI::App& app, const CLI::ParseError& error) {
+    const std::vector<std::string> others = app.remaining(true);
+    if (app.get_subcommands().empty() && !others.empty() && others[0][0] != '-')
+        return "there is no verb '" + others[0] + "'" + didYouMean(others[0], verbNames(app));
+    if (others.empty() || error.get_exit_code() != static_cast<int>(CLI::ExitCodes::ExtrasError))
+        return error.what();
+    for (const std::string& other : others) {
+        if (other.size() > 1 && other[0] == '-') {
+            const std::string name = other.substr(0, other.find('='));
+            return "there is no option '" + name + "'" + didYouMean(name, optionNames(app));
         }
     }
-    const std::vector<std::string> others = app.remaining();
-    if (!app.get_subcommands().empty() || others.empty() || others[0][0] == '-') {
-        return error;
-    }
-    const std::string near = nearestName(others[0], names);
-    return "there is no verb '" + others[0] + "'" +
-           (near.empty() ? "" : "; did you mean '" + near + "'?");
+    std::string text = "not expected:";
+    for (const std::string& other : others)
+        text += " '" + other + "'";
+    return text;
 }
 
 // The words behind the program's name. A "--" that no word with a dash follows says nothing, and
-// CLI11 would take what is behind it for words of the level above the verb.
+// CLI11 would take what is behind it for words of the level above the verb. "help VERB" is
+// "VERB --help".
 std::vector<std::string> wordsOf(int argc, char** argv) {
     std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
     const auto mark = std::find(words.begin(), words.end(), "--");
@@ -131,6 +164,10 @@ std::vector<std::string> wordsOf(int argc, char** argv) {
             return word.rfind('-', 0) == 0;
         })) {
         words.erase(mark);
+    }
+    if (!words.empty() && words[0] == "help") {
+        words.erase(words.begin());
+        words.emplace_back("--help");
     }
     return words;
 }
@@ -144,7 +181,7 @@ int parseAndRun(CLI::App& app, Context& context, std::vector<std::string> words)
     } catch (const CLI::Success& success) { // help and version
         return app.exit(success);
     } catch (const CLI::ParseError& error) {
-        return fail(context, {Status::Usage, usageText(app, error.what()) + " (see --help)"});
+        return fail(context, {Status::Usage, usageText(app, error) + " (see --help)"});
     } catch (const Failure& failure) {
         return fail(context, failure);
     } catch (const image::Error& error) {
@@ -163,6 +200,7 @@ int runApplication(int argc, char** argv) {
     app.require_subcommand(1);
     app.fallthrough();
     app.footer(statusHelp);
+    app.option_defaults()->always_capture_default();
     addGlobalOptions(app, context.options);
     addVerbs(app, context);
     app.parse_complete_callback([&] { redirectLog(context.options); });

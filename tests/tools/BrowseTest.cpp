@@ -2,6 +2,7 @@
 #include "tests/support/ScriptedServer.h"
 #include "tests/tools/ToolProgram.h"
 
+#include <filesystem>
 #include <sstream>
 
 namespace {
@@ -39,9 +40,10 @@ TEST_F(BrowseTest, ListsAreFieldsBetweenTabs) {
         {{"frames", shot_, "--start-number", "1001", "-f", "1002-"},
          "1002\tn4-f1\t" + scratch_ + "/server/nodes/n4/f1\n"},
         {{"call", "GetChildren", "n1"}, "n2,Reel\n"},
-        {{"complete-words", "--", "tree", "--de"}, "--depth\n"},
-        {{"complete-words", "ls", "/Li"}, "/Library/\n"},
-        {{"complete-words", "get", "/Library/Reel/sh"}, shot_ + "\n/Library/Reel/show\n"}};
+        {{"complete-line", "fish", "lantrix tree --de"}, "--depth\n"},
+        {{"complete-line", "zsh", "true; lantrix ls /Li"}, "/Library/\n"},
+        {{"complete-line", "fish", "lantrix get /Library/Reel/sh"},
+         shot_ + "\n/Library/Reel/show\n"}};
     for (const auto& [words, expected] : cases)
         EXPECT_EQ(expected, output(words)) << ::testing::PrintToString(words);
 }
@@ -81,6 +83,17 @@ TEST_F(BrowseTest, AListCostsOneRequestBesidesTheWayThere) {
     EXPECT_EQ(way + "GetNodeType n1\nGetNodeTypeStr n1\n", requests({"ls", "-l"}));
     const std::string errors = run({"--trace", "cat", "--raw", shot_, "-f", "0"}).errors;
     EXPECT_NE(std::string::npos, errors.find(" 7550 < done, 96 bytes follow\n")) << errors;
+}
+
+TEST_F(BrowseTest, HelpAndAliasesOfHosts) {
+    const std::string help = output({"help", "frames"});
+    EXPECT_EQ(output({"frames", "--help"}), help);
+    EXPECT_NE(std::string::npos, help.find("--start-number INT:0..=0")) << help;
+    std::filesystem::create_directory(path("lantrix"));
+    write("lantrix/hosts", "# name host\nfarm  " + host_ + " # here\n");
+    ::setenv("XDG_CONFIG_HOME", folder_.c_str(), 1);
+    EXPECT_EQ("Library\n", output({"ls", "farm:"}));
+    EXPECT_EQ("farm:\n", output({"complete-line", "fish", "lantrix ls fa"}));
 }
 
 TEST_F(BrowseTest, PatternsMatchCharactersAndNotBytes) {

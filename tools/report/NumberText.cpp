@@ -10,6 +10,16 @@ std::string shortNumber(double number) {
     return text;
 }
 
+std::string decimalOfFraction(const std::string& text) {
+    double numerator = 0;
+    double denominator = 0;
+    int end = 0;
+    if (std::sscanf(text.c_str(), "%lf/%lf%n", &numerator, &denominator, &end) != 2 ||
+        text[static_cast<std::size_t>(end)] != '\0' || !(denominator > 0))
+        return text;
+    return std::to_string(numerator / denominator);
+}
+
 std::string byteText(long long bytes) {
     constexpr const char* units[] = {"kB", "MB", "GB", "TB", "PB", "EB"};
     if (bytes < 1000)

@@ -10,6 +10,9 @@ namespace tool {
 /// A number without zeros at its end: "2.5", "25".
 [[nodiscard]] std::string shortNumber(double number);
 
+/// "23.976024" of a fraction like "24000/1001"; any other text as it is.
+[[nodiscard]] std::string decimalOfFraction(const std::string& text);
+
 /// Bytes in the unit that leaves up to four digits: "512 B", "27.6 MB".
 [[nodiscard]] std::string byteText(long long bytes);
 

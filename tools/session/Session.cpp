@@ -2,14 +2,17 @@
 
 #include "tools/report/LibraryError.h"
 #include "tools/session/CallWatch.h"
+#include "tools/session/HostAliases.h"
 #include "tools/session/Interrupt.h"
 #include "tools/session/TraceRelay.h"
 
 namespace tool {
 
 Session::Session(const Options& options, const std::string& host)
-    : host_(host), relay_(options.trace ? std::make_unique<TraceRelay>(host) : nullptr),
-      server_(std::make_unique<LantrixServerHandle>((relay_ ? relay_->address() : host).c_str())),
+    : host_(host),
+      relay_(options.trace ? std::make_unique<TraceRelay>(aliasedHost(host)) : nullptr),
+      server_(std::make_unique<LantrixServerHandle>(
+          (relay_ ? relay_->address() : aliasedHost(host)).c_str())),
       watch_(std::make_unique<CallWatch>([this] { server_->stop(); }, options.timeout)) {}
 
 Session::~Session() = default;
@@ -55,6 +58,18 @@ std::string Session::typeName(const LantrixNodeHandle& node) {
     LantrixStr type;
     call("ask the kind of a node", [&] { return node.getNodeTypeStr(type); });
     return type.c_str();
+}
+
+std::vector<std::string> Session::streamNames(const LantrixNodeHandle& node) {
+    int count = 0;
+    call("list metadata", [&] { return node.getNumAvailableMetaDataStreams(count); });
+    std::vector<std::string> names;
+    for (int i = 0; i < count; ++i) {
+        LantrixStr name;
+        call("list metadata", [&] { return node.getAvailableMetaDataStream(i, name); });
+        names.emplace_back(name.c_str());
+    }
+    return names;
 }
 
 Failure Session::noSuchNode(const LantrixNodeHandle& node) {

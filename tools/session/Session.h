@@ -12,6 +12,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace tool {
 
@@ -19,7 +20,7 @@ class TraceRelay;
 
 class Session {
 public:
-    /// Sends nothing.
+    /// Sends nothing. \p host may be an alias; messages say what was given.
     Session(const Options& options, const std::string& host);
     ~Session();
     Session(const Session&) = delete;
@@ -45,6 +46,8 @@ public:
     [[nodiscard]] LantrixClipFormat format(const LantrixNodeHandle& clip);
     [[nodiscard]] int countFrames(const LantrixNodeHandle& clip);
     [[nodiscard]] std::string name(const LantrixNodeHandle& node);
+    /// The names of the node's metadata streams.
+    [[nodiscard]] std::vector<std::string> streamNames(const LantrixNodeHandle& node);
 
     /// The protocol that the server speaks, times 100: 206 for 2.6.
     [[nodiscard]] int protocol();

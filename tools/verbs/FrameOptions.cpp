@@ -17,7 +17,7 @@ void addFrameOptions(CLI::App& verb, FrameSelection& frames) {
 
 void addStartNumberOption(CLI::App& verb, int& startNumber) {
     verb.add_option("--start-number", startNumber, "The number of the clip's first frame")
-        ->check(CLI::Range(0, 1000000000));
+        ->check(CLI::Range(0, 1000000000, "0.."));
 }
 
 void addStoreOptions(CLI::App& verb, StoreRules& rules) {

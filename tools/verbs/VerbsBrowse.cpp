@@ -87,18 +87,6 @@ struct StatArguments {
     std::string address;
 };
 
-Json streamNames(Session& session, const LantrixNodeHandle& node) {
-    int count = 0;
-    session.call("list metadata", [&] { return node.getNumAvailableMetaDataStreams(count); });
-    Json names = Json::array();
-    for (int i = 0; i < count; ++i) {
-        LantrixStr name;
-        session.call("list metadata", [&] { return node.getAvailableMetaDataStream(i, name); });
-        names.push_back(name.c_str());
-    }
-    return names;
-}
-
 void runStat(Context& context, const StatArguments& arguments) {
     const Address address = parseAddress(arguments.address, context.options.host);
     Session session(browsingOptions(context.options), address.host);
@@ -114,7 +102,7 @@ void runStat(Context& context, const StatArguments& arguments) {
                    {"typeNumber", number},
                    {"isClip", isClip},
                    {"children", childrenOf(session, node).size()},
-                   {"streams", streamNames(session, node.handle)}};
+                   {"streams", session.streamNames(node.handle)}};
     if (isClip) {
         fields["frames"] = session.countFrames(node.handle);
         fields.update(formatFields(session.format(node.handle)));
@@ -262,7 +250,9 @@ void addTree(CLI::App& app, Context& context) {
         {"tree", "Draw the tree below a node", "lantrix tree --depth 2 farm:/Library"}, runTree,
         [](CLI::App& verb, TreeArguments& tree) {
             verb.add_option("ADDRESS", tree.address, "The node; the root unless given");
-            verb.add_option("--depth", tree.depth, "How many levels")->check(CLI::PositiveNumber);
+            verb.add_option("--depth", tree.depth, "How many levels")
+                ->check(CLI::Range(1, std::numeric_limits<int>::max(), "1.."))
+                ->default_str("all");
         });
 }
 

@@ -1,5 +1,7 @@
+#include "tools/session/HostAliases.h"
 #include "tools/session/NodeSearch.h"
 #include "tools/verbs/AddVerb.h"
+#include "tools/verbs/ShellLine.h"
 #include "tools/verbs/Verbs.h"
 
 #include <algorithm>
@@ -12,22 +14,14 @@ namespace tool {
 
 namespace {
 
-// ---- the scripts: each hands the words to the hidden verb, and what comes back to its shell
+// ---- the scripts: each hands the line left of the cursor to the hidden verb, and what comes back
+// to its shell, which adds the quotes; bash gets them added
 
 constexpr const char* bashScript = R"script(# bash completion of lantrix
 _lantrix() {
-    local line=${COMP_LINE:0:COMP_POINT} words current kept='' candidates candidate
-    read -a words <<<"$line" # a backslash keeps a blank in its word
-    [[ $line == *[!\\][[:blank:]] ]] && words+=("")
-    mapfile -t candidates < <("$1" complete-words -- "${words[@]:1}" 2>/dev/null)
-    # Only what follows the last break of words is replaced.
-    current=${words[-1]}
-    [[ $current == *[:=]* ]] && kept=${current%"${current##*[:=]}"}
-    COMPREPLY=()
-    for candidate in "${candidates[@]}"; do
-        COMPREPLY+=("$(printf '%q' "${candidate#"$kept"}")")
-    done
-    if [[ ${#COMPREPLY[@]} -eq 1 && ${COMPREPLY[0]} == */ ]]; then
+    local line=${COMP_LINE:0:COMP_POINT}
+    mapfile -t COMPREPLY < <("$1" complete-line bash "$line" 2>/dev/null)
+    if [[ ${COMPREPLY[0]} == *[/:=] ]]; then
         compopt -o nospace
     fi
 }
@@ -38,14 +32,14 @@ constexpr const char* zshScript = R"script(#compdef lantrix
 # zsh completion of lantrix
 _lantrix() {
     local -a candidates
-    candidates=("${(@f)$(${(Q)words[1]} complete-words -- "${(@Q)words[2,CURRENT]}" 2>/dev/null)}")
+    candidates=("${(@f)$(${(Q)words[1]} complete-line zsh "$LBUFFER" 2>/dev/null)}")
     candidates=(${candidates:#})
     if (( ! $#candidates )); then
         _files
         return
     fi
-    compadd -- ${candidates:#*/}
-    compadd -S '' -- ${(M)candidates:#*/}
+    compadd -- ${candidates:#*[/:=]}
+    compadd -S '' -- ${(M)candidates:#*[/:=]}
 }
 if [[ $funcstack[1] == _lantrix ]]; then
     _lantrix "$@"
@@ -56,13 +50,12 @@ fi
 
 constexpr const char* fishScript = R"script(# fish completion of lantrix
 function __lantrix_candidates
-    set -l words (commandline --tokenize --cut-at-cursor --current-process)
-    set -l current (commandline --current-token --cut-at-cursor)
-    set -l found (lantrix complete-words -- $words[2..] "$current" 2>/dev/null)
+    set -l line (commandline --cut-at-cursor --current-process | string collect)
+    set -l found (lantrix complete-line fish "$line" 2>/dev/null)
     if test (count $found) -gt 0
         printf '%s\n' $found
     else
-        __fish_complete_path "$current"
+        __fish_complete_path (commandline --current-token --cut-at-cursor)
     end
 end
 complete --command lantrix --no-files --arguments '(__lantrix_candidates)'
@@ -80,12 +73,22 @@ bool startsWith(const std::string& text, const std::string& start) {
     return text.compare(0, start.size(), start) == 0;
 }
 
+// "farm:" for each alias of a host, and "farm" as the value of an option.
+Candidates aliases(const std::string& end) {
+    Candidates names;
+    for (const auto& [name, host] : hostAliases())
+        names.push_back(name + end);
+    return names;
+}
+
 // Children of the folder that the word names up to its last slash. A single one that is no clip
 // ends in a slash, so that the next component can follow.
 Candidates remotePaths(const Options& options, const std::string& word) {
     const std::string path = word.empty() || word.back() == ':' ? word + "/" : word;
     const std::size_t slash = path.rfind('/');
-    if (slash == std::string::npos || (path.front() != '/' && !looksLikeAddress(path)))
+    if (slash == std::string::npos)
+        return aliases(":");
+    if (path.front() != '/' && !looksLikeAddress(path))
         return {};
     const std::string folder = path.substr(0, slash + 1);
     const Address address = parseAddress(folder, options.host);
@@ -101,6 +104,12 @@ Candidates remotePaths(const Options& options, const std::string& word) {
     if (matches.size() == 1 && !session.isClip(matches[0].handle))
         candidates[0] += "/";
     return candidates;
+}
+
+Candidates streamsOf(const Options& options, const std::string& text) {
+    const Address address = parseAddress(text, options.host);
+    Session session(options, address.host);
+    return session.streamNames(findNode(session, address));
 }
 
 // The words of a checked option stand between braces in the name of its type.
@@ -120,28 +129,33 @@ Candidates choicesOf(const CLI::Option& option) {
     return choices;
 }
 
+Candidates valuesOf(const CLI::Option& option) {
+    return option.check_lname("host") ? aliases("") : choicesOf(option);
+}
+
 // Where the words before the one to complete lead to.
 class CommandLine {
 public:
     CommandLine(const CLI::App& app, const Options& options) : verb_(&app), options_(options) {}
 
     void take(const std::string& word) {
+        const std::size_t equals = word.find('=');
         if (valueOf_ != nullptr) {
-            if (valueOf_->check_lname("host"))
-                options_.host = word;
-            valueOf_ = nullptr;
+            takeValue(word);
         } else if (startsWith(word, "-")) {
-            valueOf_ = optionWithValue(word);
+            valueOf_ = optionWithValue(word.substr(0, equals));
+            if (valueOf_ != nullptr && equals != std::string::npos)
+                takeValue(word.substr(equals + 1));
         } else if (const CLI::App* below = subcommand(word)) {
             verb_ = below;
         } else {
-            ++positionals_;
+            positionals_.push_back(word);
         }
     }
 
     [[nodiscard]] Candidates complete(const std::string& word) const {
-        Candidates all = valueOf_ != nullptr     ? choicesOf(*valueOf_)
-                         : startsWith(word, "-") ? optionNames()
+        Candidates all = valueOf_ != nullptr     ? valuesOf(*valueOf_)
+                         : startsWith(word, "-") ? optionNamesAndValues(word)
                          : subcommands().empty() ? positionalValues(word)
                                                  : subcommands();
         all.erase(std::remove_if(all.begin(), all.end(),
@@ -151,6 +165,12 @@ public:
     }
 
 private:
+    void takeValue(const std::string& value) {
+        if (valueOf_->check_lname("host"))
+            options_.host = value;
+        valueOf_ = nullptr;
+    }
+
     [[nodiscard]] const CLI::App* subcommand(const std::string& name) const {
         const auto found =
             verb_->get_subcommands([&](const CLI::App* app) { return app->get_name() == name; });
@@ -190,12 +210,26 @@ private:
         return names;
     }
 
+    // "--progress=b" is the name and the value in one word.
+    [[nodiscard]] Candidates optionNamesAndValues(const std::string& word) const {
+        const std::string name = word.substr(0, word.find('='));
+        const CLI::Option* option = name == word ? nullptr : optionWithValue(name);
+        if (option == nullptr)
+            return optionNames();
+        Candidates values = valuesOf(*option);
+        for (std::string& value : values)
+            value.insert(0, name + "=");
+        return values;
+    }
+
     [[nodiscard]] Candidates positionalValues(const std::string& word) const {
         const auto options =
             verb_->get_options([](const CLI::Option* option) { return option->get_positional(); });
         if (options.empty())
             return {};
-        const CLI::Option& option = *options[std::min(positionals_, options.size() - 1)];
+        const CLI::Option& option = *options[std::min(positionals_.size(), options.size() - 1)];
+        if (option.get_name() == "STREAM" && !positionals_.empty())
+            return streamsOf(options_, positionals_.back());
         Candidates choices = choicesOf(option);
         return choices.empty() ? remotePaths(options_, word) : choices;
     }
@@ -203,7 +237,7 @@ private:
     const CLI::App* verb_;
     Options options_;
     const CLI::Option* valueOf_ = nullptr; // the option whose value comes next
-    std::size_t positionals_ = 0;
+    std::vector<std::string> positionals_;
 };
 
 extern "C" {
@@ -212,19 +246,45 @@ static void endQuietly(int /*signal*/) {
 }
 }
 
-// A person waits for the next character: after a second there is nothing to offer. Resolving a
-// name and connecting can't be stopped, but the process can.
-void completeWords(const CLI::App& app, const Options& options, Candidates words) {
-    std::signal(SIGALRM, endQuietly);
-    ::alarm(1);
+struct LineToComplete {
+    std::string shell;
+    std::string text;
+};
+
+// An open quote would be closed behind a folder, unless there is a second thing that it may become.
+void printForBash(const ShellLine& line, const Candidates& candidates) {
+    for (const std::string& candidate : candidates)
+        std::printf("%s\n", line.bashReplacement(candidate).c_str());
+    if (line.isInQuotes() && candidates.size() == 1 && candidates[0].back() == '/')
+        std::printf("%s.\n", line.bashReplacement(candidates[0]).c_str());
+}
+
+Candidates candidatesOf(const CLI::App& app, Options options, const ShellLine& line) {
+    if (const std::string host = line.assigned("LANTRIX_HOST"); !host.empty())
+        options.host = host;
+    Candidates words = line.words();
     const std::string current = words.empty() ? "" : words.back();
     if (!words.empty())
         words.pop_back();
-    CommandLine line(app, options);
+    CommandLine command(app, options);
     for (const std::string& word : words)
-        line.take(word);
+        command.take(word);
+    return command.complete(current);
+}
+
+// A person waits for the next character: after a second there is nothing to offer. Resolving a
+// name and connecting can't be stopped, but the process can.
+void completeLine(const CLI::App& app, const Options& options, const LineToComplete& arguments) {
+    std::signal(SIGALRM, endQuietly);
+    ::alarm(1);
     try {
-        for (const std::string& candidate : line.complete(current))
+        const ShellLine line(arguments.text);
+        const Candidates candidates = candidatesOf(app, options, line);
+        if (arguments.shell == "bash") {
+            printForBash(line, candidates);
+            return;
+        }
+        for (const std::string& candidate : candidates)
             std::printf("%s\n", candidate.c_str());
     } catch (const Failure&) {
         return; // the failure shows when the command is run
@@ -244,16 +304,16 @@ void addCompletionVerbs(CLI::App& app, Context& context) {
                                  ->check(CLI::IsMember({"bash", "zsh", "fish"}));
                          });
 
-    addVerb<Candidates>(
+    addVerb<LineToComplete>(
         app, context,
-        {"complete-words", "Print what the last word may become; for completion scripts",
-         "lantrix complete-words -- ls /Lib"},
-        [&app](Context& given, const Candidates& words) {
-            completeWords(app, given.options, words);
+        {"complete-line", "Print what the last word may become; for completion scripts",
+         "lantrix complete-line bash 'lantrix ls /Lib'"},
+        [&app](Context& given, const LineToComplete& line) {
+            completeLine(app, given.options, line);
         },
-        [](CLI::App& verb, Candidates& words) {
-            verb.add_option("WORDS", words,
-                            "The words after lantrix, the last one to be completed");
+        [](CLI::App& verb, LineToComplete& line) {
+            verb.add_option("SHELL", line.shell, "The shell that asks")->required();
+            verb.add_option("LINE", line.text, "The line left of the cursor")->required();
             verb.group("");
         });
 }

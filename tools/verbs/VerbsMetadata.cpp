@@ -27,18 +27,6 @@ struct MetaArguments {
     bool raw = false;
 };
 
-std::vector<std::string> streamNames(Session& session, const LantrixNodeHandle& node) {
-    int count = 0;
-    session.call("list metadata", [&] { return node.getNumAvailableMetaDataStreams(count); });
-    std::vector<std::string> names;
-    for (int i = 0; i < count; ++i) {
-        LantrixStr name;
-        session.call("list metadata", [&] { return node.getAvailableMetaDataStream(i, name); });
-        names.emplace_back(name.c_str());
-    }
-    return names;
-}
-
 void checkWord(const std::string& word, const char* what) {
     if (word.empty() || word.find_first_of(" \t\n") != std::string::npos)
         throw Failure(Status::Usage, "'" + word + "' can't be sent as the " + what +
@@ -49,7 +37,7 @@ void runList(Context& context, const MetaArguments& arguments) {
     const Address address = parseAddress(arguments.address, context.options.host);
     Session session(browsingOptions(context.options), address.host);
     std::vector<Json> rows;
-    for (const std::string& name : streamNames(session, findNode(session, address)))
+    for (const std::string& name : session.streamNames(findNode(session, address)))
         rows.push_back({{"stream", name}});
     context.output.table("streams", rows);
 }
@@ -57,7 +45,7 @@ void runList(Context& context, const MetaArguments& arguments) {
 // Tells a stream that is not there from other reasons to refuse.
 [[noreturn]] void explainRefusal(Session& session, const LantrixNodeHandle& node,
                                  const std::string& stream, const Failure& failure) {
-    const std::vector<std::string> names = streamNames(session, node);
+    const std::vector<std::string> names = session.streamNames(node);
     if (failure.status() != Status::Refused ||
         std::find(names.begin(), names.end(), stream) != names.end()) {
         throw failure;

@@ -3,6 +3,7 @@
 #include "lantrix/LantrixBaseInterface.h"
 #include "tools/report/Json.h"
 #include "tools/session/Address.h"
+#include "tools/session/HostAliases.h"
 #include "tools/session/Session.h"
 #include "tools/session/TraceRelay.h"
 #include "tools/verbs/AddVerb.h"
@@ -107,7 +108,7 @@ private:
         hints.ai_family = AF_INET;
         hints.ai_socktype = SOCK_STREAM;
         addrinfo* list = nullptr;
-        const int error = ::getaddrinfo(host_.c_str(), nullptr, &hints, &list);
+        const int error = ::getaddrinfo(aliasedHost(host_).c_str(), nullptr, &hints, &list);
         if (error != 0) {
             return bad("name", {Status::NoConnection, ::gai_strerror(error)},
                        "Check the spelling of '" + host_ +
@@ -124,7 +125,8 @@ private:
     bool connect(Port port) {
         const std::string number = std::to_string(static_cast<int>(port));
         const std::string check = port == Port::Commands ? "command port" : "frame port";
-        const CoIoTcpDescriptor connection(host_.c_str(), static_cast<int>(port), 0, 0, 10);
+        const CoIoTcpDescriptor connection(aliasedHost(host_).c_str(), static_cast<int>(port), 0, 0,
+                                           10);
         const std::string error = connection.lastError();
         if (error.empty())
             return good(check, number + " accepts connections");
@@ -214,9 +216,10 @@ void runCall(Context& context, const CallArguments& arguments) {
     }
     std::optional<TraceRelay> relay;
     if (options.trace)
-        relay.emplace(options.host);
-    LantrixClientConnection connection((relay ? relay->address() : options.host).c_str(),
-                                       static_cast<int>(Port::Commands));
+        relay.emplace(aliasedHost(options.host));
+    LantrixClientConnection connection(
+        (relay ? relay->address() : aliasedHost(options.host)).c_str(),
+        static_cast<int>(Port::Commands));
     CallWatch watch([&] { connection.stop(); }, options.timeout);
     std::string reply;
     try {
