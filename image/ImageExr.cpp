@@ -1,5 +1,6 @@
 // OpenEXR files of halves or floats: gray as "Y", colour as "R", "G", "B", with or without "A".
 #include "image/Error.h"
+#include "image/ImageFile.h"
 #include "image/ImageFormats.h"
 
 #include <OpenEXR/ImfChannelList.h>

@@ -5,23 +5,12 @@
 #ifndef IMAGE_IMAGEFILE_H
 #define IMAGE_IMAGEFILE_H
 
+#include "image/ImageOptions.h"
 #include "image/PixelLayout.h"
 
 #include <string>
 
 namespace image {
-
-/// How to read files of which there is more than one way to read them.
-struct ReadOptions {
-    std::string part; ///< Name or number, from 0 on, of a part of an OpenEXR or TIFF file; "" for
-                      ///< the only one.
-    bool fit = false; ///< Cut or fill up with black what does not cover the display window.
-};
-
-/// How to write; "" is the kind's own choice.
-struct WriteOptions {
-    std::string compression;
-};
 
 /// Reads all but the pixels, which stay empty. Refuses a file that has been cut off.
 [[nodiscard]] Image readImageHeader(const std::string& file, const ReadOptions& options = {});

@@ -3,8 +3,9 @@
 #ifndef IMAGE_IMAGEFORMATS_H
 #define IMAGE_IMAGEFORMATS_H
 
-#include "image/ImageFile.h"
+#include "image/ImageOptions.h"
 #include "image/LocalFile.h"
+#include "image/PixelLayout.h"
 
 #include <string>
 

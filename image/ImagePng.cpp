@@ -1,6 +1,7 @@
 // PNG files by the classic interface of libpng, whose errors arrive by longjmp: no function here
 // makes an object with a destructor after its setjmp, and none that libpng calls throws.
 #include "image/Error.h"
+#include "image/ImageFile.h"
 #include "image/ImageFormats.h"
 #include "image/Ratio.h"
 
