@@ -109,11 +109,13 @@ template <class Object, class Fill>
 bool LantrixNodeClientAPI::makeObjects(const char* method, std::vector<Object>& objects,
                                        std::size_t count, Fill&& fill) {
     return lantrixGuarded(error_, [&] {
-        std::vector<Object> made(count);
+        std::vector<Object> made;
+        made.reserve(count);
         for (std::size_t i = 0; i < count; ++i) {
             if (i % LantrixTextList::piecesBetweenChecks == 0)
                 connection_.checkStopped(method);
-            fill(made[i], i);
+            made.emplace_back();
+            fill(made.back(), i);
         }
         objects.swap(made);
         return true;

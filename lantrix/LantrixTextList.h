@@ -1,10 +1,11 @@
 // The texts of a list reply: the reply as it came, with a terminator for each comma, and where each
-// item begins. A list of millions of items takes the reply and, while it grows, at most 12 bytes
-// for each of them.
+// item begins. A list of millions of items takes the reply and 4 bytes for each of them; at most 12
+// while an item is added.
 // Owns its texts. One thread at a time. Only std::bad_alloc is thrown, and what the check throws.
 #ifndef LANTRIX_LANTRIXTEXTLIST_H
 #define LANTRIX_LANTRIXTEXTLIST_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -37,13 +38,29 @@ public:
     void appendPair(const char* first, const char* second);
 
 private:
+    std::size_t countItems(Form form) const;
+
     std::string text_;                  // pieces, with a NUL between each two
     std::vector<std::uint32_t> starts_; // a reply line has at most 256 MiB
 };
 
+// Of a text whose commas are still there.
+inline std::size_t LantrixTextList::countItems(Form form) const {
+    if (form == Form::Pairs)
+        return (static_cast<std::size_t>(std::count(text_.begin(), text_.end(), ',')) + 1) / 2;
+    std::size_t count = 0;
+    char before = ',';
+    for (const char c : text_) {
+        count += c != ',' && before == ',' ? 1 : 0;
+        before = c;
+    }
+    return count;
+}
+
 template <class Check>
 LantrixTextList::LantrixTextList(std::string reply, Form form, Check&& check)
     : text_(std::move(reply)) {
+    starts_.reserve(countItems(form)); // so that it takes no more than it holds
     char* const begin = text_.data();
     char* const end = begin + text_.size();
     char* first = nullptr; // of a pair

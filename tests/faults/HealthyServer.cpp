@@ -50,6 +50,12 @@ std::map<std::string, std::string> tableOfReplies() {
     return replies;
 }
 
+// The name of the system that asks for paths, or its version, the last word.
+bool lacksText(const std::string& request) {
+    return request.rfind("GetFramePaths ", 0) == 0 &&
+           (request.find("  ") != std::string::npos || request.find(" 0 \n") != std::string::npos);
+}
+
 } // namespace
 
 const std::string& healthyBytes() {
@@ -117,6 +123,8 @@ void HealthyServer::serveCommands(RawClient& client) {
         const auto found =
             whole != replies.end() ? whole : replies.find(request.substr(0, request.find(' ')));
         std::string bytes = found != replies.end() ? found->second : "error No such method\n";
+        if (lacksText(request))
+            bytes = "ok for another request\n";
         if (late_) {
             std::this_thread::sleep_for(std::chrono::milliseconds(std::random_device()() % 3000));
             if (bytes == "ok \n")

@@ -16,10 +16,19 @@ int sizeOf(const std::vector<char>& frame) {
 bool copyHandles(Handles& handles) {
     try {
         const LantrixServerHandle server(handles.server);
+        LantrixClipFormat format;
+        if (!handles.clip.getClipFormat(format)) // known, and so copied
+            return false;
         const LantrixNodeHandle node(handles.clip);
+        if (!node.getClipFormat(format))
+            return false;
         handles.child = node;
         handles.child.setNodeId("n2"); // an empty id is its only way to report a failure
-        return handles.child.getNodeId().id() == std::string("n2");
+        if (handles.child.getNodeId().id() != std::string("n2"))
+            return false;
+        handles.format.swap(format);
+        handles.isClip = node.getNodeId().id() == std::string("clip");
+        return true;
     } catch (const std::bad_alloc&) {
         return false;
     }
