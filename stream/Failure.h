@@ -15,7 +15,7 @@ struct LANTRIX_EXPORT Failure {
     enum class Kind {
         None,
         Connection, ///< Connecting failed, or the connection broke; another one may serve.
-        Refused,    ///< The server, or a check before it, said no; asking again is no use.
+        Refused,    ///< The server, or a check before it, said no; asking again does not help.
         Stopped     ///< Cancelled before the end.
     };
 

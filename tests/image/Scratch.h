@@ -5,22 +5,15 @@
 #include "image/Error.h"
 #include "image/LocalFile.h"
 #include "image/PixelLayout.h"
+#include "tests/support/ScratchDirectory.h"
 
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <gtest/gtest.h>
 #include <random>
 
 class Scratch : public ::testing::Test {
 public:
-    Scratch() {
-        std::string name = (std::filesystem::temp_directory_path() / "lantrix.XXXXXX").string();
-        folder_ = ::mkdtemp(name.data());
-    }
-    ~Scratch() override { std::filesystem::remove_all(folder_); }
-
-    std::string file(const std::string& name) const { return (folder_ / name).string(); }
+    std::string file(const std::string& name) const { return folder_ / name; }
     std::string write(const std::string& name, const std::string& bytes) const {
         image::AsideFile aside(file(name));
         aside.write(image::Bytes(bytes.begin(), bytes.end()));
@@ -33,7 +26,7 @@ public:
     }
 
 private:
-    std::filesystem::path folder_;
+    ScratchDirectory folder_;
 };
 
 /// A frame of this layout, the same one each time.

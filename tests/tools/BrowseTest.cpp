@@ -38,7 +38,7 @@ TEST_F(BrowseTest, ListsAreFieldsBetweenTabs) {
         {{"find", "/Library/Reel", "--kind", "folder"}, "/Library/Reel\n/Library/Reel/day 1\n"},
         {{"du", "/Library", shot_}, "384\t3\t2\t/Library\n192\t2\t1\t" + shot_ + "\n"},
         {{"frames", shot_, "--start-number", "1001", "-f", "1002-"},
-         "1002\tn4-f1\t" + scratch_ + "/server/nodes/n4/f1\n"},
+         "1002\tn4-f1\t" + scratch_ / "a server/nodes/n4/f1\n"},
         {{"call", "GetChildren", "n1"}, "n2,Reel\n"},
         {{"complete-line", "fish", "lantrix tree --de"}, "--depth\n"},
         {{"complete-line", "zsh", "true; lantrix ls /Li"}, "/Library/\n"},

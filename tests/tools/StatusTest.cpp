@@ -19,7 +19,7 @@ TEST_F(StatusTest, EachFailureHasItsStatusAndSaysWhatIsWrong) {
     fails(2, {"lst"}, {"no verb 'lst'", "'ls'"});
     fails(2, {"ls", "--sotr=size"}, {"no option '--sotr'", "'--sort'"});
     fails(2, {"stat", "/a", "/b", "/c"}, {"not expected: '/b' '/c'"});
-    fails(2, {"get", "/plate", "x.#.png", "-f", "2-1"}, {"'2-1' is no frame range"});
+    fails(2, {"get", "/plate", "x.#.png", "-f", "2-1"}, {"'2-1' is not a frame range"});
     fails(2, {"mkclip", "/x", "--format", "8x8"}, {"'8x8' is not WxHxBITS or WxHxBITSxCHANNELS"});
     fails(6, {"mkclip", "/x", "--format", "30000x30000x16"}, {"1073741824"}); // the server's bound
     fails(2, {"rm", "-r", "/Library"}, {"-y"}); // nobody is there to be asked

@@ -72,21 +72,19 @@ ToolResult ToolProgram::finish() {
 ToolTest::ToolTest()
     : host_("127.90." + std::to_string(::getpid() / 250 % 250) + "." +
             std::to_string(::getpid() % 250 + 1)),
-      scratch_(::testing::TempDir() + "lantrix tool " + std::to_string(::getpid())),
-      folder_(scratch_ + "/here") {
+      folder_(scratch_ / "a folder") {
     std::filesystem::create_directories(folder_);
     serve();
 }
 
 ToolTest::~ToolTest() {
-    server_.reset();
-    std::filesystem::remove_all(scratch_);
+    server_.reset(); // before its directory goes
 }
 
 void ToolTest::serve(int minor) {
     server_.reset();
     DevServerOptions options;
-    options.root = scratch_ + "/server";
+    options.root = scratch_ / "a server";
     options.listen = host_;
     options.protocolMinor = minor;
     options.sync = DevSync::None; // no test cuts the power

@@ -5,6 +5,7 @@
 #define TESTS_TOOLS_TOOLPROGRAM_H
 
 #include "devserver/DevServer.h"
+#include "tests/support/ScratchDirectory.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -71,7 +72,9 @@ protected:
     /// The names of the files in a folder, in order, with a blank behind each.
     std::string files(const std::string& folder) const;
 
-    const std::string host_, scratch_, folder_;
+    const std::string host_;
+    const ScratchDirectory scratch_;
+    const std::string folder_;
     std::unique_ptr<DevServer> server_;
 };
 

@@ -107,8 +107,8 @@ TEST_F(TransferVerbsTest, TheBarFitsTheTerminalFromTheFirstMoment) {
     int terminal = -1;
     const pid_t program = ::forkpty(&terminal, nullptr, nullptr, &size);
     if (program == 0) {
-        ::execl(LANTRIX_PATH, "lantrix", "get", "/plate", (scratch_ + "/x.#.png").c_str(),
-                "--color", "never", nullptr);
+        ::execl(LANTRIX_PATH, "lantrix", "get", "/plate", (scratch_ / "x.#.png").c_str(), "--color",
+                "never", nullptr);
         ::_exit(127);
     }
     std::string shown;
@@ -126,7 +126,7 @@ TEST_F(TransferVerbsTest, TheBarFitsTheTerminalFromTheFirstMoment) {
 
 TEST_F(TransferVerbsTest, PutMakesTheClipOfItsFirstImage) {
     output({"get", "/plate", "x.####.png", "--start-number", "100"});
-    output({"put", "x.####.png", "/new", "--start-number", "100", "--rate", "12.5"});
+    output({"put", "x.####.png", "/new", "--start-number", "100", "--rate", "25/2"});
     EXPECT_EQ(12.5, json({"stat", "/new"})["frameRate"]);
     EXPECT_EQ(output({"cat", "/plate"}), output({"cat", "/new"}));
     // Into a clip that is there: only the chosen frames, and more of them where needed.
@@ -138,7 +138,7 @@ TEST_F(TransferVerbsTest, PutMakesTheClipOfItsFirstImage) {
 
 TEST_F(TransferVerbsTest, WorkersMoveEveryFrameOnceAlsoBetweenServers) {
     DevServerOptions options;
-    options.root = scratch_ + "/other";
+    options.root = scratch_ / "other";
     options.listen = "127.91" + host_.substr(6);
     const DevServer other(options);
     const std::string copy = options.listen + ":/copy";

@@ -9,7 +9,7 @@ namespace tool {
 
 namespace {
 
-// Throws only when the server can't be reached; what can't be understood is no version.
+// Throws only when the server can't be reached; a reply that can't be understood gives no version.
 ProtocolVersion askVersion(const TrialPlace& place) {
     try {
         Trial trial(place, {});

@@ -36,14 +36,14 @@ public:
     void text(const std::string& lines, const Json& fields);
     /// What -n would do, a line for each step; JSON: an array.
     void wouldDo(const std::vector<std::string>& steps);
-    /// What came of a verb whose result is no data: only for programs.
+    /// What a verb that prints no data has done: only for programs.
     void result(const Json& fields);
     /// A remark on standard error: nothing with -q or for JSON.
     void note(const std::string& line) const;
     /// The failure on standard error; with JSON as an object.
     void failure(const Failure& failure) const;
 
-    /// Standard output as an image or other bytes: checks that it is no terminal.
+    /// Standard output as an image or other bytes: refuses a terminal.
     static void requireNoTerminal();
     static void finish();
 

@@ -71,12 +71,12 @@ Address parseAddress(const std::string& text, const std::string& defaultHost) {
     if (path.rfind(idPrefix, 0) == 0) {
         address.nodeId = path.substr(std::char_traits<char>::length(idPrefix));
         if (address.nodeId.empty())
-            throw Failure(Status::Usage, "'" + text + "' names no node id");
+            throw Failure(Status::Usage, "'" + text + "' does not say which node: write id=NODE");
         return address;
     }
     if (!path.empty() && path.front() != '/')
         throw Failure(Status::Usage, "'" + text +
-                                         "' is no address: write /path, HOST:/path, "
+                                         "' is not an address: write /path, HOST:/path, "
                                          "id=NODE or HOST:id=NODE");
     if (path.empty() && colon == std::string::npos)
         throw Failure(Status::Usage, "an address is empty");

@@ -24,7 +24,8 @@ std::optional<int> takeNumber(const char*& at, const char* end) {
 
 Failure noRange(const std::string& text) {
     return {Status::Usage,
-            "'" + text + "' is no frame range: write 5, 1-100, 1-100x2 or 12-, joined by commas"};
+            "'" + text +
+                "' is not a frame range: write 5, 1-100, 1-100x2 or 12-, joined by commas"};
 }
 
 } // namespace

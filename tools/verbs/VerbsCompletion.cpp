@@ -81,7 +81,7 @@ Candidates aliases(const std::string& end) {
     return names;
 }
 
-// Children of the folder that the word names up to its last slash. A single one that is no clip
+// Children of the folder that the word names up to its last slash. A single one that is not a clip
 // ends in a slash, so that the next component can follow.
 Candidates remotePaths(const Options& options, const std::string& word) {
     const std::string path = word.empty() || word.back() == ':' ? word + "/" : word;

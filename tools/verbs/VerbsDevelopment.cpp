@@ -28,7 +28,7 @@ void setProtocol(DevServerOptions& server, const std::string& text) {
     const auto major = devInteger<int>(text.substr(0, dot));
     const auto minor = devInteger<int>(dot == std::string::npos ? "" : text.substr(dot + 1));
     if (!major || !minor)
-        throw Failure(Status::Usage, "'" + text + "' is no protocol version like 2.6");
+        throw Failure(Status::Usage, "'" + text + "' is not a protocol version such as 2.6");
     server.protocolMajor = *major;
     server.protocolMinor = *minor;
 }

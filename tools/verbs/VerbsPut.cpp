@@ -143,7 +143,9 @@ void addPutVerb(CLI::App& app, Context& context) {
             addFrameOptions(verb, put.selection);
             addMissingOption(verb, put.missing);
             verb.add_option("--tag", put.tag, "Format tag of a new clip, such as rgb10");
-            verb.add_option("--rate", put.rate, "Frames per second of a new clip")
+            verb.add_option("--rate", put.rate,
+                            "Frames per second of a new clip: 24, 23.976 or 24000/1001")
+                ->transform(decimalOfFraction)
                 ->check(CLI::PositiveNumber);
             verb.add_option("--format", put.format,
                             "WIDTHxHEIGHTxBITS[xCHANNELS][@RATE] of a new clip of raw frames");
