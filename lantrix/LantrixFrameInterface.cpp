@@ -56,29 +56,29 @@ void LantrixRawDataClientConnection::connectIfNeeded() {
         connect();
 }
 
-int LantrixRawDataClientConnection::send(const char* buf, int len, bool moreFollows) {
+int LantrixRawDataClientConnection::send(const char* buffer, int size, bool moreFollows) {
     connectIfNeeded();
-    if (len < 0)
+    if (size < 0)
         failAndDrop("Cannot write a negative number of bytes", writeLine);
     descriptor_->setMoreToCome(moreFollows);
-    if (descriptor_->blockingWrite(buf, static_cast<unsigned>(len)) != len)
+    if (descriptor_->blockingWrite(buffer, static_cast<unsigned>(size)) != size)
         failAndDrop(descriptor_->lastError(), writeLine);
-    return len;
+    return size;
 }
 
-int LantrixRawDataClientConnection::write(const char* buf, int len) {
-    return send(buf, len, false);
+int LantrixRawDataClientConnection::write(const char* buffer, int size) {
+    return send(buffer, size, false);
 }
 
-int LantrixRawDataClientConnection::writePart(const char* buf, int len) {
-    return send(buf, len, true);
+int LantrixRawDataClientConnection::writePart(const char* buffer, int size) {
+    return send(buffer, size, true);
 }
 
-int LantrixRawDataClientConnection::read(char* buf, int len) {
+int LantrixRawDataClientConnection::read(char* buffer, int size) {
     connectIfNeeded();
-    if (len < 0)
+    if (size < 0)
         failAndDrop("Cannot read a negative number of bytes", readLine);
-    const int count = descriptor_->blockingRead(buf, static_cast<unsigned>(len));
+    const int count = descriptor_->blockingRead(buffer, static_cast<unsigned>(size));
     if (count == 0)
         failAndDrop("Connection closed", closedLine);
     if (count < 0) {
@@ -87,7 +87,7 @@ int LantrixRawDataClientConnection::read(char* buf, int len) {
                       descriptor_->lastError());
         failAndDrop(text, readLine);
     }
-    if (count < len)
+    if (count < size)
         failAndDrop("Operation aborted.", abortedLine);
     return count;
 }

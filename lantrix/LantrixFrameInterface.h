@@ -27,14 +27,14 @@ public:
 
     /// Connects, dropping a connection that exists; waits at most 10 seconds for the host.
     void connect();
-    /// Sends exactly \p len bytes, connecting first if needed. Returns \p len.
-    int write(const char* buf, int len);
+    /// Sends exactly \p size bytes, connecting first if needed. Returns \p size.
+    int write(const char* buffer, int size);
     /// As write, for a part of a request that another write follows at once: the system may hold
     /// it back until then, so that small parts leave together.
-    int writePart(const char* buf, int len);
-    /// Receives exactly \p len bytes, connecting first if needed. Returns \p len. A request for
+    int writePart(const char* buffer, int size);
+    /// Receives exactly \p size bytes, connecting first if needed. Returns \p size. A request for
     /// 0 bytes fails with "Connection closed".
-    int read(char* buf, int len);
+    int read(char* buffer, int size);
     /// Closes the connection; does nothing without one.
     void disconnect();
     /// True until a failure or disconnect(); the socket itself is not probed.
@@ -45,7 +45,7 @@ public:
     void stop();
 
 private:
-    int send(const char* buf, int len, bool moreFollows);
+    int send(const char* buffer, int size, bool moreFollows);
     void connectIfNeeded();
     [[noreturn]] void failAndDrop(const char* text, int line);
 

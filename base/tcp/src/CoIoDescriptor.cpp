@@ -34,14 +34,14 @@ constexpr int moreFollows = 0;
 #endif
 
 // Reads and writes count in ints, and some systems refuse more in one call.
-std::size_t boundedLength(unsigned len) {
-    return std::min<std::size_t>(len, INT_MAX);
+std::size_t boundedSize(unsigned size) {
+    return std::min<std::size_t>(size, INT_MAX);
 }
 
-ssize_t writeOnce(int fd, const void* buf, std::size_t len, int flags) {
-    const ssize_t written = ::send(fd, buf, len, flags);
+ssize_t writeOnce(int fd, const void* buffer, std::size_t size, int flags) {
+    const ssize_t written = ::send(fd, buffer, size, flags);
     if (written < 0 && errno == ENOTSOCK)
-        return ::write(fd, buf, len);
+        return ::write(fd, buffer, size);
     return written;
 }
 
@@ -95,30 +95,30 @@ CoIoDescriptor::Wait CoIoDescriptor::wait(Direction direction, int milliseconds)
     return Wait::Failed;
 }
 
-int CoIoDescriptor::nonBlockingWrite(const void* buf, unsigned len) {
+int CoIoDescriptor::nonBlockingWrite(const void* buffer, unsigned size) {
     if (id_ < 0)
         return fail("Not connected.");
     const int flags = noSignal | (moreToCome_ ? moreFollows : 0);
     ssize_t written;
     do
-        written = writeOnce(id_, buf, boundedLength(len), flags);
+        written = writeOnce(id_, buffer, boundedSize(size), flags);
     while (written < 0 && errno == EINTR);
     return written < 0 ? failTransfer() : static_cast<int>(written);
 }
 
-int CoIoDescriptor::nonBlockingRead(void* buf, unsigned len) {
+int CoIoDescriptor::nonBlockingRead(void* buffer, unsigned size) {
     if (id_ < 0) {
         fail("Not connected.");
         return 0; // not -1: callers take a missing descriptor for the end of its stream
     }
     ssize_t count;
     do
-        count = ::read(id_, buf, boundedLength(len));
+        count = ::read(id_, buffer, boundedSize(size));
     while (count < 0 && errno == EINTR);
     return count < 0 ? failTransfer() : static_cast<int>(count);
 }
 
-int CoIoDescriptor::nonBlockingReadSelect(void* buf, unsigned len) {
+int CoIoDescriptor::nonBlockingReadSelect(void* buffer, unsigned size) {
     switch (wait(Direction::Read, waitMilliseconds)) {
     case Wait::TimedOut:
     case Wait::Interrupted:
@@ -128,14 +128,14 @@ int CoIoDescriptor::nonBlockingReadSelect(void* buf, unsigned len) {
     default:
         break;
     }
-    const int count = nonBlockingRead(buf, len);
+    const int count = nonBlockingRead(buffer, size);
     return count != 0 ? count : fail("Connection closed");
 }
 
 // Results are ints, so a longer transfer could not be told from a failure.
-bool CoIoDescriptor::beginTransfer(unsigned len) {
+bool CoIoDescriptor::beginTransfer(unsigned size) {
     stopFlag_->store(false);
-    if (len <= INT_MAX)
+    if (size <= INT_MAX)
         return true;
     fail("Transfer too long");
     return false;
@@ -161,16 +161,16 @@ int CoIoDescriptor::transferOnce(Wait waited, Transfer&& transfer) {
 // always possible is therefore tried before it is waited for: the first piece of a write, and a
 // read behind another, as of a frame's bytes behind their status.
 // After a signal the write is tried all the same; finding no room then is not a failure.
-int CoIoDescriptor::blockingWrite(const void* buf, unsigned len) {
+int CoIoDescriptor::blockingWrite(const void* buffer, unsigned size) {
     if (id_ < 0)
         return fail("Not connected.");
-    if (!beginTransfer(len))
+    if (!beginTransfer(size))
         return -1;
-    const char* const bytes = static_cast<const char*>(buf);
+    const char* const bytes = static_cast<const char*>(buffer);
     moreExpected_ = false;
     bool tryFirst = neverBlocks_;
     unsigned done = 0;
-    while (done < len) {
+    while (done < size) {
         if (isStopped())
             return fail("Connection stopped");
         const Wait waited = tryFirst ? Wait::Skipped : wait(Direction::Write, waitMilliseconds);
@@ -180,7 +180,7 @@ int CoIoDescriptor::blockingWrite(const void* buf, unsigned len) {
         if (isStopped() || waited == Wait::TimedOut)
             continue;
         const int written =
-            transferOnce(waited, [&] { return nonBlockingWrite(bytes + done, len - done); });
+            transferOnce(waited, [&] { return nonBlockingWrite(bytes + done, size - done); });
         if (written == notReady)
             continue;
         if (written <= 0)
@@ -190,14 +190,14 @@ int CoIoDescriptor::blockingWrite(const void* buf, unsigned len) {
     return static_cast<int>(done);
 }
 
-int CoIoDescriptor::blockingRead(void* buf, unsigned len) {
-    if (!beginTransfer(len))
+int CoIoDescriptor::blockingRead(void* buffer, unsigned size) {
+    if (!beginTransfer(size))
         return -1;
-    char* const bytes = static_cast<char*>(buf);
+    char* const bytes = static_cast<char*>(buffer);
     bool tryFirst = neverBlocks_ && moreExpected_;
     moreExpected_ = false;
     unsigned done = 0;
-    while (done < len) {
+    while (done < size) {
         if (isStopped())
             return fail("Connection stopped");
         const Wait waited = tryFirst ? Wait::Skipped : wait(Direction::Read, waitMilliseconds);
@@ -208,7 +208,7 @@ int CoIoDescriptor::blockingRead(void* buf, unsigned len) {
         if (isStopped() || waited == Wait::TimedOut || waited == Wait::Interrupted)
             continue;
         const int count =
-            transferOnce(waited, [&] { return nonBlockingRead(bytes + done, len - done); });
+            transferOnce(waited, [&] { return nonBlockingRead(bytes + done, size - done); });
         if (count == notReady)
             continue;
         if (count <= 0)

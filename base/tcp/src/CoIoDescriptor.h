@@ -23,23 +23,23 @@ public:
     CoIoDescriptor& operator=(const CoIoDescriptor&) = delete;
 
     /// Writes once what the descriptor takes at present. Returns the bytes written, possibly
-    /// fewer than \p len; -1 on failure. Never raises SIGPIPE for a socket. After -1 errno still
+    /// fewer than \p size; -1 on failure. Never raises SIGPIPE for a socket. After -1 errno still
     /// holds the cause.
-    virtual int nonBlockingWrite(const void* buf, unsigned len);
-    /// Writes all \p len bytes, waiting as long as it takes. Clears the stop flag first. Returns
-    /// \p len; 0 when \p len is 0; -1 on failure, after stop(), or beyond INT_MAX bytes.
-    virtual int blockingWrite(const void* buf, unsigned len);
+    virtual int nonBlockingWrite(const void* buffer, unsigned size);
+    /// Writes all \p size bytes, waiting as long as it takes. Clears the stop flag first. Returns
+    /// \p size; 0 when \p size is 0; -1 on failure, after stop(), or beyond INT_MAX bytes.
+    virtual int blockingWrite(const void* buffer, unsigned size);
     /// Waits at most IO_WAIT_RESOLUTION seconds for data and reads once. Returns the bytes read;
     /// 0 when nothing came in time or a signal interrupted; -1 on failure, which the end of the
     /// stream is ("Connection closed").
-    virtual int nonBlockingReadSelect(void* buf, unsigned len);
+    virtual int nonBlockingReadSelect(void* buffer, unsigned size);
     /// Reads once what is there at present. Returns the bytes read; 0 at the end of the stream,
     /// and, unlike a write, without a descriptor ("Not connected."); -1 on failure.
-    virtual int nonBlockingRead(void* buf, unsigned len);
-    /// Reads exactly \p len bytes, waiting as long as it takes. Clears the stop flag first.
-    /// Returns \p len; 0 when \p len is 0, or when the peer closed, whatever had arrived, and
+    virtual int nonBlockingRead(void* buffer, unsigned size);
+    /// Reads exactly \p size bytes, waiting as long as it takes. Clears the stop flag first.
+    /// Returns \p size; 0 when \p size is 0, or when the peer closed, whatever had arrived, and
     /// then without a text; -1 on failure, after stop(), or beyond INT_MAX bytes.
-    virtual int blockingRead(void* buf, unsigned len);
+    virtual int blockingRead(void* buffer, unsigned size);
     /// Closes the descriptor. Returns what close(2) does; a negative number when it was closed.
     virtual int close();
 
@@ -90,7 +90,7 @@ private:
     int failTransfer();
     template <class Transfer>
     int transferOnce(Wait waited, Transfer&& transfer);
-    bool beginTransfer(unsigned len);
+    bool beginTransfer(unsigned size);
 
     int id_;
     std::string lastError_;

@@ -33,12 +33,12 @@ CoIoTcpDescriptor::~CoIoTcpDescriptor() {
     CoIoTcpDescriptor::close();
 }
 
-int CoIoTcpDescriptor::nonBlockingWrite(const void* buf, unsigned len) {
-    return CoIoDescriptor::nonBlockingWrite(buf, len);
+int CoIoTcpDescriptor::nonBlockingWrite(const void* buffer, unsigned size) {
+    return CoIoDescriptor::nonBlockingWrite(buffer, size);
 }
 
-int CoIoTcpDescriptor::nonBlockingRead(void* buf, unsigned len) {
-    return CoIoDescriptor::nonBlockingRead(buf, len);
+int CoIoTcpDescriptor::nonBlockingRead(void* buffer, unsigned size) {
+    return CoIoDescriptor::nonBlockingRead(buffer, size);
 }
 
 void CoIoTcpDescriptor::init() {}

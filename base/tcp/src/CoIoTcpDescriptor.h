@@ -24,8 +24,8 @@ public:
     explicit CoIoTcpDescriptor(int fd);
     ~CoIoTcpDescriptor() override;
 
-    int nonBlockingWrite(const void* buf, unsigned len) override;
-    int nonBlockingRead(void* buf, unsigned len) override;
+    int nonBlockingWrite(const void* buffer, unsigned size) override;
+    int nonBlockingRead(void* buffer, unsigned size) override;
     int close() override;
 
     /// Does nothing.
