@@ -160,63 +160,60 @@ int CoIoDescriptor::transferOnce(Wait waited, Transfer&& transfer) {
 // System calls are what a small frame costs. Where the descriptor never blocks, what is nearly
 // always possible is therefore tried before it is waited for: the first piece of a write, and a
 // read behind another, as of a frame's bytes behind their status.
-// After a signal the write is tried all the same; finding no room then is not a failure.
+// Returns size, or what the transfer that moved nothing returned.
+template <class Transfer>
+int CoIoDescriptor::transferAll(Direction direction, unsigned size, bool tryFirst,
+                                Transfer&& transfer) {
+    unsigned done = 0;
+    while (done < size) {
+        if (isStopped())
+            return fail("Connection stopped");
+        const Wait waited = tryFirst ? Wait::Skipped : wait(direction, waitMilliseconds);
+        tryFirst = false;
+        if (waited == Wait::Failed)
+            return failWithErrno();
+        // Seen again here: the next transfer, of a status byte perhaps, would clear the flag.
+        if (isStopped() || waited == Wait::TimedOut)
+            continue;
+        // After a signal a write is tried all the same; finding no room then is not a failure.
+        if (waited == Wait::Interrupted && direction == Direction::Read)
+            continue;
+        const int count = transferOnce(waited, [&] { return transfer(done); });
+        if (count == notReady)
+            continue;
+        if (count <= 0)
+            return count;
+        done += static_cast<unsigned>(count);
+    }
+    return static_cast<int>(done);
+}
+
 int CoIoDescriptor::blockingWrite(const void* buffer, unsigned size) {
     if (id_ < 0)
         return fail("Not connected.");
     if (!beginTransfer(size))
         return -1;
-    const char* const bytes = static_cast<const char*>(buffer);
     moreExpected_ = false;
-    bool tryFirst = neverBlocks_;
-    unsigned done = 0;
-    while (done < size) {
-        if (isStopped())
-            return fail("Connection stopped");
-        const Wait waited = tryFirst ? Wait::Skipped : wait(Direction::Write, waitMilliseconds);
-        tryFirst = false;
-        if (waited == Wait::Failed)
-            return failWithErrno();
-        if (isStopped() || waited == Wait::TimedOut)
-            continue;
-        const int written =
-            transferOnce(waited, [&] { return nonBlockingWrite(bytes + done, size - done); });
-        if (written == notReady)
-            continue;
-        if (written <= 0)
-            return written < 0 ? written : fail("Connection closed");
-        done += static_cast<unsigned>(written);
-    }
-    return static_cast<int>(done);
+    const char* const bytes = static_cast<const char*>(buffer);
+    const int written =
+        transferAll(Direction::Write, size, neverBlocks_, [this, bytes, size](unsigned done) {
+            return nonBlockingWrite(bytes + done, size - done);
+        });
+    return written == 0 && size > 0 ? fail("Connection closed") : written;
 }
 
+// At the end of the stream what had arrived is dropped, without a text.
 int CoIoDescriptor::blockingRead(void* buffer, unsigned size) {
     if (!beginTransfer(size))
         return -1;
     char* const bytes = static_cast<char*>(buffer);
-    bool tryFirst = neverBlocks_ && moreExpected_;
-    moreExpected_ = false;
-    unsigned done = 0;
-    while (done < size) {
-        if (isStopped())
-            return fail("Connection stopped");
-        const Wait waited = tryFirst ? Wait::Skipped : wait(Direction::Read, waitMilliseconds);
-        tryFirst = false;
-        if (waited == Wait::Failed)
-            return failWithErrno();
-        // Seen again here: the next transfer, of a status byte perhaps, would clear the flag.
-        if (isStopped() || waited == Wait::TimedOut || waited == Wait::Interrupted)
-            continue;
-        const int count =
-            transferOnce(waited, [&] { return nonBlockingRead(bytes + done, size - done); });
-        if (count == notReady)
-            continue;
-        if (count <= 0)
-            return count; // at the end of the stream what had arrived is dropped, without a text
-        done += static_cast<unsigned>(count);
-    }
-    moreExpected_ = true;
-    return static_cast<int>(done);
+    const bool tryFirst = neverBlocks_ && moreExpected_;
+    const int count =
+        transferAll(Direction::Read, size, tryFirst, [this, bytes, size](unsigned done) {
+            return nonBlockingRead(bytes + done, size - done);
+        });
+    moreExpected_ = count == static_cast<int>(size);
+    return count;
 }
 
 void CoIoDescriptor::setId(int fd) {

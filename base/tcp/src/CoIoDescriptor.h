@@ -90,6 +90,8 @@ private:
     int failTransfer();
     template <class Transfer>
     int transferOnce(Wait waited, Transfer&& transfer);
+    template <class Transfer>
+    int transferAll(Direction direction, unsigned size, bool tryFirst, Transfer&& transfer);
     bool beginTransfer(unsigned size);
 
     int id_;
