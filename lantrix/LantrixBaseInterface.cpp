@@ -20,7 +20,7 @@ bool isEmpty(const char* text) {
     return *coTextOrEmpty(text) == '\0';
 }
 
-// Paths are not escaped: one that holds a double quote or a comma would not survive the way.
+// Paths are not escaped: one that holds a double quote or a comma would arrive as something else.
 std::string quotedList(const LantrixStr* paths, int count) {
     std::string list;
     for (int i = 0; paths != nullptr && i < count; ++i)

@@ -78,8 +78,8 @@ public:
 
     /// Ends the request or transfer that another thread waits for on this handle: its call returns
     /// false within a second or so, except while it resolves the host name or connects. A call that
-    /// begins later is not affected, nor is one that is just between two of its transfers: who must
-    /// be certain repeats it until the call has returned. Takes no lock; may be called at any
+    /// begins later is not affected, nor is one that is just between two of its transfers: to be
+    /// certain, call it again until the call has returned. Takes no lock; may be called at any
     /// moment, and from a signal handler.
     void stop();
 
@@ -124,7 +124,7 @@ public:
     /// The server's last error.
     const char* lastError() const;
 
-    /// The kind of the node as the server's number and text, and whether it is a clip. Send
+    /// The kind of the node as the server's number and text, and whether it is a clip. They send
     /// "GetNodeType" and "GetNodeTypeStr" once for all three. A number that the reply lacks is 0.
     bool getNodeType(int& type) const;
     bool getNodeTypeStr(LantrixStr& type) const;

@@ -11,7 +11,7 @@
 namespace {
 
 // It is built at load time, or earlier when an object that is built before needs it, and destroyed
-// when the library is unloaded, behind every object of the application.
+// when the library is unloaded, after every object of the application.
 alignas(LantrixServerHandle) unsigned char storage[sizeof(LantrixServerHandle)];
 
 void destroyState(void* state) {

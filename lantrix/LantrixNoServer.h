@@ -1,6 +1,6 @@
 // The server of node handles that have not been given one: it has the empty host name, so that
-// every call fails. All such handles of the process share it, in any thread; so each thread that
-// calls has a state of its own behind it, and a last error of its own.
+// every call fails. All such handles of the process share it, in any thread; therefore each thread
+// that calls has its own state behind it, with its own last error.
 #ifndef LANTRIX_LANTRIXNOSERVER_H
 #define LANTRIX_LANTRIXNOSERVER_H
 

@@ -78,7 +78,7 @@ void storeFrameId(LantrixFrameId& frame, const char* id) {
 std::string thisSystem() {
     const LantrixStr host = LantrixOS::getHostName(), version = LantrixOS::getOSVersion();
     if (host.length() == 0 || version.length() == 0)
-        throw std::bad_alloc(); // a request without them would be another
+        throw std::bad_alloc(); // without them it would be a different request
     return coFormatCut(512, "%s %d %s", host.c_str(), LantrixOS::getOSType(), version.c_str());
 }
 
@@ -91,7 +91,7 @@ LantrixNodeClientAPI::LantrixNodeClientAPI(LantrixClientConnection& connection)
 
 LantrixNodeClientAPI::~LantrixNodeClientAPI() = default;
 
-// Every operation on a node comes through here, with its arguments built.
+// Every operation on a node comes through here, with its arguments ready.
 std::string LantrixNodeClientAPI::ask(const char* method, const LantrixNodeId& node,
                                       const std::string& args) {
     checkNodeId(node);
@@ -104,7 +104,7 @@ LantrixTextList LantrixNodeClientAPI::askItems(const char* method, const Lantrix
                            [&] { connection_.checkStopped(method); });
 }
 
-// Objects in place of a list: as long as they are being made, the call can be stopped.
+// Makes the objects for the items of a list. The call can still be stopped meanwhile.
 template <class Object, class Fill>
 bool LantrixNodeClientAPI::makeObjects(const char* method, std::vector<Object>& objects,
                                        std::size_t count, Fill&& fill) {

@@ -109,7 +109,7 @@ public:
                     const char* typeStr, LantrixNodeId& newNode) override;
 
     /// As getChildren (pairs of id and display text), allocateFrames, getFrames, getFramePaths and
-    /// queryMetaDataSupport, with a list that needs no string for each item. It is replaced.
+    /// queryMetaDataSupport, with a list that needs no string for each item and is replaced.
     bool listChildren(const LantrixNodeId& node, LantrixTextList& children);
     bool listNewFrames(const LantrixNodeId& node, int numFrames, const LantrixClipFormat& format,
                        LantrixTextList& frames);

@@ -23,7 +23,8 @@ struct LantrixNodeKind {
 
 class LantrixNodeImp {
 public:
-    /// Nothing is known. Both throw std::bad_alloc rather than lose a text.
+    /// Without answers, and a copy with its answers. Both throw std::bad_alloc rather than lose a
+    /// text.
     LantrixNodeImp(const LantrixServerHandle& server, const LantrixNodeId& id);
     LantrixNodeImp(const LantrixNodeImp& other);
     LantrixNodeImp& operator=(const LantrixNodeImp&) = delete;
@@ -38,8 +39,8 @@ public:
     /// A server that has no frame paths, or whose version can't be asked, gives none.
     bool refreshFramePaths(LantrixServerImp& server);
 
-    /// Makes the state name another node on the same server; keeps all for the same id, and what
-    /// was known while no node was named. Takes the text of \p id.
+    /// Makes the state name another node on the same server; keeps its answers when the id is
+    /// the same or no node was named before. Takes the text of \p id.
     void setId(LantrixNodeId& id) noexcept;
     /// Forgets everything but id and server.
     void forget() noexcept;

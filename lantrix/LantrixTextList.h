@@ -41,10 +41,10 @@ private:
     std::size_t countItems(Form form) const;
 
     std::string text_;                  // pieces, with a NUL between each two
-    std::vector<std::uint32_t> starts_; // a reply line has at most 256 MiB
+    std::vector<std::uint32_t> starts_; // enough: a reply line has at most 256 MiB
 };
 
-// Of a text whose commas are still there.
+// While the commas are still in the text.
 inline std::size_t LantrixTextList::countItems(Form form) const {
     if (form == Form::Pairs)
         return (static_cast<std::size_t>(std::count(text_.begin(), text_.end(), ',')) + 1) / 2;
@@ -60,7 +60,7 @@ inline std::size_t LantrixTextList::countItems(Form form) const {
 template <class Check>
 LantrixTextList::LantrixTextList(std::string reply, Form form, Check&& check)
     : text_(std::move(reply)) {
-    starts_.reserve(countItems(form)); // so that it takes no more than it holds
+    starts_.reserve(countItems(form)); // no more memory than it needs
     char* const begin = text_.data();
     char* const end = begin + text_.size();
     char* first = nullptr; // of a pair

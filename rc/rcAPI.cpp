@@ -49,7 +49,7 @@ bool rcAPI::isReady() {
     return isConnected() && !connection_->isInherited() && dropLateReplies() && repliesOwed_ == 0;
 }
 
-// With what an incomplete line has left open, and the memory of its value.
+// Also the escape that an incomplete line has left open, and the memory of its value.
 void rcAPI::forgetReply() {
     static_cast<void>(result_->takeValue());
     *result_ = rcResult();

@@ -2,7 +2,7 @@
 #ifndef BASE_TCP_COFORK_H
 #define BASE_TCP_COFORK_H
 
-/// A number that each fork gives another value in the child.
+/// A number that differs between a process and each of its children.
 unsigned coProcessGeneration();
 
 #endif

@@ -146,8 +146,8 @@ int CoIoDescriptor::failTransfer() {
     return readyUnknown_ && wouldBlock(errno) ? -1 : failWithErrno();
 }
 
-// Runs one write or read behind the wait that ended so, if there was one. Returns its result, or
-// notReady when there turned out to be no room or no data.
+// Runs one write or read, after a wait that ended as 'waited' says. Returns its result, or notReady
+// when there was no room or no data after all.
 template <class Transfer>
 int CoIoDescriptor::transferOnce(Wait waited, Transfer&& transfer) {
     readyUnknown_ = waited != Wait::Ready;
@@ -157,7 +157,7 @@ int CoIoDescriptor::transferOnce(Wait waited, Transfer&& transfer) {
     return nothingMoved ? notReady : count;
 }
 
-// System calls are what a small frame costs. Where the descriptor never blocks, what is nearly
+// The cost of a small frame is its system calls. Where the descriptor never blocks, what is nearly
 // always possible is therefore tried before it is waited for: the first piece of a write, and a
 // read behind another, as of a frame's bytes behind their status.
 // Returns size, or what the transfer that moved nothing returned.

@@ -30,8 +30,8 @@ public:
     /// \p size; 0 when \p size is 0; -1 on failure, after stop(), or beyond INT_MAX bytes.
     virtual int blockingWrite(const void* buffer, unsigned size);
     /// Waits at most IO_WAIT_RESOLUTION seconds for data and reads once. Returns the bytes read;
-    /// 0 when nothing came in time or a signal interrupted; -1 on failure, which the end of the
-    /// stream is ("Connection closed").
+    /// 0 when nothing came in time or a signal interrupted; -1 on failure and at the end of the
+    /// stream ("Connection closed").
     virtual int nonBlockingReadSelect(void* buffer, unsigned size);
     /// Reads once what is there at present. Returns the bytes read; 0 at the end of the stream,
     /// and, unlike a write, without a descriptor ("Not connected."); -1 on failure.
@@ -82,7 +82,7 @@ protected:
     /// Waits until the descriptor can be read or written, for at most \p milliseconds. Works for
     /// any descriptor number; a negative one fails at once. Failed leaves the cause in errno.
     Wait wait(Direction direction, int milliseconds) const;
-    /// Keeps the text of errno, or a text, as the last error and returns -1. Leaves errno as it is.
+    /// Keep the text of errno, or \p text, as the last error and return -1. Leave errno as it is.
     int failWithErrno();
     int fail(const char* text);
 

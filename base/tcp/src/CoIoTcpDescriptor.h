@@ -32,7 +32,8 @@ public:
     void init();
 
     /// Whether a fork has put this copy of the connection into another process than the one that
-    /// opened it. What both write and read would be mixed up; closing the copy hurts nobody.
+    /// opened it. If both used it, each would get bytes meant for the other; closing
+    /// the copy does not disturb the other process.
     bool isInherited() const;
 
     /// Switches O_NONBLOCK of \p fd. On failure logs, keeps the text as lastError(), and returns
@@ -58,7 +59,7 @@ private:
     void failToConnect(const char* reason);
 
     std::string hostName_;
-    unsigned generation_; // of processes, each fork beginning another
+    unsigned generation_; // coProcessGeneration() of the process that opened it
 };
 
 #endif
