@@ -36,7 +36,7 @@ using asio::ip::tcp;
 
 asio::ip::address listenAddress(const DevServerOptions& options) {
     std::error_code error;
-    const asio::ip::address address = asio::ip::make_address(options.listen, error);
+    asio::ip::address address = asio::ip::make_address(options.listen, error);
     if (error)
         throw std::runtime_error("'" + options.listen + "' is not a numeric address.");
     if (!address.is_loopback() && !options.allowRemote)

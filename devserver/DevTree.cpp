@@ -124,8 +124,7 @@ void DevTree::setStream(std::string_view id, const std::string& name, const std:
 }
 
 std::string DevTree::frameFolder(std::string_view id) const {
-    const std::string folder =
-        storage_.path() + "/" + DevTreeNames::nodes + "/" + std::string(id) + "/";
+    std::string folder = storage_.path() + "/" + DevTreeNames::nodes + "/" + std::string(id) + "/";
     if (folder.find(',') != std::string::npos)
         throw DevError("The path " + devQuoted(folder) +
                        " holds a comma, which a list can't carry.");

@@ -96,7 +96,7 @@ private:
     [[nodiscard]] Node node(std::uint64_t number) const;
     /// Serialises the changes of one node, which wait for the disk.
     [[nodiscard]] std::unique_lock<std::mutex> editing(std::uint64_t number);
-    std::uint64_t addNode(DevNode node);
+    std::uint64_t addNode(DevNode added);
     void changeClip(std::uint64_t number, DevNode next, Frames frames);
     [[nodiscard]] DevDescriptor openedFrame(const DevFrame& frame, const DevNode& owner) const;
 

@@ -239,9 +239,10 @@ void writePart(const Image& image, Imf::OStream& file, const WriteOptions& optio
         header.channels().insert(name, Imf::Channel(pixelType(image.layout)));
     }
     Imf::OutputFile output(file, header);
-    output.setFrameBuffer(
-        bufferAt(const_cast<char*>(image.pixels.data()), image.layout,
-                 pixelSize(image.layout) * static_cast<std::size_t>(image.width)));
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): OpenEXR only reads it here.
+    char* const pixels = const_cast<char*>(image.pixels.data());
+    output.setFrameBuffer(bufferAt(
+        pixels, image.layout, pixelSize(image.layout) * static_cast<std::size_t>(image.width)));
     output.writePixels(image.height);
 }
 

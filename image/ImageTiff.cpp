@@ -24,8 +24,9 @@ int ignoreWarning(TIFF* /*tiff*/, void* /*user*/, const char* /*module*/, const 
 }
 
 // The first error is the cause of the others.
-int keepError(TIFF* /*tiff*/, void* user, const char* /*module*/, const char* format,
-              std::va_list arguments) {
+__attribute__((format(printf, 4, 0))) int keepError(TIFF* /*tiff*/, void* user,
+                                                    const char* /*module*/, const char* format,
+                                                    std::va_list arguments) {
     auto& error = *static_cast<std::string*>(user);
     char text[256];
     std::vsnprintf(text, sizeof text, format, arguments);
@@ -308,10 +309,11 @@ void writeTiff(const Image& image, const std::string& file, const WriteOptions& 
     std::uint32_t strip = 0;
     for (std::size_t at = 0; at < image.pixels.size(); at += rows * row, ++strip) {
         const std::size_t size = std::min(rows * row, image.pixels.size() - at);
-        output.require(TIFFWriteEncodedStrip(output.get(), strip,
-                                             const_cast<char*>(&image.pixels[at]),
-                                             static_cast<tmsize_t>(size)) >= 0,
-                       doing);
+        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): libtiff only reads it here.
+        char* const pixels = const_cast<char*>(&image.pixels[at]);
+        output.require(
+            TIFFWriteEncodedStrip(output.get(), strip, pixels, static_cast<tmsize_t>(size)) >= 0,
+            doing);
     }
     output.require(TIFFFlush(output.get()) != 0, doing);
 }

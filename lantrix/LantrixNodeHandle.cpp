@@ -52,9 +52,11 @@ LantrixNodeHandle::LantrixNodeHandle(const LantrixNodeHandle& other)
     : imp_(std::make_unique<LantrixNodeImp>(other.imp()).release()) {}
 
 LantrixNodeHandle& LantrixNodeHandle::operator=(const LantrixNodeHandle& other) {
-    LantrixNodeImp* const copy = std::make_unique<LantrixNodeImp>(other.imp()).release();
-    const std::unique_ptr<LantrixNodeImp> old(&imp());
-    imp_ = copy;
+    if (this != &other) {
+        auto copy = std::make_unique<LantrixNodeImp>(other.imp());
+        const std::unique_ptr<LantrixNodeImp> old(&imp());
+        imp_ = copy.release();
+    }
     return *this;
 }
 

@@ -36,6 +36,7 @@ inline void lantrixRequireStored(const LantrixClipFormat& copy, const LantrixCli
 
 /// A copy of \p format with all its texts, or throws.
 inline LantrixClipFormat lantrixWholeCopy(const LantrixClipFormat& format) {
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the copy is the result.
     LantrixClipFormat copy(format);
     lantrixRequireStored(copy, format);
     return copy;

@@ -108,7 +108,7 @@ private:
     pid_t process_ = -1;
 };
 
-constexpr std::size_t frameSize = 256 * 256 * 4;
+constexpr std::size_t frameSize = std::size_t{256} * 256 * 4;
 const std::string allocateFour = "AllocateFrames n1 4 256 256 32 4 262144 1 30 t 4 m \"\"";
 
 /// A frame that tells of each of its bytes which write it comes from.
@@ -255,7 +255,7 @@ TEST(LantrixdTest, ALackOfMemoryEndsNoProcess) {
         clients.back().send("sync 0 SetMetaData n1 s" + std::to_string(i) + " \"" + text + "\"\n");
     }
     for (CommandClient& client : clients)
-        failed += client.receiveUntil('\n') != "ok ";
+        failed += client.receiveUntil('\n') == "ok " ? 0U : 1U;
     EXPECT_GT(failed, 0U);
     clients.clear();
     EXPECT_EQ(CommandClient(address)("Ping "), "ok ");

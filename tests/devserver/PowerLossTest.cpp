@@ -45,7 +45,7 @@ Recorder* recorder = nullptr;
 InodePtr inodeAt(int folder, const std::string& name) {
     if (recorder == nullptr || recorder->open.count(folder) == 0)
         return nullptr;
-    const InodePtr parent = recorder->open[folder];
+    InodePtr parent = recorder->open[folder];
     if (name == ".")
         return parent;
     const auto found = parent->names.find(name);
@@ -78,6 +78,7 @@ Function* next(const char* name, Function*) {
 
 } // namespace
 
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the system's are reserved.
 extern "C" {
 
 // The system's headers name it so for files of any size.
@@ -163,6 +164,7 @@ int fsync(int descriptor) {
 }
 
 } // extern "C"
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
 
 namespace {
 
