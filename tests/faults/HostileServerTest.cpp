@@ -300,7 +300,7 @@ TEST(ServerThatRestarts, IsFoundAgainAThousandTimes) {
         int successes = 0;
         for (int failures = 0; successes < 1000 && failures <= 2;) {
             const bool succeeded = operation.run(services);
-            successes += succeeded;
+            successes += succeeded ? 1 : 0;
             failures = succeeded ? 0 : failures + 1;
         }
         EXPECT_EQ(1000, successes) << name << services.error;

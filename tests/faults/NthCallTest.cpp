@@ -170,7 +170,9 @@ protected:
                 problem = run(operation, mode, nth);
                 return problem.empty() && liveBlocks() != blocks;
             };
-            if (leaks() && leaks()) // not the texts that the system keeps once it has used them
+            // What the system keeps once it has used it is no leak the second time.
+            const bool leaked = leaks();
+            if (leaked && leaks())
                 problem = " leaks memory";
             if (!problem.empty())
                 return Subject(server_.host(), operation).name() +

@@ -63,7 +63,7 @@ std::string runAgainIfLate(const std::function<std::string()>& run) {
 
 // Connecting is not stopped: it is over before the call that is.
 std::string problemOfConnecting(const Exchange& exchange, Services& services) {
-    const std::string problem = problemOfRecovery(exchange, services, 0);
+    std::string problem = problemOfRecovery(exchange, services, 0);
     services.forgetOutputs();
     return problem;
 }

@@ -129,7 +129,7 @@ void loseState(Handle& handle) {
 }
 
 TEST(LantrixHandles, NullStateAborts) {
-    const auto text = "lantrix/LantrixClientAPI:1117: failed assertion `imp_ != 0'\n";
+    const char* const text = "lantrix/LantrixClientAPI:1117: failed assertion `imp_ != 0'\n";
     LantrixServerHandle server("");
     LantrixNodeHandle node(server, "n1");
     int count = 0;
@@ -148,7 +148,7 @@ struct EarlyAndLate {
             return;
         std::fflush(stdout);
         ::dup2(STDERR_FILENO, STDOUT_FILENO);
-        CoMsg::postError("%d %s", server.ping(), server.lastError());
+        CoMsg::postError("%d %s", server.ping() ? 1 : 0, server.lastError());
     }
     LantrixServerHandle server{""};
     LantrixNodeHandle node; // on the library's own static server
