@@ -1,6 +1,7 @@
 // Frames between files, clips and servers.
 #include "tests/tools/ToolProgram.h"
 
+#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <pty.h>
@@ -134,6 +135,41 @@ TEST_F(TransferVerbsTest, PutMakesTheClipOfItsFirstImage) {
     EXPECT_EQ(10, json({"stat", "/new"})["frames"]);
     EXPECT_EQ(noise(96, 0) + noise(96, 7) + noise(96, 6),
               output({"cat", "/new", "--raw", "-f", "0-1,9"}));
+}
+
+TEST_F(TransferVerbsTest, PutMakesTheClipOfWhatAPipeBrings) {
+    const auto pipe = [this](const std::string& bytes, const std::string& words) {
+        write("in", bytes);
+        return WEXITSTATUS(std::system(("cd '" + path("") + "' && cat in | LANTRIX_HOST=" + host_ +
+                                        " " LANTRIX_PATH " put - " + words + " 2>errors")
+                                           .c_str()));
+    };
+    const std::string pam = "P7\nWIDTH 2\nHEIGHT 1\nDEPTH 1\nMAXVAL 255\nENDHDR\nab";
+    EXPECT_EQ(0, pipe(pam + "P5 2 1 255\ncd" + "P5 2 1 255\nef", "/gray --verify -j 4"));
+    EXPECT_EQ("abcdef", output({"cat", "/gray", "--raw"}));
+    EXPECT_EQ(0, pipe("P6\n1 1\n65535\n123456", "/deep"));
+    EXPECT_EQ("214365", output({"cat", "/deep", "--raw"}));
+    EXPECT_EQ(0, pipe(output({"cat", "/plate", "--png"}), "/plate -f 1004- --start-number 1000"));
+    const std::string all = output({"cat", "/plate", "--raw"});
+    EXPECT_EQ(all.substr(0, 4 * 96), all.substr(4 * 96, 4 * 96));
+    EXPECT_EQ(12U * 96, all.size());
+    EXPECT_EQ(0, pipe("abcdef", "/gray --raw -f 2-"));
+    write("many", "ghijkl");
+    output({"put", "--raw", "many", "/gray"});
+    EXPECT_EQ("ghijklcdef", output({"cat", "/gray", "--raw"}));
+    // What came whole stays; the clip is no longer than that.
+    EXPECT_EQ(8, pipe("mnopq", "/gray --raw -f 4-"));
+    EXPECT_EQ("ghijklcdmnop", output({"cat", "/gray", "--raw"}));
+    EXPECT_EQ(8, pipe(pam + pam + pam + pam.substr(0, 47), "/cut"));
+    EXPECT_NE(std::string::npos, read("errors").find("image 4: ")) << read("errors");
+    EXPECT_NE(std::string::npos, read("errors").find("; 3 frames are done")) << read("errors");
+    EXPECT_EQ("ababab", output({"cat", "/cut", "--raw"}));
+    EXPECT_EQ(8, pipe(pam + "P5 3 1 255\nabc", "/cut"));
+    EXPECT_NE(std::string::npos, read("errors").find("(image 2)' is 3x1, not 2x1"));
+    EXPECT_EQ(8, pipe("", "/none"));
+    EXPECT_EQ(2, pipe(pam, "/none --missing hold"));
+    EXPECT_EQ(2, pipe(pam, "/none -f 1-2"));
+    EXPECT_EQ(3, run({"stat", "/none"}).status);
 }
 
 TEST_F(TransferVerbsTest, WorkersMoveEveryFrameOnceAlsoBetweenServers) {

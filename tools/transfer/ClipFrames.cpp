@@ -85,6 +85,11 @@ void ClipFrames::write(int index, const Bytes& frame) {
         Port::Frames);
 }
 
+void ClipFrames::setCount(int count) {
+    session_.call("give '" + clip_.address.path() + "' " + std::to_string(count) + " frames",
+                  [&] { return handle_.setNumFrames(count); });
+}
+
 // By the frame's id, so that no frame is announced that is about to be written.
 bool ClipFrames::holds(int index, const Bytes& frame) {
     LantrixStr id;
@@ -168,12 +173,15 @@ void FileFrames::read(const std::string& file, Bytes& frame) const {
         }
         return;
     }
-    image::Image image = image::readImage(file, reading_);
-    checkImage(file, image);
+    frame = frameOf(image::readImage(file, reading_), file);
+}
+
+Bytes FileFrames::frameOf(image::Image image, const std::string& name) const {
+    checkImage(name, image);
     try {
-        frame = image::frameOfImage(std::move(image), *layout_);
+        return image::frameOfImage(std::move(image), *layout_);
     } catch (const image::Error& error) {
-        throw image::Error(error.kind(), "'" + file + "': " + error.what(), file);
+        throw image::Error(error.kind(), "'" + name + "': " + error.what(), name);
     }
 }
 

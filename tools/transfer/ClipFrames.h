@@ -38,6 +38,8 @@ public:
     /// The same; for a frame that the server can't give, what \p missing says.
     void read(int index, Bytes& frame, Missing missing);
     void write(int index, const Bytes& frame);
+    /// Makes the clip longer or shorter.
+    void setCount(int count);
     /// True when the server has these bytes as the frame. A frame that can't be read is another.
     [[nodiscard]] bool holds(int index, const Bytes& frame);
 
@@ -64,8 +66,15 @@ public:
     /// No layout: raw.
     [[nodiscard]] const std::optional<image::PixelLayout>& layout() const { return layout_; }
 
+    /// Bytes of a frame.
+    [[nodiscard]] std::size_t size() const {
+        return static_cast<std::size_t>(format_.frameBufferSize());
+    }
+
     /// Refuses a file that does not fit the format, or that has been cut off.
     void checkFile(const std::string& file) const;
+    /// The frame of an image, which messages call \p name. The format's tag must be known.
+    [[nodiscard]] Bytes frameOf(image::Image image, const std::string& name) const;
     /// An empty name is a black frame, all bytes zero.
     void read(const std::string& file, Bytes& frame) const;
     /// Writes aside and renames. \p frame may be taken away.
@@ -78,10 +87,6 @@ public:
 private:
     void checkImage(const std::string& file, const image::Image& image) const;
     [[nodiscard]] image::Image imageOf(Bytes frame) const;
-    [[nodiscard]] std::size_t size() const {
-        return static_cast<std::size_t>(format_.frameBufferSize());
-    }
-
     LantrixClipFormat format_;
     std::optional<image::PixelLayout> layout_;
     image::ReadOptions reading_;

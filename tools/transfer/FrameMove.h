@@ -6,6 +6,7 @@
 #define TOOLS_TRANSFER_FRAMEMOVE_H
 
 #include "tools/transfer/ClipFrames.h"
+#include "tools/transfer/FrameQueue.h"
 #include "tools/transfer/StoreRules.h"
 #include "tools/transfer/TransferPlan.h"
 #include "tools/transfer/Workers.h"
@@ -24,6 +25,8 @@ using OpenTarget = std::function<TakeStep()>;
 
 /// Moves the frames of all steps of the transfer.
 void moveFrames(Transfer& transfer, const OpenSource& openSource, const OpenTarget& openTarget);
+/// Moves frames until there are no more; the transfer has no steps of its own.
+void moveFrames(Transfer& transfer, const OpenEndedMaker& source, const OpenTarget& openTarget);
 
 // Step i is the clip's frame indices[i], or the file of steps[i].
 [[nodiscard]] OpenSource fromClip(const Options& options, const LocatedClip& clip,
@@ -31,6 +34,9 @@ void moveFrames(Transfer& transfer, const OpenSource& openSource, const OpenTarg
 [[nodiscard]] OpenSource fromFiles(const FileFrames& files, const std::vector<FrameStep>& steps);
 [[nodiscard]] OpenTarget toClip(const Options& options, const LocatedClip& clip,
                                 const std::vector<int>& indices, StoreRules rules);
+/// Step i is the frame first + i, for which the clip is made longer as they come.
+[[nodiscard]] OpenTarget toGrowingClip(const Options& options, const LocatedClip& clip, int first,
+                                       StoreRules rules);
 [[nodiscard]] OpenTarget toFiles(const FileFrames& files, const std::vector<FrameStep>& steps,
                                  StoreRules rules);
 /// The result of a step is the hash of its frame.

@@ -24,10 +24,12 @@ public:
     /// has ended.
     [[nodiscard]] bool takeFree(Bytes& buffer);
     void push(Bytes buffer);
-    /// The next frame. Waits; throws what the maker ended with.
-    [[nodiscard]] Bytes pop();
+    /// The next frame; false when there are no more. Waits; throws what the maker ended with, or
+    /// that the user has interrupted.
+    [[nodiscard]] bool pop(Bytes& buffer);
     void giveBack(Bytes buffer);
 
+    /// \p reason is null when all frames are made.
     void endMaking(std::exception_ptr reason);
     void endUsing();
 
@@ -40,6 +42,7 @@ private:
     std::deque<Bytes> free_;
     std::size_t inUse_ = 0; // buffers taken and not given back
     bool isUserGone_ = false;
+    bool isMakerGone_ = false;
     std::exception_ptr makerEnd_; // null while the maker runs or has ended well
 };
 
@@ -47,6 +50,17 @@ private:
 /// order. \p make fills the buffer, whatever it holds; \p use may take its contents away.
 void overlapFrames(std::size_t begin, std::size_t end,
                    const std::function<void(std::size_t, Bytes&)>& make,
+                   const std::function<void(std::size_t, Bytes&)>& use);
+
+/// Frames of which nobody knows how many there are.
+struct OpenEndedMaker {
+    /// Makes the frame of a number, from 0 on; false when there are no more.
+    std::function<bool(std::size_t, Bytes&)> make;
+    /// Called in the user's thread when it goes before the end: make(), which may wait for input
+    /// and is signalled next, must return.
+    std::function<void()> abandon;
+};
+void overlapFrames(const OpenEndedMaker& maker,
                    const std::function<void(std::size_t, Bytes&)>& use);
 
 } // namespace tool

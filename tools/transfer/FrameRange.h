@@ -18,6 +18,10 @@ public:
     explicit FrameRange(const std::string& text);
 
     [[nodiscard]] bool isAll() const { return spans_.empty(); }
+    /// True for a range like "12-" alone.
+    [[nodiscard]] bool isFromOneOn() const {
+        return spans_.size() == 1 && !spans_.front().last && spans_.front().step == 1;
+    }
     /// The first number of the text; only for ranges that are not all frames.
     [[nodiscard]] int first() const { return spans_.front().first; }
 

@@ -56,7 +56,7 @@ Progress::Progress(const Options& options, std::string what, std::size_t total, 
 }
 
 Progress::~Progress() {
-    if (mode_ == Mode::Bar && done_ < total_) {
+    if (mode_ == Mode::Bar && (total_ == 0 ? done_ > 0 : done_ < total_)) {
         std::fputc('\n', stderr); // of a bar that was left before its end
     }
 }
@@ -85,7 +85,7 @@ void Progress::countDone() {
     takeSample();
     const bool isFirst = done_ == 1;
     if (mode_ == Mode::None ||
-        (active_ - shown_ < std::chrono::milliseconds(100) && done_ < total_ && !isFirst)) {
+        (active_ - shown_ < std::chrono::milliseconds(100) && !isAtEnd() && !isFirst)) {
         return;
     }
     shown_ = active_;
@@ -95,7 +95,7 @@ void Progress::countDone() {
 void Progress::tick() {
     const std::lock_guard<std::mutex> lock(mutex_);
     passTime();
-    if (mode_ == Mode::Bar && done_ < total_ && active_ - shown_ >= tickInterval) {
+    if (mode_ == Mode::Bar && !isAtEnd() && active_ - shown_ >= tickInterval) {
         shown_ = active_;
         showBar();
     }
@@ -122,15 +122,17 @@ std::string Progress::barText(std::size_t columns) const {
     const Sample& oldest = samples_.front();
     const double time = (active_ - oldest.time).count();
     const double rate = perSecond(static_cast<double>(bytes_ - oldest.bytes) / megabyte, time);
-    const double left = done_ == oldest.done ? 0
-                                             : static_cast<double>(total_ - done_) * time /
-                                                   static_cast<double>(done_ - oldest.done);
+    const double left =
+        done_ == oldest.done || total_ == 0
+            ? 0
+            : static_cast<double>(total_ - done_) * time / static_cast<double>(done_ - oldest.done);
     const double stalled = (active_ - advanced_).count();
-    const std::string count = " " + std::to_string(done_) + "/" + std::to_string(total_);
+    const std::string count =
+        " " + std::to_string(done_) + (total_ == 0 ? "" : "/" + std::to_string(total_));
     const std::string pace = stalled >= stallSeconds
                                  ? "  nothing for " + fixedText(stalled, 0) + " s"
                                  : (unit_ == "frame" ? "  " + fixedText(rate, 1) + " MB/s" : "") +
-                                       "  " + fixedText(left, 0) + " s left";
+                                       (total_ == 0 ? "" : "  " + fixedText(left, 0) + " s left");
     const std::array<std::string, 3> tails{count + " " + unit_ + "s" + pace, count + pace, count};
     const std::size_t room = columns - 1 - std::min(columns - 1, what_.size());
     const auto tail = std::find_if(tails.begin(), tails.end(),
@@ -140,9 +142,9 @@ std::string Progress::barText(std::size_t columns) const {
     }
     const std::size_t free = room - tail->size();
     std::string bar;
-    if (free >= 8) {
+    if (free >= 8 && total_ > 0) {
         const std::size_t width = std::min<std::size_t>(free - 3, 30);
-        const std::size_t filled = total_ == 0 ? width : width * done_ / total_;
+        const std::size_t filled = width * done_ / total_;
         bar = " [" + std::string(filled, '#') + std::string(width - filled, '.') + "]";
     }
     return what_ + bar + *tail;
@@ -150,13 +152,14 @@ std::string Progress::barText(std::size_t columns) const {
 
 void Progress::showBar() const {
     const std::size_t columns = std::max<std::size_t>(terminalColumns(), 2);
-    std::fprintf(stderr, "\r%s\x1b[K%s", barText(columns).c_str(), done_ == total_ ? "\n" : "");
+    std::fprintf(stderr, "\r%s\x1b[K%s", barText(columns).c_str(), isAtEnd() ? "\n" : "");
     std::fflush(stderr);
 }
 
 void Progress::showLine() const {
-    const Json line = {{"schema", 1},     {"progress", what_}, {"frames", done_},
-                       {"total", total_}, {"bytes", bytes_},   {"seconds", active_.count()}};
+    const Json line = {{"schema", 1},     {"progress", what_},
+                       {"frames", done_}, {"total", total_ == 0 ? Json() : Json(total_)},
+                       {"bytes", bytes_}, {"seconds", active_.count()}};
     std::fprintf(stderr, "%s\n", dumpJson(line).c_str());
 }
 

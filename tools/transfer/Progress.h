@@ -18,7 +18,8 @@ namespace tool {
 
 class Progress {
 public:
-    /// Shows the line at once. \p what is the verb; \p total the units to come.
+    /// Shows the line at once. \p what is the verb; \p total the units to come, 0
+    /// when nobody knows.
     Progress(const Options& options, std::string what, std::size_t total,
              std::string unit = "frame");
     /// Ends the line.
@@ -69,6 +70,7 @@ private:
     };
 
     static Mode modeOf(const Options& options);
+    [[nodiscard]] bool isAtEnd() const { return total_ > 0 && done_ == total_; }
     void tick();
     void countDone();
     void passTime();

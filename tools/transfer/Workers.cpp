@@ -155,6 +155,10 @@ private:
 } // namespace
 
 void Transfer::markDone(std::size_t step, const StepResult& result) {
+    if (isOpenEnded_) {
+        isDone_.resize(step + 1);
+        results_.resize(step + 1);
+    }
     isDone_.at(step) = true;
     results_.at(step) = result.text;
     result.isSkipped ? progress_.skip() : progress_.advance(result.bytes);
@@ -212,12 +216,16 @@ void Transfer::run(const StepWork& steps) {
         workers <= 1 ? runHere(work) : runWorkers(work, workers);
     } catch (const Failure& failure) {
         const bool isResumable = afterFailure_ == AfterFailure::Resume;
-        Failure told = failure.told("; " + std::to_string(progress_.framesDone()) + " of " +
-                                    countText(isDone_.size(), "frame") +
-                                    (isDone_.size() == 1 ? " is done" : " are done") +
-                                    (isResumable ? ", --resume goes on from there" : ""));
+        const std::string total = countText(isDone_.size(), "frame");
+        Failure told = failure.told(
+            "; " +
+            (isOpenEnded_ ? total : std::to_string(progress_.framesDone()) + " of " + total) +
+            (isDone_.size() == 1 ? " is done" : " are done") +
+            (isResumable ? ", --resume goes on from there" : ""));
         told.with("framesDone", static_cast<long long>(progress_.framesDone()));
-        told.with("framesTotal", static_cast<long long>(isDone_.size()));
+        if (!isOpenEnded_) {
+            told.with("framesTotal", static_cast<long long>(isDone_.size()));
+        }
         throw told;
     }
 }

@@ -31,11 +31,11 @@ enum class AfterFailure { Repeat, Resume };
 
 class Transfer {
 public:
-    /// \p verb is shown with the progress.
+    /// \p verb is shown with the progress. 0 \p steps: as many as are done, by one worker.
     Transfer(const Options& options, const std::string& verb, std::size_t steps,
              AfterFailure afterFailure)
         : options_(options), afterFailure_(afterFailure), progress_(options, verb, steps),
-          isDone_(steps), results_(steps) {}
+          isOpenEnded_(steps == 0), isDone_(steps), results_(steps) {}
 
     /// Does all steps, by at most --j workers. A failure tells how many steps are done, and whether
     /// --resume goes on from there.
@@ -55,6 +55,7 @@ private:
     const Options& options_;
     const AfterFailure afterFailure_;
     Progress progress_;
+    const bool isOpenEnded_;
     std::vector<bool> isDone_;
     std::vector<std::string> results_;
     std::vector<Failure> failures_; // of workers

@@ -4,6 +4,7 @@
 #include "tools/report/NumberText.h"
 
 #include <algorithm>
+#include <numeric>
 #include <set>
 
 namespace tool {
@@ -88,10 +89,21 @@ void Destination::withdraw(const LocatedClip& clip) const {
     LantrixNodeHandle(server, clip.nodeId.c_str()).destroyNode();
 }
 
+// By a handle of its own, for the same reason.
+void Destination::cutOff(const LocatedClip& clip, int count) const {
+    const LantrixServerHandle server(address_.host.c_str());
+    LantrixNodeHandle(server, clip.nodeId.c_str()).setNumFrames(count);
+}
+
+void Destination::announceReplacing(const std::string& verb, const std::string& what,
+                                    const StoreRules& rules) const {
+    context_.output.note(verb + ": replaces " + what +
+                         (rules.resume || !rules.known.empty() ? ", where they differ" : ""));
+}
+
 void Destination::fill(const std::string& verb, const OpenSource& source, StoreRules rules) {
     if (framesReplaced() > 0) {
-        context_.output.note(verb + ": replaces " + replacedText() +
-                             (rules.resume || !rules.known.empty() ? ", where they differ" : ""));
+        announceReplacing(verb, replacedText(), rules);
     }
     if (mustGrow()) {
         tryFrame(source, rules);
@@ -105,6 +117,53 @@ void Destination::fill(const std::string& verb, const OpenSource& source, StoreR
             withdraw(clip);
         }
         throw;
+    }
+    report(transfer, verb, rules);
+}
+
+namespace {
+
+int endOf(int first, const Transfer& transfer) {
+    return first + static_cast<int>(transfer.progress().framesDone());
+}
+
+// Also when the frame did not arrive for which the clip was made longer.
+bool mayHaveGrown(const LocatedClip& clip, int first, const Transfer& transfer) {
+    return endOf(first, transfer) >= clip.frameCount;
+}
+
+} // namespace
+
+int Destination::countAfter(int first, const Transfer& transfer) const {
+    return std::max(existing_ ? existing_->frameCount : 0, endOf(first, transfer));
+}
+
+void Destination::fill(const std::string& verb, const OpenEndedMaker& source, int first,
+                       StoreRules rules) {
+    if (existing_ && first < existing_->frameCount) {
+        announceReplacing(verb,
+                          "frames of " + address_.text() + " from frame " +
+                              std::to_string(first + startNumber_) + " on",
+                          rules);
+    }
+    count_ = existing_ ? 0 : first + 1;
+    const LocatedClip clip = provide();
+    Transfer transfer(context_.options, verb, 0, AfterFailure::Resume);
+    try {
+        moveFrames(transfer, source, toGrowingClip(context_.options, clip, first, rules));
+    } catch (const Failure&) {
+        if (!existing_ && transfer.progress().framesDone() == 0) {
+            withdraw(clip);
+        } else if (mayHaveGrown(clip, first, transfer)) {
+            cutOff(clip, countAfter(first, transfer));
+        }
+        throw;
+    }
+    std::vector<int> indices(transfer.progress().framesDone());
+    std::iota(indices.begin(), indices.end(), first);
+    setIndices(indices);
+    if (mayHaveGrown(clip, first, transfer)) {
+        ClipFrames(context_.options, clip).setCount(countAfter(first, transfer));
     }
     report(transfer, verb, rules);
 }

@@ -36,14 +36,22 @@ public:
     /// Moves all frames into the clip and reports it as \p verb. A clip that was made for them goes
     /// again when not one arrived; one that refuses its frames is not made longer.
     void fill(const std::string& verb, const OpenSource& source, StoreRules rules);
+    /// The same for as many frames as there are, from the clip's frame \p first on. The clip grows
+    /// as they come, and has in the end no frame more than it had or got. What has arrived before
+    /// a failure stays.
+    void fill(const std::string& verb, const OpenEndedMaker& source, int first, StoreRules rules);
 
 private:
+    void announceReplacing(const std::string& verb, const std::string& what,
+                           const StoreRules& rules) const;
+    [[nodiscard]] int countAfter(int first, const Transfer& transfer) const;
     [[nodiscard]] std::size_t framesReplaced() const;
     [[nodiscard]] std::string replacedText() const;
     [[nodiscard]] bool mustGrow() const { return existing_ && existing_->frameCount < count_; }
     void tryFrame(const OpenSource& source, StoreRules rules) const;
     LocatedClip provide();
     void withdraw(const LocatedClip& clip) const;
+    void cutOff(const LocatedClip& clip, int count) const;
     void report(const Transfer& transfer, const std::string& verb, StoreRules rules) const;
 
     Context& context_;

@@ -127,16 +127,17 @@ struct CatArguments {
     Missing missing = Missing::Error;
     bool raw = false;
     bool pam = false;
+    bool png = false;
 };
 
-void writeFrame(const LantrixClipFormat& format, const std::optional<image::PixelLayout>& layout,
-                Bytes& frame) {
-    if (layout) {
-        image::writePam(image::imageOfFrame(std::move(frame), format), STDOUT_FILENO,
-                        "standard output");
-    } else {
-        image::writeAll(STDOUT_FILENO, frame, "standard output");
+void writeFrame(const LantrixClipFormat& format, const CatArguments& arguments, Bytes& frame) {
+    constexpr const char* name = "standard output";
+    if (arguments.raw) {
+        image::writeAll(STDOUT_FILENO, frame, name);
+        return;
     }
+    const auto write = arguments.png ? image::writePng : image::writePam;
+    write(image::imageOfFrame(std::move(frame), format), STDOUT_FILENO, name);
 }
 
 void runCat(Context& context, const CatArguments& arguments) {
@@ -145,7 +146,9 @@ void runCat(Context& context, const CatArguments& arguments) {
     const int startNumber = arguments.selection.startNumber;
     const LocatedClip clip =
         locateClip(options, parseAddress(arguments.address, options.host), startNumber);
-    const FileFrames files(clip.format, arguments.raw);
+    if (!arguments.raw) {
+        (void)image::layoutOfClip(clip.format);
+    }
     const std::vector<int> indices =
         arguments.selection.parsed().indices(startNumber, clip.frameCount);
     const ReadStep read = fromClip(options, clip, indices, arguments.missing)();
@@ -153,7 +156,7 @@ void runCat(Context& context, const CatArguments& arguments) {
     const Progress::Ticker ticker(progress);
     overlapFrames(0, indices.size(), read, [&](std::size_t, Bytes& frame) {
         const std::size_t size = frame.size();
-        writeFrame(clip.format, files.layout(), frame);
+        writeFrame(clip.format, arguments, frame);
         progress.advance(size);
     });
 }
@@ -181,14 +184,17 @@ void addGet(CLI::App& app, Context& context) {
 void addCat(CLI::App& app, Context& context) {
     addVerb<CatArguments>(
         app, context,
-        {"cat", "Write frames to standard output, as PAM images or raw",
+        {"cat", "Write frames to standard output, as PAM or PNG images or raw",
          "lantrix cat :/Library/Reel/plate | ffmpeg -f image2pipe -c:v pam -i - plate.mov"},
         runCat, [](CLI::App& verb, CatArguments& cat) {
             verb.add_option("CLIP", cat.address, "The clip")->required();
             addFrameOptions(verb, cat.selection);
             addMissingOption(verb, cat.missing);
             CLI::Option* pam = verb.add_flag("--pam", cat.pam, "PAM images, as without it");
-            verb.add_flag("--raw", cat.raw, "The bytes of the frames as they are")->excludes(pam);
+            CLI::Option* png = verb.add_flag("--png", cat.png, "PNG images")->excludes(pam);
+            verb.add_flag("--raw", cat.raw, "The bytes of the frames as they are")
+                ->excludes(pam)
+                ->excludes(png);
         });
 }
 

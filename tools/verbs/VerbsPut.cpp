@@ -1,6 +1,7 @@
 #include "tools/report/Json.h"
 #include "tools/report/NumberText.h"
 #include "tools/transfer/FrameMove.h"
+#include "tools/transfer/FrameStream.h"
 #include "tools/transfer/Manifest.h"
 #include "tools/verbs/AddVerb.h"
 #include "tools/verbs/Destination.h"
@@ -10,6 +11,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
+#include <functional>
+#include <unistd.h>
 
 namespace tool {
 
@@ -29,7 +33,13 @@ struct PutArguments {
     StoreRules rules;
 };
 
-NewClip newClip(const std::vector<FrameStep>& steps, const PutArguments& arguments) {
+image::Image firstHeader(const std::vector<FrameStep>& steps, const PutArguments& arguments) {
+    const auto first = std::find_if(steps.begin(), steps.end(),
+                                    [](const FrameStep& step) { return !step.file.empty(); });
+    return image::readImageHeader(first->file, arguments.reading);
+}
+
+NewClip newClip(const std::function<image::Image()>& firstImage, const PutArguments& arguments) {
     NewClip clip;
     clip.type = arguments.type;
     if (!arguments.format.empty()) {
@@ -38,9 +48,7 @@ NewClip newClip(const std::vector<FrameStep>& steps, const PutArguments& argumen
         throw Failure(Status::Usage, "the clip is not there: to make it from raw frames, its "
                                      "--format is needed");
     } else {
-        const auto first = std::find_if(steps.begin(), steps.end(),
-                                        [](const FrameStep& step) { return !step.file.empty(); });
-        const image::Image image = image::readImageHeader(first->file, arguments.reading);
+        const image::Image image = firstImage();
         const auto layout = arguments.tag.empty() ? image.source.value_or(image.layout)
                                                   : image::layoutOfTag(arguments.tag);
         if (!layout) {
@@ -100,12 +108,86 @@ Manifest knownFrames(const Destination& destination, const PutArguments& argumen
     return known;
 }
 
+// ---- frames one behind the other
+
+// Whose end is not known before it comes.
+bool isPipe(const std::vector<std::string>& names) {
+    if (names.size() > 1 && std::find(names.begin(), names.end(), "-") != names.end()) {
+        throw Failure(Status::Usage, "'-', standard input, takes the place of all files");
+    }
+    std::error_code error;
+    return names[0] == "-" || std::filesystem::is_fifo(names[0], error);
+}
+
+bool holdsManyFrames(const std::string& file, const FileFrames& files) {
+    std::error_code error;
+    const std::uintmax_t size = std::filesystem::file_size(file, error);
+    return !error && size > files.size() && size % files.size() == 0;
+}
+
+// The index of the first frame that is written.
+int checkStreamOptions(const PutArguments& arguments) {
+    const FrameRange range = arguments.selection.parsed();
+    const int startNumber = arguments.selection.startNumber;
+    const auto refuse = [](const std::string& why) { throw Failure(Status::Usage, why); };
+    if (!range.isAll() && !range.isFromOneOn()) {
+        refuse("the frames of a stream go on to its end: -f takes its first one, like 12-");
+    }
+    if (arguments.missing != Missing::Error) {
+        refuse("a stream has no holes that --missing could fill");
+    }
+    if (!arguments.reading.part.empty() || arguments.reading.fit) {
+        refuse("--part and --fit are for files, not for images from a pipe");
+    }
+    if (!range.isAll() && range.first() < startNumber) {
+        refuse("frame " + std::to_string(range.first()) + " lies before the start number " +
+               std::to_string(startNumber));
+    }
+    return range.isAll() ? 0 : range.first() - startNumber;
+}
+
+void runPutStream(Context& context, const std::string& file, const Address& address,
+                  const PutArguments& arguments) {
+    const int first = checkStreamOptions(arguments);
+    if (file == "-" && ::isatty(STDIN_FILENO) != 0) {
+        throw Failure(Status::Usage, "standard input is a terminal: pipe images to it");
+    }
+    const int startNumber = arguments.selection.startNumber;
+    Destination destination(context, address, startNumber);
+    FrameStream stream(file);
+    if (destination.existing()) {
+        checkExisting(*destination.existing(), arguments);
+    } else {
+        destination.setNew(newClip([&] { return stream.firstImage(); }, arguments));
+    }
+    const FileFrames files(destination.format(), arguments.raw);
+    if (context.options.dryRun) {
+        context.output.wouldDo(
+            {(destination.existing() ? ""
+                                     : "make " + address.text() + " (" +
+                                           image::describeFormat(destination.format()) + ") and ") +
+             "write the frames of " + stream.name() + " to " + address.text() + " from frame " +
+             std::to_string(first + startNumber) + " on"});
+        return;
+    }
+    StoreRules rules = arguments.rules;
+    rules.known = knownFrames(destination, arguments);
+    const OpenEndedMaker source{
+        [&](std::size_t /*step*/, Bytes& frame) { return stream.next(files, frame); },
+        [&] { stream.end(); }};
+    destination.fill("put", source, first, rules);
+}
+
 void runPut(Context& context, const PutArguments& arguments) {
     std::vector<std::string> names = arguments.filesAndClip;
     const Address address = parseAddress(names.back(), context.options.host);
     names.pop_back();
     if (names.empty()) {
         throw Failure(Status::Usage, "put takes files and the clip that they go to");
+    }
+    if (isPipe(names)) {
+        runPutStream(context, names[0], address, arguments);
+        return;
     }
     const int startNumber = arguments.selection.startNumber;
     const std::vector<FrameStep> steps =
@@ -115,9 +197,13 @@ void runPut(Context& context, const PutArguments& arguments) {
     if (destination.existing()) {
         checkExisting(*destination.existing(), arguments);
     } else {
-        destination.setNew(newClip(steps, arguments));
+        destination.setNew(newClip([&] { return firstHeader(steps, arguments); }, arguments));
     }
     const FileFrames files(destination.format(), arguments.raw, arguments.reading);
+    if (arguments.raw && names.size() == 1 && holdsManyFrames(names[0], files)) {
+        runPutStream(context, names[0], address, arguments);
+        return;
+    }
     checkFiles(files, steps);
     if (context.options.dryRun) {
         context.output.wouldDo({destination.wouldDo(
@@ -138,7 +224,8 @@ void addPutVerb(CLI::App& app, Context& context) {
          "lantrix put shot.####.png farm:/Library/Reel/plate --start-number 1001 --verify"},
         runPut, [](CLI::App& verb, PutArguments& put) {
             verb.add_option("FILES... CLIP", put.filesAndClip,
-                            "name.####.png, or files in their order; then the clip")
+                            "name.####.png, files in their order, or - for images one behind the "
+                            "other on standard input; then the clip")
                 ->required();
             addFrameOptions(verb, put.selection);
             addMissingOption(verb, put.missing);
@@ -151,7 +238,10 @@ void addPutVerb(CLI::App& app, Context& context) {
                             "WIDTHxHEIGHTxBITS[xCHANNELS][@RATE] of a new clip of raw frames");
             addTypeOption(verb, put.type);
             addReadOptions(verb, put.reading);
-            verb.add_flag("--raw", put.raw, "Each file holds the bytes of one frame");
+            verb.add_flag(
+                "--raw", put.raw,
+                "Each file holds the bytes of one frame, a single file or a pipe those of "
+                "many");
             addStoreOptions(verb, put.rules);
             verb.add_option("--manifest", put.manifest,
                             "Leave out frames whose hash in this file, as hash prints it, is that "
