@@ -280,11 +280,10 @@ constexpr Row rows[] = {
 };
 
 const Row& rowOf(const std::string& method, const DevServerOptions& options) {
-    for (const Row& row : rows) {
+    for (const Row& row : rows)
         if (method == row.name &&
             rcProtocol::knows(options.protocolMajor, options.protocolMinor, method))
             return row;
-    }
     throw DevError("Unknown method " + devQuoted(method) + ".");
 }
 

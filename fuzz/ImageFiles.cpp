@@ -49,9 +49,8 @@ void takeStream(const std::string& name) {
     const image::Descriptor descriptor(name, O_RDONLY);
     image::ImageStream stream(descriptor.number(), "stream");
     image::Image image;
-    while (stream.next(image)) {
+    while (stream.next(image))
         requireWhole(image);
-    }
 }
 
 } // namespace

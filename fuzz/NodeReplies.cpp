@@ -56,12 +56,11 @@ Line::Line(std::string_view text) : complete(text.find('\n') != std::string_view
 
 std::vector<std::string> piecesOf(const std::string& list) {
     std::vector<std::string> pieces(1);
-    for (const char c : list) {
+    for (const char c : list)
         if (c == ',')
             pieces.emplace_back();
         else
             pieces.back() += c;
-    }
     return pieces;
 }
 

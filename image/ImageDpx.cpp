@@ -69,9 +69,8 @@ public:
     }
     template <unsigned Size>
     void set(std::size_t at, std::uint32_t value) {
-        for (unsigned i = 0; i < Size; ++i) {
+        for (unsigned i = 0; i < Size; ++i)
             bytes_[at + i] = static_cast<char>(value >> (8U * (Size - 1 - i)) & 0xFFU);
-        }
     }
     /// 0 for what is undefined or senseless.
     [[nodiscard]] float getRate(std::size_t at) const {
@@ -95,17 +94,14 @@ class DpxReader {
 public:
     explicit DpxReader(const std::string& name) : name_(name), file_(name, O_RDONLY) {
         struct stat status {};
-        if (::fstat(file_.number(), &status) != 0) {
+        if (::fstat(file_.number(), &status) != 0)
             failFile("can't read", name_, errno);
-        }
         size_ = static_cast<std::uint64_t>(status.st_size);
-        if (size_ < leastHeader) {
+        if (size_ < leastHeader)
             failFile("can't read", name_, "it is not a DPX file, or has been cut off");
-        }
         readAt(0, header_.data(), std::min<std::uint64_t>(size_, wholeHeader));
-        if (!header_.findByteOrder()) {
+        if (!header_.findByteOrder())
             failFile("can't read", name_, "it is not a DPX file");
-        }
         checkHeader();
         findRows();
     }
@@ -118,9 +114,8 @@ public:
         image.height = height_;
         const std::uint32_t across = header_.get<4>(field::pixelRatio);
         const std::uint32_t down = header_.get<4>(field::pixelRatio + 4);
-        if (across != 0 && across != undefined && down != 0 && down != undefined) {
+        if (across != 0 && across != undefined && down != 0 && down != undefined)
             image.pixelRatio = static_cast<float>(static_cast<double>(across) / down);
-        }
         const float television = header_.getRate(field::televisionRate);
         image.frameRate = television > 0 ? television : header_.getRate(field::filmRate);
         return image;
@@ -128,9 +123,8 @@ public:
 
     void readPixels(Image& image) const {
         Bytes frame(static_cast<std::size_t>(frameBytes(layout_, width_, height_)));
-        for (std::size_t row = 0; row < static_cast<std::size_t>(height_); ++row) {
+        for (std::size_t row = 0; row < static_cast<std::size_t>(height_); ++row)
             readAt(offset_ + row * stride_, &frame[row * rowSize_], rowSize_);
-        }
         orderBytes(frame);
         const SampleFormat& samples = layout_.samples();
         image.pixels = samples.unpack != nullptr ? samples.unpack(frame) : std::move(frame);
@@ -144,12 +138,10 @@ private:
         while (done < size) {
             const ssize_t count =
                 ::pread(file_.number(), to + done, size - done, static_cast<off_t>(offset + done));
-            if (count < 0 && errno != EINTR) {
+            if (count < 0 && errno != EINTR)
                 failFile("can't read", name_, errno);
-            }
-            if (count == 0) {
+            if (count == 0)
                 failFile("can't read", name_, "the file has been cut off");
-            }
             done += count > 0 ? static_cast<std::size_t>(count) : 0;
         }
     }
@@ -159,12 +151,10 @@ private:
             refuse("it has " + std::to_string(header_.get<2>(field::elements)) +
                    " elements, not one");
         }
-        if (header_.get<2>(field::orientation) != 0) {
+        if (header_.get<2>(field::orientation) != 0)
             refuse("its rows do not go from top to bottom and left to right");
-        }
-        if (header_.get<4>(field::sign) == 1 || header_.get<2>(field::encoding) == 1) {
+        if (header_.get<4>(field::sign) == 1 || header_.get<2>(field::encoding) == 1)
             refuse("its samples are signed or compressed");
-        }
         layout_ = layout();
         const auto size = [this](std::size_t at) {
             return static_cast<int>(std::min<std::uint32_t>(header_.get<4>(at), INT32_MAX));
@@ -179,18 +169,15 @@ private:
         const unsigned descriptor = header_.get<1>(field::descriptor);
         const unsigned bits = header_.get<1>(field::bits);
         for (const Descriptor268& known : descriptors) {
-            if (known.number != descriptor) {
+            if (known.number != descriptor)
                 continue;
-            }
             if (bits == 10 && known.channels == 3) {
-                if (header_.get<2>(field::packing) != methodA) {
+                if (header_.get<2>(field::packing) != methodA)
                     refuse("its samples of 10 bits are not packed by method A");
-                }
                 return {SampleKind::Packed10, known.channels};
             }
-            if (bits == 8 || bits == 16) {
+            if (bits == 8 || bits == 16)
                 return {bits == 8 ? SampleKind::Integer8 : SampleKind::Integer16, known.channels};
-            }
         }
         refuse("it holds samples of " + std::to_string(bits) + " bits of the kind " +
                std::to_string(descriptor) +
@@ -205,29 +192,24 @@ private:
         const auto height = static_cast<std::uint64_t>(height_);
         const std::uint64_t padded = std::uint64_t{rowSize_} + (padding == undefined ? 0 : padding);
         stride_ = (padded + 3) / 4 * 4;
-        if (offset_ < leastHeader || offset_ > size_) {
+        if (offset_ < leastHeader || offset_ > size_)
             failFile("can't read", name_, "its pixels do not lie in the file");
-        }
         header_.endAt(static_cast<std::size_t>(offset_));
         const auto isCutOff = [&] { return stride_ * (height - 1) + rowSize_ > size_ - offset_; };
-        if (isCutOff()) {
+        if (isCutOff())
             stride_ = rowSize_;
-        }
-        if (isCutOff()) {
+        if (isCutOff())
             failFile("can't read", name_, "the file has been cut off");
-        }
     }
 
     // Words of 10-bit pixels as frames have them, samples of 16 bits with the low byte first.
     void orderBytes(Bytes& frame) const {
         const bool isPacked = layout_.kind == SampleKind::Packed10;
         const std::size_t unit = isPacked ? 4 : 2;
-        if (layout_.kind == SampleKind::Integer8 || header_.isSwapped() != isPacked) {
+        if (layout_.kind == SampleKind::Integer8 || header_.isSwapped() != isPacked)
             return;
-        }
-        for (auto at = frame.begin(); at != frame.end(); at += static_cast<std::ptrdiff_t>(unit)) {
+        for (auto at = frame.begin(); at != frame.end(); at += static_cast<std::ptrdiff_t>(unit))
             std::reverse(at, at + static_cast<std::ptrdiff_t>(unit));
-        }
     }
 
     std::string name_;
@@ -258,11 +240,9 @@ DpxHeader headerOf(const Image& image, const PixelLayout& layout, std::uint64_t 
     header.set<4>(field::width, static_cast<std::uint32_t>(image.width));
     header.set<4>(field::height, static_cast<std::uint32_t>(image.height));
     header.set<4>(field::sign, 0);
-    for (const Descriptor268& known : descriptors) {
-        if (known.channels == layout.channels) {
+    for (const Descriptor268& known : descriptors)
+        if (known.channels == layout.channels)
             header.set<1>(field::descriptor, known.number);
-        }
-    }
     header.set<1>(field::transfer, 0);
     header.set<1>(field::colorimetric, 0);
     header.set<1>(field::bits, static_cast<std::uint32_t>(layout.samples().bits));
@@ -283,9 +263,8 @@ DpxHeader headerOf(const Image& image, const PixelLayout& layout, std::uint64_t 
 // Texts end where they are empty; these begin so.
 void emptyTexts(DpxHeader& header) {
     for (const std::size_t at : {36U, 136U, 160U, 260U, 460U, 1432U, 1532U, 1556U, 1588U, 1664U,
-                                 1666U, 1668U, 1670U, 1676U, 1680U, 1732U, 1764U}) {
+                                 1666U, 1668U, 1670U, 1676U, 1680U, 1732U, 1764U})
         header.data()[at] = '\0';
-    }
 }
 
 } // namespace
@@ -293,9 +272,8 @@ void emptyTexts(DpxHeader& header) {
 Image readDpx(const std::string& file, Extent extent, const ReadOptions& /*options*/) {
     const DpxReader reader(file);
     Image image = reader.header();
-    if (extent == Extent::All) {
+    if (extent == Extent::All)
         reader.readPixels(image);
-    }
     return image;
 }
 
@@ -303,11 +281,9 @@ void writeDpx(const Image& image, const std::string& file, const WriteOptions& /
     const PixelLayout layout = image.source.value_or(image.layout);
     const SampleFormat& samples = layout.samples();
     Bytes frame = samples.pack != nullptr ? samples.pack(image.pixels) : image.pixels;
-    if (layout.kind == SampleKind::Integer16) {
-        for (std::size_t i = 0; i + 1 < frame.size(); i += 2) {
+    if (layout.kind == SampleKind::Integer16)
+        for (std::size_t i = 0; i + 1 < frame.size(); i += 2)
             std::swap(frame[i], frame[i + 1]);
-        }
-    }
     const std::size_t row = frame.size() / static_cast<std::size_t>(image.height);
     const std::size_t stride = (row + 3) / 4 * 4;
     const std::uint64_t fileSize =

@@ -49,16 +49,13 @@ PixelLayout layoutOf(const Imf::ChannelList& list, const std::string& file) {
     channels += list.findChannel("A") != nullptr ? 1 : 0;
     const std::vector<const char*> names = channelNames(channels);
     std::size_t count = 0;
-    for (auto it = list.begin(); it != list.end(); ++it) {
+    for (auto it = list.begin(); it != list.end(); ++it)
         ++count;
-    }
     bool isComplete = count == names.size();
-    for (const char* name : names) {
+    for (const char* name : names)
         isComplete = isComplete && list.findChannel(name) != nullptr;
-    }
-    if (!isComplete) {
+    if (!isComplete)
         failFile("can't take", file, "its channels are not Y, YA, RGB or RGBA");
-    }
     const Imf::PixelType type = list.begin().channel().type;
     for (auto it = list.begin(); it != list.end(); ++it) {
         const std::string channel = std::string("channel '") + it.name();
@@ -66,9 +63,8 @@ PixelLayout layoutOf(const Imf::ChannelList& list, const std::string& file) {
             failFile("can't take", file,
                      channel + "' does not hold half floats or floats, as all have to");
         }
-        if (it.channel().xSampling != 1 || it.channel().ySampling != 1) {
+        if (it.channel().xSampling != 1 || it.channel().ySampling != 1)
             failFile("can't take", file, channel + "' is subsampled");
-        }
     }
     return {type == Imf::HALF ? SampleKind::Half : SampleKind::Float, channels};
 }
@@ -89,9 +85,8 @@ public:
     ExrPart(const std::string& file, const ReadOptions& options)
         : file_(file), input_(file.c_str()), part_(input_, chosenPart(options.part)),
           data_(part_.header().dataWindow()), display_(part_.header().displayWindow()) {
-        if (data_ != display_ && !options.fit) {
+        if (data_ != display_ && !options.fit)
             failFile("can't take", file, "its data window is not its display window");
-        }
     }
 
     [[nodiscard]] Image header() const {
@@ -108,9 +103,8 @@ public:
         (void)frameBytes(image.layout, sizeOf(data_.min.x, data_.max.x),
                          sizeOf(data_.min.y, data_.max.y));
         image.pixelRatio = header.pixelAspectRatio();
-        if (Imf::hasFramesPerSecond(header) && Imf::framesPerSecond(header).d != 0) {
+        if (Imf::hasFramesPerSecond(header) && Imf::framesPerSecond(header).d != 0)
             image.frameRate = static_cast<float>(static_cast<double>(Imf::framesPerSecond(header)));
-        }
         return image;
     }
 
@@ -139,9 +133,8 @@ private:
         for (int i = 0; i < count; ++i) {
             const Imf::Header& header = input_.header(i);
             const std::string name = header.hasName() ? header.name() : "";
-            if (!wanted.empty() && (wanted == name || wanted == std::to_string(i))) {
+            if (!wanted.empty() && (wanted == name || wanted == std::to_string(i)))
                 return i;
-            }
             known += (i == 0 ? "" : ", ") + std::to_string(i) + " '" + name + "'";
         }
         if (!wanted.empty()) {
@@ -229,15 +222,12 @@ private:
 void writePart(const Image& image, Imf::OStream& file, const WriteOptions& options) {
     Imf::Header header(image.width, image.height);
     header.compression() = compressionOf(options.compression);
-    if (image.pixelRatio > 0) {
+    if (image.pixelRatio > 0)
         header.pixelAspectRatio() = image.pixelRatio;
-    }
-    if (image.frameRate > 0) {
+    if (image.frameRate > 0)
         Imf::addFramesPerSecond(header, Imf::guessExactFps(static_cast<double>(image.frameRate)));
-    }
-    for (const char* name : channelNames(image.layout.channels)) {
+    for (const char* name : channelNames(image.layout.channels))
         header.channels().insert(name, Imf::Channel(pixelType(image.layout)));
-    }
     Imf::OutputFile output(file, header);
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): OpenEXR only reads it here.
     char* const pixels = const_cast<char*>(image.pixels.data());
@@ -252,11 +242,10 @@ Image readExr(const std::string& file, Extent extent, const ReadOptions& options
     try {
         ExrPart part(file, options);
         Image image = part.header();
-        if (extent == Extent::Header) {
+        if (extent == Extent::Header)
             part.requireEnd(image);
-        } else {
+        else
             part.readPixels(image);
-        }
         return image;
     } catch (const Error&) {
         throw;
@@ -283,9 +272,8 @@ void writeExr(const Image& image, const std::string& file, const WriteOptions& o
             writePart(image, output, options);
         }
         // What the file's closing could not write is only seen by looking.
-        if (!Imf::MultiPartInputFile(file.c_str()).partComplete(0)) {
+        if (!Imf::MultiPartInputFile(file.c_str()).partComplete(0))
             throw std::runtime_error("it is not complete on the disk");
-        }
     } catch (const std::exception& error) {
         failFile("can't write", file, error.what());
     }

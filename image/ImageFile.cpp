@@ -56,11 +56,9 @@ constexpr std::array<FileKind, 7> fileKinds{{
 
 std::string knownExtensions() {
     std::string text;
-    for (const FileKind& kind : fileKinds) {
-        if (kind.read != nullptr) {
+    for (const FileKind& kind : fileKinds)
+        if (kind.read != nullptr)
             text += (text.empty() ? "" : ", ") + std::string(kind.extension);
-        }
-    }
     return text;
 }
 
@@ -68,23 +66,19 @@ const FileKind& kindOf(const std::string& name) {
     std::string extension = std::filesystem::path(name).extension().string();
     std::transform(extension.begin(), extension.end(), extension.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    for (const FileKind& kind : fileKinds) {
-        if (extension == kind.extension) {
+    for (const FileKind& kind : fileKinds)
+        if (extension == kind.extension)
             return kind;
-        }
-    }
     throw Error(ErrorKind::UnknownFile,
                 "'" + name + "' does not end like an image file (" + knownExtensions() + ")", name);
 }
 
 Image readAny(const std::string& file, Extent extent, const ReadOptions& options) {
-    if (::access(file.c_str(), R_OK) != 0) {
+    if (::access(file.c_str(), R_OK) != 0)
         failFile("can't read", file, errno);
-    }
     const FileKind& kind = kindOf(file);
-    if (kind.read == nullptr) {
+    if (kind.read == nullptr)
         failFile("can't read", file, "JPEG files are only written, for looking at");
-    }
     return kind.read(file, extent, options);
 }
 
@@ -123,9 +117,8 @@ void writeImage(const Image& image, const std::string& file, const WriteOptions&
 
 void checkPictureName(const std::string& name) {
     const FileKind& kind = kindOf(name);
-    if (kind.read != nullptr) {
+    if (kind.read != nullptr)
         checkImageName(name, {SampleKind::Integer8, 3});
-    }
 }
 
 void writePicture(const Image& image, const std::string& file) {

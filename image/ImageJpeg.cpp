@@ -42,9 +42,8 @@ public:
     /// False with an error().
     [[nodiscard]] bool write(const Image& image) {
         constexpr int quality = 92;
-        if (setjmp(manager_.jump) != 0) {
+        if (setjmp(manager_.jump) != 0)
             return false;
-        }
         jpeg_mem_dest(&jpeg_, &bytes_, &size_);
         jpeg_.image_width = static_cast<JDIMENSION>(image.width);
         jpeg_.image_height = static_cast<JDIMENSION>(image.height);
@@ -82,9 +81,8 @@ private:
 
 void writeJpeg(const Image& image, const std::string& file, const WriteOptions& /*options*/) {
     JpegWriter writer;
-    if (!writer.write(image)) {
+    if (!writer.write(image))
         failFile("can't write", file, std::string(writer.error()));
-    }
     const Descriptor descriptor(file, O_WRONLY | O_CREAT | O_TRUNC);
     writeAll(descriptor.number(), writer.bytes(), file);
 }

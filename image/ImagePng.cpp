@@ -26,9 +26,8 @@ void ignoreWarning(png_structp /*png*/, png_const_charp /*text*/) {}
 
 // An error of the descriptor tells everything by itself.
 [[noreturn]] void fail(const char* what, const std::string& name, const std::string& error) {
-    if (error.rfind("can't ", 0) == 0) {
+    if (error.rfind("can't ", 0) == 0)
         throw Error(ErrorKind::File, error, name);
-    }
     failFile(what, name, error);
 }
 
@@ -42,17 +41,15 @@ void guarded(png_structp png, const Work& work) {
         std::strncpy(text, error.what(), sizeof text - 1);
         text[0] = text[0] == '\0' ? '?' : text[0];
     }
-    if (text[0] != '\0') {
+    if (text[0] != '\0')
         png_error(png, text);
-    }
 }
 
 void readBytes(png_structp png, png_bytep to, std::size_t size) {
     guarded(png, [&] {
         auto& input = *static_cast<InputBuffer*>(png_get_io_ptr(png));
-        if (input.readUpTo(reinterpret_cast<char*>(to), size) != size) {
+        if (input.readUpTo(reinterpret_cast<char*>(to), size) != size)
             throw std::runtime_error("the data has been cut off");
-        }
     });
 }
 
@@ -77,9 +74,8 @@ void requireEnd(int descriptor, const std::string& name) {
     unsigned char head[8]; // length and kind of a chunk
     off_t offset = signatureSize;
     while (::pread(descriptor, head, sizeof head, offset) == static_cast<ssize_t>(sizeof head)) {
-        if (std::memcmp(head + 4, "IEND", 4) == 0) {
+        if (std::memcmp(head + 4, "IEND", 4) == 0)
             return;
-        }
         offset += static_cast<off_t>(sizeof head + bigEndian(head)) + checksumSize;
     }
     failFile("can't read", name, "the file has been cut off");
@@ -97,9 +93,8 @@ public:
 
     /// Palettes and small depths are widened to whole samples, transparency to a channel.
     void readHeader(Image& image) {
-        if (setjmp(png_jmpbuf(png_)) != 0) {
+        if (setjmp(png_jmpbuf(png_)) != 0)
             fail("can't read", input_.name(), error_);
-        }
         png_set_read_fn(png_, &input_, readBytes);
         png_read_info(png_, info_);
         png_set_expand(png_);
@@ -115,9 +110,8 @@ public:
     }
 
     void readPixels(Image& image) {
-        if (setjmp(png_jmpbuf(png_)) != 0) {
+        if (setjmp(png_jmpbuf(png_)) != 0)
             fail("can't read", input_.name(), error_);
-        }
         readRows(image);
         png_read_end(png_, nullptr);
     }
@@ -138,9 +132,8 @@ private:
         image.pixels.reserve(stride * height);
         for (int pass = 0; pass < passes_; ++pass) {
             for (std::size_t row = 0; row < height; ++row) {
-                if (pass == 0) {
+                if (pass == 0)
                     image.pixels.resize(passes_ > 1 ? stride * height : stride * (row + 1));
-                }
                 png_read_row(png_, reinterpret_cast<png_bytep>(&image.pixels[row * stride]),
                              nullptr);
             }
@@ -167,9 +160,8 @@ public:
     void write(const Image& image, std::vector<png_bytep>& rows) {
         static const int colourTypes[] = {0, PNG_COLOR_TYPE_GRAY, PNG_COLOR_TYPE_GRAY_ALPHA,
                                           PNG_COLOR_TYPE_RGB, PNG_COLOR_TYPE_RGB_ALPHA};
-        if (setjmp(png_jmpbuf(png_)) != 0) {
+        if (setjmp(png_jmpbuf(png_)) != 0)
             fail("can't write", output_.name(), error_);
-        }
         png_set_write_fn(png_, &output_, writeBytes, flushBytes);
         // A transfer is bound by the encoder: the fastest level, and one cheap filter.
         png_set_compression_level(png_, 1);
@@ -190,9 +182,8 @@ private:
     // Square pixels are what a file that tells nothing has.
     void setPixelRatio(float ratio) {
         const Ratio parts = ratioOf(ratio);
-        if (parts.numerator != parts.denominator) {
+        if (parts.numerator != parts.denominator)
             png_set_pHYs(png_, info_, parts.denominator, parts.numerator, PNG_RESOLUTION_UNKNOWN);
-        }
     }
 
     OutputBuffer& output_;
@@ -229,9 +220,8 @@ Image readPng(InputBuffer& input) {
 Image readPng(const std::string& file, Extent extent, const ReadOptions& /*options*/) {
     const Descriptor descriptor(file, O_RDONLY);
     InputBuffer input(descriptor.number(), file);
-    if (extent == Extent::All) {
+    if (extent == Extent::All)
         return readPng(input);
-    }
     Image image;
     PngReader(input).readHeader(image);
     requireEnd(descriptor.number(), file);

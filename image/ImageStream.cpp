@@ -36,17 +36,15 @@ void numbered(const InputBuffer& input, int number, const Work& work) {
 } // namespace
 
 bool ImageStream::next(Image& image) {
-    if (input_.isAtEnd()) {
+    if (input_.isAtEnd())
         return false;
-    }
     numbered(input_, ++count_, [&] { image = readAny(input_); });
     return true;
 }
 
 bool ImageStream::next(Bytes& frame) {
-    if (input_.isAtEnd()) {
+    if (input_.isAtEnd())
         return false;
-    }
     numbered(input_, ++count_, [&] { input_.read(frame.data(), frame.size()); });
     return true;
 }

@@ -52,9 +52,8 @@ public:
         TIFFOpenOptionsSetMaxSingleMemAlloc(options, INT_MAX);
         tiff_ = TIFFOpenExt(name.c_str(), mode, options);
         TIFFOpenOptionsFree(options);
-        if (tiff_ == nullptr) {
+        if (tiff_ == nullptr)
             fail(*mode == 'r' ? "can't read" : "can't write");
-        }
     }
     ~TiffFile() { TIFFClose(tiff_); }
     TiffFile(const TiffFile&) = delete;
@@ -66,9 +65,8 @@ public:
     }
     [[noreturn]] void refuse(const std::string& why) const { failFile("can't take", name_, why); }
     void require(bool isDone, const char* what) const {
-        if (!isDone) {
+        if (!isDone)
             fail(what);
-        }
     }
 
 private:
@@ -107,9 +105,8 @@ public:
         for (std::uint32_t i = 0; i < count; ++i) {
             const std::uint64_t offset = TIFFGetStrileOffset(file_.get(), i);
             const std::uint64_t bytes = TIFFGetStrileByteCount(file_.get(), i);
-            if (offset > size || bytes > size - offset || bytes == 0) {
+            if (offset > size || bytes > size - offset || bytes == 0)
                 failFile("can't read", name_, "the file has been cut off");
-            }
         }
     }
 
@@ -117,9 +114,8 @@ public:
         const std::size_t size = pixelSize(image.layout) * static_cast<std::size_t>(image.width) *
                                  static_cast<std::size_t>(image.height);
         if (word(TIFFTAG_COMPRESSION) == COMPRESSION_NONE &&
-            std::filesystem::file_size(name_) < size) {
+            std::filesystem::file_size(name_) < size)
             failFile("can't read", name_, "the file has been cut off");
-        }
         image.pixels.resize(size);
         TIFFIsTiled(file_.get()) != 0 ? readTiles(image) : readLines(image);
     }
@@ -146,9 +142,8 @@ private:
                 return;
             }
         }
-        if (!wanted.empty()) {
+        if (!wanted.empty())
             file_.refuse("it has no part '" + wanted + "', only 0 to " + std::to_string(count - 1));
-        }
         if (count > 1) {
             file_.refuse("it has " + std::to_string(count) +
                          " parts, of which one has to be chosen: 0 to " +
@@ -160,21 +155,17 @@ private:
         const int channels = word(TIFFTAG_SAMPLESPERPIXEL);
         const int photometric = word(TIFFTAG_PHOTOMETRIC);
         if (channels < 1 || channels > 4 ||
-            photometric != (channels < 3 ? PHOTOMETRIC_MINISBLACK : PHOTOMETRIC_RGB)) {
+            photometric != (channels < 3 ? PHOTOMETRIC_MINISBLACK : PHOTOMETRIC_RGB))
             file_.refuse("it is not gray or RGB, with or without one channel more");
-        }
-        if (word(TIFFTAG_ORIENTATION) != ORIENTATION_TOPLEFT) {
+        if (word(TIFFTAG_ORIENTATION) != ORIENTATION_TOPLEFT)
             file_.refuse("its rows do not go from top to bottom and left to right");
-        }
         const int bits = word(TIFFTAG_BITSPERSAMPLE);
         const bool isFloating = word(TIFFTAG_SAMPLEFORMAT) == SAMPLEFORMAT_IEEEFP;
-        for (const SampleFormat& samples : sampleFormats()) {
+        for (const SampleFormat& samples : sampleFormats())
             if (samples.packedChannels == 0 && samples.bits == bits &&
                 (samples.maximum == 0) == isFloating &&
-                (isFloating || word(TIFFTAG_SAMPLEFORMAT) == SAMPLEFORMAT_UINT)) {
+                (isFloating || word(TIFFTAG_SAMPLEFORMAT) == SAMPLEFORMAT_UINT))
                 return {samples.kind, channels};
-            }
-        }
         file_.refuse("its samples are not integers of 8 or 16 bits, half floats or floats");
     }
 
@@ -189,9 +180,8 @@ private:
             return;
         }
         to += plane * sample;
-        for (std::size_t i = 0; i < count; ++i) {
+        for (std::size_t i = 0; i < count; ++i)
             std::memcpy(to + i * pixel, from + i * sample, sample);
-        }
     }
 
     std::size_t planes(const Image& image) const {
@@ -222,9 +212,8 @@ private:
         constexpr std::uint64_t mostForSmallImages = std::uint64_t{16} << 20;
         const std::uint64_t tileSize = TIFFTileSize64(file_.get());
         if (tileSize > std::max<std::uint64_t>(image.pixels.size(), mostForSmallImages) ||
-            tileSize != std::uint64_t{tileWidth} * tileHeight * unitSize(image)) {
+            tileSize != std::uint64_t{tileWidth} * tileHeight * unitSize(image))
             file_.refuse("its tiles are much larger than the image");
-        }
         Bytes tile(static_cast<std::size_t>(tileSize));
         for (std::size_t plane = 0; plane < planes(image); ++plane) {
             for (std::size_t y = 0; y < static_cast<std::size_t>(image.height); y += tileHeight) {
@@ -247,9 +236,8 @@ private:
         const std::size_t tileHeight = number(TIFFTAG_TILELENGTH);
         const std::size_t columns = std::min(tileWidth, static_cast<std::size_t>(image.width) - x);
         const std::size_t rows = std::min(tileHeight, static_cast<std::size_t>(image.height) - y);
-        for (std::size_t row = 0; row < rows; ++row) {
+        for (std::size_t row = 0; row < rows; ++row)
             place(image, x, y + row, columns, &tile[row * tileWidth * unitSize(image)], plane);
-        }
     }
 
     std::string name_;
@@ -291,9 +279,8 @@ Image readTiff(const std::string& file, Extent extent, const ReadOptions& option
     const TiffReader reader(file, options.part);
     Image image = reader.header();
     reader.requireEnd();
-    if (extent == Extent::All) {
+    if (extent == Extent::All)
         reader.readPixels(image);
-    }
     return image;
 }
 

@@ -15,9 +15,8 @@ namespace image {
 
 Descriptor::Descriptor(const std::string& file, int flags)
     : number_(::open(file.c_str(), flags | O_CLOEXEC)) {
-    if (number_ < 0) {
+    if (number_ < 0)
         failFile("can't open", file, errno);
-    }
 }
 
 Descriptor::~Descriptor() {
@@ -31,12 +30,10 @@ std::size_t readUpTo(int descriptor, char* to, std::size_t size, const std::stri
     std::size_t done = 0;
     while (done < size) {
         const ssize_t count = ::read(descriptor, to + done, size - done);
-        if (count < 0 && errno != EINTR) {
+        if (count < 0 && errno != EINTR)
             failFile("can't read", name, errno);
-        }
-        if (count == 0) {
+        if (count == 0)
             break;
-        }
         done += count > 0 ? static_cast<std::size_t>(count) : 0;
     }
     return done;
@@ -65,18 +62,16 @@ void InputBuffer::fail(const std::string& why) const {
 }
 
 bool InputBuffer::isAtEnd() {
-    if (next_ < end_) {
+    if (next_ < end_)
         return false;
-    }
     next_ = 0;
     end_ = 0;
     ssize_t count = 0;
     do {
         count = ::read(descriptor_, buffer_.data(), buffer_.size());
     } while (count < 0 && errno == EINTR);
-    if (count < 0) {
+    if (count < 0)
         failFile("can't read", name_, errno);
-    }
     end_ = static_cast<std::size_t>(count);
     return end_ == 0;
 }
@@ -85,9 +80,8 @@ std::size_t InputBuffer::readUpTo(char* to, std::size_t size) {
     const std::size_t buffered = std::min(size, end_ - next_);
     std::copy_n(&buffer_[next_], buffered, to);
     next_ += buffered;
-    if (size - buffered >= buffer_.size()) { // large: not by way of the buffer
+    if (size - buffered >= buffer_.size()) // large: not by way of the buffer
         return buffered + image::readUpTo(descriptor_, to + buffered, size - buffered, name_);
-    }
     std::size_t done = buffered;
     while (done < size && !isAtEnd()) {
         const std::size_t part = std::min(size - done, end_);
@@ -99,9 +93,8 @@ std::size_t InputBuffer::readUpTo(char* to, std::size_t size) {
 }
 
 void InputBuffer::read(char* to, std::size_t size) {
-    if (readUpTo(to, size) != size) {
+    if (readUpTo(to, size) != size)
         fail("the data has been cut off");
-    }
 }
 
 void InputBuffer::read(Bytes& bytes, std::size_t size) {
@@ -119,25 +112,22 @@ void InputBuffer::read(Bytes& bytes, std::size_t size) {
 
 std::uint64_t InputBuffer::remaining() const {
     struct stat status {};
-    if (::fstat(descriptor_, &status) != 0 || !S_ISREG(status.st_mode)) {
+    if (::fstat(descriptor_, &status) != 0 || !S_ISREG(status.st_mode))
         return UINT64_MAX;
-    }
     const off_t position = ::lseek(descriptor_, 0, SEEK_CUR);
     const off_t unread = std::max<off_t>(0, status.st_size - position);
     return static_cast<std::uint64_t>(unread) + (end_ - next_);
 }
 
 void InputBuffer::requireRoomFor(std::uint64_t size, std::uint64_t ratio) {
-    if (remaining() < size / ratio) {
+    if (remaining() < size / ratio)
         fail("the data has been cut off");
-    }
 }
 
 void OutputBuffer::write(const char* bytes, std::size_t size) {
     buffer_.insert(buffer_.end(), bytes, bytes + size);
-    if (buffer_.size() >= bufferSize) {
+    if (buffer_.size() >= bufferSize)
         flush();
-    }
 }
 
 void OutputBuffer::flush() {
@@ -148,9 +138,8 @@ void OutputBuffer::flush() {
 void writeAll(int descriptor, std::string_view bytes, const std::string& name) {
     while (!bytes.empty()) {
         const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
-        if (count < 0 && errno != EINTR) {
+        if (count < 0 && errno != EINTR)
             failFile("can't write", name, errno);
-        }
         bytes.remove_prefix(count > 0 ? static_cast<std::size_t>(count) : 0);
     }
 }
@@ -178,13 +167,11 @@ AsideFile::AsideFile(std::string finalName) : finalName_(std::move(finalName)) {
     const std::string ending = "-" + final.filename().string();
     do {
         path_ = (final.parent_path() / (asidePrefix + ("XXXXXX" + ending))).string();
-        if (descriptor_ >= 0) {
+        if (descriptor_ >= 0)
             ::close(descriptor_);
-        }
         descriptor_ = ::mkstemps(path_.data(), static_cast<int>(ending.size()));
-        if (descriptor_ < 0) {
+        if (descriptor_ < 0)
             failFile("can't write", finalName_, errno);
-        }
     } while (!lockAside(descriptor_));
     const mode_t mask = ::umask(0);
     ::umask(mask);
@@ -192,9 +179,8 @@ AsideFile::AsideFile(std::string finalName) : finalName_(std::move(finalName)) {
 }
 
 AsideFile::~AsideFile() {
-    if (!path_.empty()) {
+    if (!path_.empty())
         ::unlink(path_.c_str());
-    }
     ::close(descriptor_);
 }
 
@@ -202,17 +188,14 @@ void removeDeadAsideFiles(const std::string& folder) {
     std::error_code error;
     for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
         if (entry.path().filename().string().rfind(asidePrefix, 0) != 0 ||
-            !entry.is_regular_file(error)) {
+            !entry.is_regular_file(error))
             continue;
-        }
         const int descriptor =
             ::open(entry.path().c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-        if (descriptor < 0) {
+        if (descriptor < 0)
             continue;
-        }
-        if (::flock(descriptor, LOCK_EX | LOCK_NB) == 0) {
+        if (::flock(descriptor, LOCK_EX | LOCK_NB) == 0)
             ::unlink(entry.path().c_str());
-        }
         ::close(descriptor);
     }
 }
@@ -223,9 +206,8 @@ void AsideFile::write(const Bytes& bytes) const {
 }
 
 void AsideFile::commit() {
-    if (std::rename(path_.c_str(), finalName_.c_str()) != 0) {
+    if (std::rename(path_.c_str(), finalName_.c_str()) != 0)
         failFile("can't write", finalName_, errno);
-    }
     path_.clear();
 }
 

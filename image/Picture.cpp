@@ -25,14 +25,12 @@ unsigned char sampleOf(const Image& image, std::size_t index) {
         std::memcpy(&value, &image.pixels[sizeof value * index], sizeof value);
         return screenValue(value);
     }
-    if (image.layout.kind == SampleKind::Integer8) {
+    if (image.layout.kind == SampleKind::Integer8)
         return static_cast<unsigned char>(image.pixels[index]);
-    }
     const auto low = static_cast<unsigned char>(image.pixels[2 * index]);
     const auto high = static_cast<unsigned char>(image.pixels[2 * index + 1]);
-    if (image.layout.kind == SampleKind::Integer16) {
+    if (image.layout.kind == SampleKind::Integer16)
         return high;
-    }
     half value;
     value.setBits(static_cast<std::uint16_t>(low | high << 8));
     return screenValue(value);
@@ -74,21 +72,17 @@ std::size_t Picture::offset(int x, int y) const {
 void Picture::fill(int left, int top, int width, int height, Colour colour) {
     const int right = std::min(left + width, this->width());
     const int bottom = std::min(top + height, this->height());
-    for (int y = std::max(top, 0); y < bottom; ++y) {
-        for (int x = std::max(left, 0); x < right; ++x) {
+    for (int y = std::max(top, 0); y < bottom; ++y)
+        for (int x = std::max(left, 0); x < right; ++x)
             std::memcpy(&image_.pixels[offset(x, y)], colour.data(), colour.size());
-        }
-    }
 }
 
 void Picture::drawNumber(int left, int top, int scale, const std::string& digits, Colour colour) {
     for (const char digit : digits) {
         const auto& rows = digitRows.at(static_cast<std::size_t>(digit - '0'));
-        for (int square = 0; square < 15; ++square) {
-            if ((rows.at(static_cast<std::size_t>(square / 3)) >> (2 - square % 3) & 1) != 0) {
+        for (int square = 0; square < 15; ++square)
+            if ((rows.at(static_cast<std::size_t>(square / 3)) >> (2 - square % 3) & 1) != 0)
                 fill(left + square % 3 * scale, top + square / 3 * scale, scale, scale, colour);
-            }
-        }
         left += 4 * scale;
     }
 }
@@ -107,9 +101,8 @@ Colour Picture::averageOf(int left, int top, int right, int bottom) const {
     for (int y = top; y < bottom; ++y) {
         for (int x = left; x < right; ++x) {
             const char* pixel = &image_.pixels[offset(x, y)];
-            for (std::size_t channel = 0; channel < 3; ++channel) {
+            for (std::size_t channel = 0; channel < 3; ++channel)
                 sums[channel] += static_cast<unsigned char>(pixel[channel]);
-            }
         }
     }
     const auto count = static_cast<unsigned long long>(right - left) *

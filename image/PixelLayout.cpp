@@ -20,9 +20,8 @@ std::vector<PixelLayout> knownLayouts() {
     for (const SampleFormat& samples : sampleFormats()) {
         const int fewest = samples.packedChannels == 0 ? 1 : samples.packedChannels;
         const int most = samples.packedChannels == 0 ? 4 : samples.packedChannels;
-        for (int channels = fewest; channels <= most; ++channels) {
+        for (int channels = fewest; channels <= most; ++channels)
             layouts.push_back({samples.kind, channels});
-        }
     }
     return layouts;
 }
@@ -34,21 +33,17 @@ std::string PixelLayout::tag() const {
 }
 
 std::optional<PixelLayout> layoutOfTag(const std::string& tag) {
-    for (const PixelLayout& layout : knownLayouts()) {
-        if (layout.tag() == tag) {
+    for (const PixelLayout& layout : knownLayouts())
+        if (layout.tag() == tag)
             return layout;
-        }
-    }
     return std::nullopt;
 }
 
 std::optional<PixelLayout> layoutOfDepth(int bitsPerPixel, int channels) {
-    for (const PixelLayout& layout : knownLayouts()) {
+    for (const PixelLayout& layout : knownLayouts())
         if (layout.samples().maximum > 0 && layout.channels == channels &&
-            layout.bitsPerPixel() == bitsPerPixel) {
+            layout.bitsPerPixel() == bitsPerPixel)
             return layout;
-        }
-    }
     return std::nullopt;
 }
 
@@ -78,12 +73,10 @@ LantrixClipFormat clipFormat(const PixelLayout& layout, int width, int height) {
 
 LantrixClipFormat clipFormat(const PixelLayout& layout, const Image& image) {
     LantrixClipFormat format = clipFormat(layout, image.width, image.height);
-    if (image.pixelRatio > 0 && std::isfinite(image.pixelRatio)) {
+    if (image.pixelRatio > 0 && std::isfinite(image.pixelRatio))
         format.setPixelRatio(image.pixelRatio);
-    }
-    if (image.frameRate > 0 && std::isfinite(image.frameRate)) {
+    if (image.frameRate > 0 && std::isfinite(image.frameRate))
         format.setFrameRate(image.frameRate);
-    }
     return format;
 }
 
@@ -123,9 +116,8 @@ LantrixClipFormat parseClipFormat(const std::string& text, const std::string& ta
                     "'" + tag + "' has " + std::to_string(layout->bitsPerPixel()) + " bits in " +
                         std::to_string(layout->channels) + " channels, not as in '" + text + "'");
     }
-    if (layout) {
+    if (layout)
         format.setFrameBufferSize(frameBytes(*layout, format.width(), format.height()));
-    }
     format.setFormatTag(layout ? layout->tag().c_str() : tag.empty() ? "unknown" : tag.c_str());
     format.setMetaDataTag("none");
     return format;
@@ -161,9 +153,8 @@ PixelLayout layoutOfClip(const LantrixClipFormat& format) {
     const bool hasTag = !tag.empty() && tag != "none";
     const std::optional<PixelLayout> layout =
         hasTag ? layoutOfTag(tag) : layoutOfDepth(format.bitsPerPixel(), format.numChannels());
-    if (!layout) {
+    if (!layout)
         throw Error(ErrorKind::UnknownLayout, "the clip's format tag '" + tag + "' is not known");
-    }
     if (frameBytes(*layout, format.width(), format.height()) != format.frameBufferSize()) {
         throw Error(ErrorKind::UnknownLayout,
                     "the clip's frames have " + std::to_string(format.frameBufferSize()) +

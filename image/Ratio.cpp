@@ -17,16 +17,14 @@ Ratio ratioOf(float value) {
         const double whole = std::floor(rest);
         const double numeratorNext = whole * numerator + numeratorBefore;
         const double denominatorNext = whole * denominator + denominatorBefore;
-        if (!(numeratorNext <= most && denominatorNext <= most)) {
+        if (!(numeratorNext <= most && denominatorNext <= most))
             break;
-        }
         numeratorBefore = numerator;
         denominatorBefore = denominator;
         numerator = numeratorNext;
         denominator = denominatorNext;
-        if (numerator > 0 && static_cast<float>(numerator / denominator) == value) {
+        if (numerator > 0 && static_cast<float>(numerator / denominator) == value)
             return {static_cast<std::uint32_t>(numerator), static_cast<std::uint32_t>(denominator)};
-        }
         rest = 1 / (rest - whole);
     }
     return {};

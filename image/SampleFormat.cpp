@@ -40,9 +40,8 @@ Bytes pack10(const Bytes& pixels) {
         const char* at = &pixels[pixel * 6];
         const unsigned word =
             narrowed(at) << 22U | narrowed(at + 2) << 12U | narrowed(at + 4) << 2U;
-        for (unsigned byte = 0; byte < 4; ++byte) {
+        for (unsigned byte = 0; byte < 4; ++byte)
             words[pixel * 4 + byte] = static_cast<char>(word >> (24U - 8U * byte) & 0xFFU);
-        }
     }
     return words;
 }
@@ -51,9 +50,8 @@ Bytes unpack10(const Bytes& words) {
     Bytes pixels(words.size() / 4 * 6);
     for (std::size_t pixel = 0; pixel < words.size() / 4; ++pixel) {
         unsigned word = 0;
-        for (unsigned byte = 0; byte < 4; ++byte) {
+        for (unsigned byte = 0; byte < 4; ++byte)
             word = word << 8U | static_cast<unsigned char>(words[pixel * 4 + byte]);
-        }
         for (unsigned channel = 0; channel < 3; ++channel) {
             putSample(&pixels[pixel * 6 + std::size_t{2} * channel],
                       widened(word >> (22U - 10U * channel) & 0x3FFU));

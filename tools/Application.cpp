@@ -34,9 +34,8 @@ constexpr const char* statusHelp =
     "  8 image file or local disk, 9 verification differs or a rule fails, 130 interrupted";
 
 void addGlobalOptions(CLI::App& app, Options& options) {
-    if (const char* host = std::getenv("LANTRIX_HOST"); host != nullptr && *host != '\0') {
+    if (const char* host = std::getenv("LANTRIX_HOST"); host != nullptr && *host != '\0')
         options.host = host;
-    }
     const std::string group = "Options of all verbs";
     const auto flag = [&](const char* name, bool& value, const char* help) {
         app.add_flag(name, value, help)->group(group);
@@ -92,11 +91,10 @@ public:
 void redirectLog(const Options& options) {
     static ErrorRouter router;
     CoMsg::router_ = &router;
-    if (options.verbose) {
+    if (options.verbose)
         CoMsg::filterLevel_ = CoMsg::Debug;
-    } else if (options.quiet) {
+    else if (options.quiet)
         CoMsg::filterLevel_ = CoMsg::Error;
-    }
 }
 
 int fail(const Context& context, const Failure& failure) {
@@ -113,20 +111,18 @@ std::string didYouMean(const std::string& name, const std::vector<std::string>& 
 
 std::vector<std::string> verbNames(const CLI::App& app) {
     std::vector<std::string> names;
-    for (const CLI::App* verb : app.get_subcommands({})) {
+    for (const CLI::App* verb : app.get_subcommands({}))
         if (!verb->get_group().empty())
             names.push_back(verb->get_name());
-    }
     return names;
 }
 
 // Of the verbs that were given, and of all verbs.
 std::vector<std::string> optionNames(const CLI::App& app) {
     std::vector<std::string> names;
-    for (const CLI::Option* option : app.get_options()) {
+    for (const CLI::Option* option : app.get_options())
         for (const std::string& name : option->get_lnames())
             names.push_back("--" + name);
-    }
     for (const CLI::App* verb : app.get_subcommands()) {
         const std::vector<std::string> below = optionNames(*verb);
         names.insert(names.end(), below.begin(), below.end());
@@ -162,9 +158,8 @@ std::vector<std::string> wordsOf(int argc, char** argv) {
     const auto mark = std::find(words.begin(), words.end(), "--");
     if (mark != words.end() && std::none_of(mark + 1, words.end(), [](const std::string& word) {
             return word.rfind('-', 0) == 0;
-        })) {
+        }))
         words.erase(mark);
-    }
     if (!words.empty() && words[0] == "help") {
         words.erase(words.begin());
         words.emplace_back("--help");

@@ -171,7 +171,7 @@ namespace {
 void writeTree(const Inode& folder, const std::string& path, Kept kept) {
     std::filesystem::create_directory(path);
     for (const auto& [name, inode] :
-         kept == Kept::OnlyWhatWasFlushed ? folder.flushedNames : folder.names) {
+         kept == Kept::OnlyWhatWasFlushed ? folder.flushedNames : folder.names)
         if (inode->isFolder)
             writeTree(*inode, path + "/" + name, kept);
         else if (kept == Kept::Everything || inode->bytes == inode->flushedBytes)
@@ -180,7 +180,6 @@ void writeTree(const Inode& folder, const std::string& path, Kept kept) {
             writeFile(path + "/" + name, inode->flushedBytes);
         else
             writeFile(path + "/" + name, inode->bytes.substr(0, inode->bytes.size() / 2));
-    }
 }
 
 /// All that a client can learn of the tree, but for frames where they are not flushed.

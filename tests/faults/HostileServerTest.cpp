@@ -31,12 +31,11 @@ constexpr std::size_t longestText = 511; // of an exception and of a service's e
 std::string garbage(std::minstd_rand& random, char end) {
     static const std::string telling("0123456789-+.eE,, \tnt\"%sx\0", 26);
     std::string bytes(random() % 200, '\0');
-    for (char& byte : bytes) {
+    for (char& byte : bytes)
         do
             byte = random() % 4 != 0 ? telling[random() % telling.size()]
                                      : static_cast<char>(random() % 256);
         while (byte == end || byte == '\\');
-    }
     return bytes;
 }
 

@@ -169,9 +169,8 @@ TEST_F(BrowseTest, ADryRunChangesNothing) {
           Words{"put", "frame", "/a", "--raw", "--format", "8x4x24"},
           Words{"get", shot_, "x.#.png"}, Words{"cp", shot_, "/a"}, Words{"thumb", shot_, "x.png"},
           Words{"sheet", shot_, "x.png"}, Words{"bench", "/Library"},
-          Words{"call", "DestroyNode", "n1"}}) {
+          Words{"call", "DestroyNode", "n1"}})
         EXPECT_EQ(0U, output(Words{"-n"} + words).find("would ")) << words[0];
-    }
     EXPECT_EQ(before, output({"ls", "-l", "-R"}));
     EXPECT_EQ("frame ", files("."));
     EXPECT_EQ(std::string(192, '\0'), output({"cat", shot_, "--raw"}));

@@ -55,10 +55,9 @@ private:
 class CompletionTest : public ToolTest, public ::testing::WithParamInterface<Shell> {
 protected:
     void SetUp() override {
-        for (const std::string program : {"tmux", GetParam().name}) {
+        for (const std::string program : {"tmux", GetParam().name})
             if (std::system(("command -v " + program + " >/dev/null").c_str()) != 0)
                 GTEST_SKIP() << program << " is not installed";
-        }
         output({"mkdir", "-p", "/Library/day 1"});
         output({"mkclip", "/Library/day 1/shot", "--format", "8x4x24"});
         output({"meta", "set", "/Library", "remark", "text"});

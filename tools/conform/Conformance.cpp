@@ -44,9 +44,8 @@ Outcome outcomeOf(Outcome outcome, Check check) {
 Outcome tryRule(const TrialPlace& place, ProtocolVersion version, const Rule& rule) {
     return outcomeOf({rule.name, rule.section, Verdict::Passed, {}, ""}, [&] {
         Trial trial(place, version);
-        if ((rule.since > 0 && !trial.speaks(rule.since)) || trial.speaks(rule.before)) {
+        if ((rule.since > 0 && !trial.speaks(rule.since)) || trial.speaks(rule.before))
             throw Inapplicable{versionsOf(rule)};
-        }
         rule.check(trial);
     });
 }
@@ -62,9 +61,8 @@ std::size_t Conformance::count(Verdict verdict) const {
 std::vector<Rule> conformanceRules() {
     std::vector<Rule> rules;
     for (const auto& group :
-         {commandRules(), nodeRules(), clipRules(), linkRules(), metadataRules(), frameRules()}) {
+         {commandRules(), nodeRules(), clipRules(), linkRules(), metadataRules(), frameRules()})
         rules.insert(rules.end(), group.begin(), group.end());
-    }
     return rules;
 }
 
@@ -79,9 +77,8 @@ Conformance checkConformance(const TrialPlace& place, const std::vector<Rule>& r
         conformance.outcomes.push_back(listing);
         return conformance;
     }
-    for (const Rule& rule : rules) {
+    for (const Rule& rule : rules)
         conformance.outcomes.push_back(tryRule(place, conformance.version, rule));
-    }
     conformance.outcomes.push_back(
         outcomeOf({"nothing is left behind", "Nodes", Verdict::Passed, {}, ""}, [&] {
             Trial(place, conformance.version).ok("GetChildren", place.nodeId, children);

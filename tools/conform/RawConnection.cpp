@@ -40,9 +40,8 @@ Addresses addressesOf(const std::string& host, Port port) {
     hints.ai_socktype = SOCK_STREAM;
     addrinfo* list = nullptr;
     const int error = ::getaddrinfo(host.c_str(), portText(port).c_str(), &hints, &list);
-    if (error != 0) {
+    if (error != 0)
         throw Unheard("'" + host + "' can't be resolved: " + ::gai_strerror(error), "");
-    }
     return {list, ::freeaddrinfo};
 }
 
@@ -77,9 +76,8 @@ void RawConnection::connect(const std::string& host, Port port) {
     const std::string failed = "no connection to port " + portText(port);
     const Addresses addresses = addressesOf(host, port);
     socket_ = ::socket(AF_INET, SOCK_STREAM, 0);
-    if (socket_ < 0) {
+    if (socket_ < 0)
         throw Unheard(systemText(failed, errno), "");
-    }
     setOptions(socket_);
     int error = ::connect(socket_, addresses->ai_addr, addresses->ai_addrlen) == 0 ? 0 : errno;
     if (error == EINPROGRESS || error == EINTR) {
@@ -87,21 +85,18 @@ void RawConnection::connect(const std::string& host, Port port) {
         socklen_t size = sizeof error;
         ::getsockopt(socket_, SOL_SOCKET, SO_ERROR, &error, &size);
     }
-    if (error != 0) {
+    if (error != 0)
         throw Unheard(systemText(failed, error), "");
-    }
 }
 
 // Short steps, so that a cancellation is seen soon.
 void RawConnection::waitFor(short events, Clock::time_point end) const {
     for (;;) {
-        if (patience_.isCancelled()) {
+        if (patience_.isCancelled())
             throw Cancelled();
-        }
         pollfd watched{socket_, events, 0};
-        if (::poll(&watched, 1, 50) > 0) {
+        if (::poll(&watched, 1, 50) > 0)
             return;
-        }
         if (Clock::now() >= end) {
             throw Unheard("nothing more within " + std::to_string(patience_.time.count()) + " ms",
                           received_);
@@ -113,13 +108,12 @@ void RawConnection::send(const std::string& bytes) {
     const Clock::time_point end = deadline();
     for (std::size_t sent = 0; sent < bytes.size();) {
         const ssize_t count = ::send(socket_, bytes.data() + sent, bytes.size() - sent, sendFlags);
-        if (count > 0) {
+        if (count > 0)
             sent += static_cast<std::size_t>(count);
-        } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
+        else if (errno == EAGAIN || errno == EWOULDBLOCK)
             waitFor(POLLOUT, end);
-        } else if (errno != EINTR) {
+        else if (errno != EINTR)
             throw Unheard(systemText("the request can't be sent", errno), received_);
-        }
     }
 }
 
@@ -134,19 +128,16 @@ std::string RawConnection::receiveUntil(char end) {
             return text;
         }
         searched = received_.size();
-        if (!receiveSome(deadlineOfAll)) {
+        if (!receiveSome(deadlineOfAll))
             throw Unheard("the server closed the connection", received_);
-        }
     }
 }
 
 std::string RawConnection::receive(std::size_t size) {
     const Clock::time_point end = deadline();
-    while (received_.size() < size) {
-        if (!receiveSome(end)) {
+    while (received_.size() < size)
+        if (!receiveSome(end))
             throw Unheard("the server closed the connection", received_);
-        }
-    }
     return take(size);
 }
 
@@ -171,12 +162,10 @@ bool RawConnection::receiveSome(Clock::time_point end) {
             received_.append(buffer.data(), static_cast<std::size_t>(count));
             return count > 0;
         }
-        if (errno == ECONNRESET || errno == EPIPE) {
+        if (errno == ECONNRESET || errno == EPIPE)
             return false;
-        }
-        if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) {
+        if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR)
             throw Unheard(systemText("the answer can't be received", errno), received_);
-        }
     }
 }
 

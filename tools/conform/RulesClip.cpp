@@ -22,14 +22,12 @@ bool isFormat(const std::string& value) {
     std::size_t start = 0;
     for (int field = 1; field <= 10; ++field) {
         const std::size_t blank = value.find(' ', start);
-        if (blank == std::string::npos || blank == start) {
+        if (blank == std::string::npos || blank == start)
             return false;
-        }
         const std::string word = value.substr(start, blank - start);
         const bool isWhole = field <= 5 || field == 9;
-        if (isWhole && !wire::areNumbers(word, 1)) {
+        if (isWhole && !wire::areNumbers(word, 1))
             return false;
-        }
         start = blank + 1;
     }
     return true;
@@ -38,9 +36,8 @@ bool isFormat(const std::string& value) {
 void newClipsAreEmpty(Trial& trial) {
     const std::string clip = trial.makeNode("clip", "1 clip");
     trial.ok("GetFrames", clip, "");
-    if (trial.speaks(5)) {
+    if (trial.speaks(5))
         trial.ok("GetFramePaths", clip + " h 0 u", "");
-    }
     trial.require(isFormat(trial.ok("GetClipFormat", clip)), "eleven fields");
 }
 
@@ -103,9 +100,8 @@ void badAllocationsChangeNothing(Trial& trial) {
          {" -1 4 2 24 3 24 1 25 rgb8 4 none \"\"", " x 4 2 24 3 24 1 25 rgb8 4 none \"\"",
           " 2 4 2 24 3 24 1 25 rgb8 4 \"\"", " 2 4 2 24 3 24 1 25 rgb8 4 none text",
           " 2 4 2 24 3 0 1 25 rgb8 4 none \"\"", " 2 -4 2 24 3 24 1 25 rgb8 4 none \"\"",
-          " 2 4 2 24 3 24 1 25 rgb8 5 none \"\"", ""}) {
+          " 2 4 2 24 3 24 1 25 rgb8 5 none \"\"", ""})
         trial.error("AllocateFrames", clip + rest);
-    }
     trial.ok("GetFrames", clip, frames[0]);
     trial.ok("GetClipFormat", clip, format);
 }
@@ -130,16 +126,14 @@ void fractionsAreAsPrintfWritesThem(Trial& trial) {
     const std::string clip = trial.makeNode("clip", "1 clip");
     trial.ok("AllocateFrames", clip + " 0 4 2 24 3 24 2.5e-05 1e+06 rgb8 4 none \"\"");
     trial.ok("GetClipFormat", clip, "4 2 24 3 24 2.5e-05 1e+06 rgb8 4 none ");
-    for (const char* rate : {"nan", "inf", "x", ""}) {
+    for (const char* rate : {"nan", "inf", "x", ""})
         trial.error("AllocateFrames", clip + " 0 4 2 24 3 24 1 " + rate + " rgb8 4 none \"\"");
-    }
 }
 
 void wholeNumbersAreDigits(Trial& trial) {
     const std::string clip = trial.makeNode("clip", "1 clip");
-    for (const char* width : {"+4", "4.0", "4x", "99999999999", ""}) {
+    for (const char* width : {"+4", "4.0", "4x", "99999999999", ""})
         trial.error("AllocateFrames", clip + " 0 " + width + " 2 24 3 24 1 25 rgb8 4 none \"\"");
-    }
     trial.ok("AllocateFrames", clip + " 0 004 2 24 3 24 1 25 rgb8 4 none \"\"");
     trial.ok("GetClipFormat", clip, plainFormat);
 }
@@ -149,12 +143,10 @@ void otherNodesHaveNoFrames(Trial& trial) {
     trial.error("GetFrames", folder);
     trial.error("GetClipFormat", folder);
     trial.error("AllocateFrames", allocation(folder, 1));
-    if (trial.speaks(5)) {
+    if (trial.speaks(5))
         trial.error("GetFramePaths", folder + " h 0 u");
-    }
-    if (trial.speaks(6)) {
+    if (trial.speaks(6))
         trial.error("SetFramePaths", folder + "  h 0 u " + plainFormat + "\"\"");
-    }
 }
 
 } // namespace

@@ -120,11 +120,9 @@ void announcementsHaveNoAnswer(Trial& trial) {
     Frames frames;
     trial.makeClip(1, frames);
     trial.write(frames[0], fullFrame);
-    for (const std::string& id : Frames{frames[0], "no-such-frame", ""}) {
-        for (const char* count : {"24", "x", ""}) {
+    for (const std::string& id : Frames{frames[0], "no-such-frame", ""})
+        for (const char* count : {"24", "x", ""})
             trial.sendFrame(wire::frameRequest("ReadAhead", id, count));
-        }
-    }
     trial.read(frames[0], fullFrame);
 }
 

@@ -25,9 +25,8 @@ WrittenClip makeWritten(Trial& trial) {
     const std::string clip = trial.makeClip(1, frames);
     trial.write(frames[0], fullFrame);
     const std::string path = trial.ok("GetFramePaths", clip + " h 0 u");
-    if (path.empty()) {
+    if (path.empty())
         throw Inapplicable{"the server names no files"};
-    }
     return {clip, frames[0], path};
 }
 

@@ -16,9 +16,8 @@ void streamsComeBack(Trial& trial) {
 }
 
 void streamsAreListed(Trial& trial) {
-    for (const char* name : {"note", "other"}) {
+    for (const char* name : {"note", "other"})
         trial.ok("SetMetaData", trial.node() + " " + name + " \"x\"");
-    }
     const std::vector<std::string> names =
         wire::split(trial.ok("QueryMetaDataSupport", trial.node()), ',');
     for (const char* name : {"note", "other"}) {
@@ -46,9 +45,8 @@ void filtersMayBeEmpty(Trial& trial) {
 
 void badTextsChangeNothing(Trial& trial) {
     trial.ok("SetMetaData", trial.node() + " note \"kept\"");
-    for (const char* text : {" note bare", " note \"open", " note \"a\"b\"", " note", ""}) {
+    for (const char* text : {" note bare", " note \"open", " note \"a\"b\"", " note", ""})
         trial.error("SetMetaData", trial.node() + text);
-    }
     trial.ok("GetMetaData", trial.node() + " note * 1", "kept");
 }
 

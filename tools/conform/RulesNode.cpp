@@ -18,9 +18,8 @@ void theRootHasAnId(Trial& trial) {
 void childrenAreListedInOrder(Trial& trial) {
     trial.ok("GetChildren", trial.node(), "");
     std::string list;
-    for (const char* name : {"b", "a", "c"}) {
+    for (const char* name : {"b", "a", "c"})
         list += (list.empty() ? "" : ",") + trial.makeNode(name) + "," + name;
-    }
     trial.ok("GetChildren", trial.node(), list);
 }
 
@@ -32,9 +31,8 @@ void namesComeBack(Trial& trial) {
 }
 
 void badNamesAreErrors(Trial& trial) {
-    for (const char* name : {"", "a,b", "a/b", "a\nb"}) {
+    for (const char* name : {"", "a,b", "a/b", "a\nb"})
         trial.error("CreateNode", trial.node() + " \"" + name + "\" 0 folder");
-    }
     trial.ok("GetChildren", trial.node(), "");
 }
 
@@ -46,9 +44,8 @@ void sameNamesAreTwoNodes(Trial& trial) {
 }
 
 void cutRequestsAreErrors(Trial& trial) {
-    for (const char* cut : {"", " \"name", " \"name\"", " \"name\" 0", " name 0 folder"}) {
+    for (const char* cut : {"", " \"name", " \"name\"", " \"name\" 0", " name 0 folder"})
         trial.error("CreateNode", trial.node() + cut);
-    }
     trial.ok("GetChildren", trial.node(), "");
 }
 
@@ -64,15 +61,13 @@ void theKindDecides(Trial& trial) {
 }
 
 void otherKindsAreErrors(Trial& trial) {
-    for (const char* kind : {"2", "-1", "x", "+1", ""}) {
+    for (const char* kind : {"2", "-1", "x", "+1", ""})
         trial.error("CreateNode", trial.node() + " \"node\" " + kind + " folder");
-    }
 }
 
 void anyTypeIsTaken(Trial& trial) {
-    for (const char* type : {"no-such-type", "7"}) {
+    for (const char* type : {"no-such-type", "7"})
         trial.ok("GetNodeTypeStr", trial.makeNode("node", "0 " + std::string(type)), type);
-    }
     const std::string number = trial.makeNode("node", "0 7");
     trial.ok("GetNodeType", number, "0 7");
 }
@@ -119,9 +114,8 @@ void unknownNodesAreErrors(Trial& trial) {
         trial.error("SetMetaData", gone + " note \"\"");
         trial.error("GetFramePaths", gone + " h 0 u");
     }
-    if (trial.speaks(6)) {
+    if (trial.speaks(6))
         trial.error("SetFramePaths", gone + "  h 0 u " + plainFormat + "\"\"");
-    }
 }
 
 } // namespace

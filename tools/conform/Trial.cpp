@@ -21,9 +21,8 @@ Trial::Trial(TrialPlace place, ProtocolVersion version)
     : place_(std::move(place)), version_(version) {}
 
 Trial::~Trial() {
-    if (nodeId_.empty()) {
+    if (nodeId_.empty())
         return;
-    }
     try { // The connection may be out of step, and the user may have asked for the end.
         Patience patience{place_.patience.time};
         RawConnection connection(place_.host, Port::Commands, patience);
@@ -38,16 +37,14 @@ bool Trial::speaks(int minor) const {
 }
 
 RawConnection& Trial::commands() {
-    if (!commands_) {
+    if (!commands_)
         commands_ = std::make_unique<RawConnection>(place_.host, Port::Commands, place_.patience);
-    }
     return *commands_;
 }
 
 RawConnection& Trial::frames() {
-    if (!frames_) {
+    if (!frames_)
         frames_ = std::make_unique<RawConnection>(place_.host, Port::Frames, place_.patience);
-    }
     return *frames_;
 }
 
@@ -65,18 +62,16 @@ std::string Trial::hear(const std::string& expected, Receive receive) {
 }
 
 void Trial::require(bool holds, const std::string& expected) const {
-    if (!holds) {
+    if (!holds)
         throw Broken{wire::shown(sent_), expected, wire::shown(heard_)};
-    }
 }
 
 void Trial::send(RawConnection& (Trial::*connection)(), const std::string& bytes,
                  std::size_t segment) {
     sent_ = bytes;
     (void)hear("a connection that takes the request", [&] {
-        for (std::size_t at = 0; at < bytes.size(); at += std::min(segment, bytes.size() - at)) {
+        for (std::size_t at = 0; at < bytes.size(); at += std::min(segment, bytes.size() - at))
             (this->*connection)().send(bytes.substr(at, segment));
-        }
         return std::string();
     });
 }

@@ -7,9 +7,8 @@ namespace tool::wire {
 std::string escaped(const std::string& value) {
     std::string text;
     for (const char byte : value) {
-        if (byte == '\t' || byte == '\n' || byte == '\\') {
+        if (byte == '\t' || byte == '\n' || byte == '\\')
             text += '\\';
-        }
         text += byte == '\t' ? 't' : byte == '\n' ? 'n' : byte;
     }
     return text;
@@ -18,17 +17,15 @@ std::string escaped(const std::string& value) {
 std::optional<std::string> unescaped(const std::string& text) {
     std::string value;
     for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == '\t' || text[i] == '\n' || text[i] == '\0') {
+        if (text[i] == '\t' || text[i] == '\n' || text[i] == '\0')
             return std::nullopt;
-        }
         if (text[i] != '\\') {
             value += text[i];
             continue;
         }
         const char escape = ++i < text.size() ? text[i] : '\0';
-        if (escape != 't' && escape != 'n' && escape != '\\') {
+        if (escape != 't' && escape != 'n' && escape != '\\')
             return std::nullopt;
-        }
         value += escape == 't' ? '\t' : escape == 'n' ? '\n' : '\\';
     }
     return value;
@@ -37,9 +34,8 @@ std::optional<std::string> unescaped(const std::string& text) {
 std::string quoted(const std::string& text) {
     std::string quoted = "\"";
     for (const char byte : text) {
-        if (byte == '"' || byte == '\\') {
+        if (byte == '"' || byte == '\\')
             quoted += '\\';
-        }
         quoted += byte;
     }
     return quoted + '"';
@@ -81,13 +77,12 @@ std::string shown(const std::string& bytes) {
     std::string text;
     for (const char character : bytes.substr(0, most)) {
         const auto byte = static_cast<unsigned char>(character);
-        if (byte == '\n') {
+        if (byte == '\n')
             text += "\\n";
-        } else if (byte < 0x20 || byte >= 0x7F) {
+        else if (byte < 0x20 || byte >= 0x7F)
             text += std::string("\\x") + digits[byte >> 4U] + digits[byte & 0xFU];
-        } else {
+        else
             text += character;
-        }
     }
     return bytes.size() <= most ? text : text + "... (" + std::to_string(bytes.size()) + " bytes)";
 }

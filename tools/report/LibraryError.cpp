@@ -18,10 +18,9 @@ bool endsWith(const std::string& text, const std::string& end) {
 
 bool isSocketError(const std::string& text) {
     for (int number : {ECONNRESET, ECONNREFUSED, ECONNABORTED, EPIPE, ETIMEDOUT, EHOSTUNREACH,
-                       ENETUNREACH, ENETDOWN, ENETRESET, ENOTCONN}) {
+                       ENETUNREACH, ENETDOWN, ENETRESET, ENOTCONN})
         if (text == std::strerror(number))
             return true;
-    }
     return false;
 }
 
@@ -32,10 +31,9 @@ bool isConnectionError(const std::string& text) {
     for (const char* start :
          {"Can't open connection to host", "Can't open socket for host", "Unknown host",
           "Connection closed", "Connection stopped", "Connection not established",
-          "Cannot read data on socket", "Not connected.", "Operation aborted."}) {
+          "Cannot read data on socket", "Not connected.", "Operation aborted."})
         if (startsWith(text, start))
             return true;
-    }
     return false;
 }
 
@@ -45,10 +43,9 @@ bool isOwnText(const std::string& text) {
           "Child node index out of range", "Cannot allocate", "Cannot read a negative",
           "Cannot write a negative", "Invalid node id", "Invalid source host",
           "Invalid destination host", "Reply line longer", "Request too long", "Frame id too long",
-          "Transfer too long", "No room for a line"}) {
+          "Transfer too long", "No room for a line"})
         if (startsWith(text, start))
             return true;
-    }
     return false;
 }
 
@@ -58,13 +55,11 @@ Status statusOfLibraryError(const std::string& text) {
     if (isConnectionError(text))
         return Status::NoConnection;
     if (startsWith(text, "Frame index out of range") ||
-        startsWith(text, "Metadata stream index out of range")) {
+        startsWith(text, "Metadata stream index out of range"))
         return Status::FrameMissing;
-    }
     if (startsWith(text, "Server does not support") ||
-        startsWith(text, "Functionality not supported")) {
+        startsWith(text, "Functionality not supported"))
         return Status::ProtocolTooOld;
-    }
     return isOwnText(text) ? Status::Other : Status::Refused;
 }
 

@@ -69,10 +69,9 @@ void printTabbed(const std::vector<Line>& lines) {
 
 std::vector<std::size_t> columnWidths(const std::vector<Line>& lines) {
     std::vector<std::size_t> widths(lines.empty() ? 0 : lines.front().size());
-    for (const Line& line : lines) {
+    for (const Line& line : lines)
         for (std::size_t column = 0; column < line.size(); ++column)
             widths[column] = std::max(widths[column], shownWidth(line[column]));
-    }
     return widths;
 }
 
@@ -164,9 +163,8 @@ void Output::note(const std::string& line) const {
 void Output::failure(const Failure& failure) const {
     if (options_.json) {
         Json error = {{"status", static_cast<int>(failure.status())}, {"message", failure.what()}};
-        for (const auto& [key, value] : failure.details()) {
+        for (const auto& [key, value] : failure.details())
             std::visit([&, &name = key](const auto& detail) { error[name] = detail; }, value);
-        }
         std::fprintf(stderr, "%s\n", dumpJson(withSchema({{"error", error}})).c_str());
         return;
     }

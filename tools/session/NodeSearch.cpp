@@ -83,10 +83,9 @@ void expand(Session& session, const FoundNode& node, const std::vector<std::stri
     }
     if (!isNamePattern(components[depth]))
         return;
-    for (const FoundNode& below : childrenOf(session, node)) {
+    for (const FoundNode& below : childrenOf(session, node))
         if (matchesNamePattern(components[depth], below.address.name()))
             expand(session, below, components, depth + 1, found);
-    }
 }
 
 } // namespace

@@ -36,9 +36,8 @@ void Session::endCall(bool succeeded, const std::string& doing, Port port) {
 Failure Session::callFailure(const std::string& doing, Port port) {
     std::string error = server_->lastError();
     if (relay_ && statusOfLibraryError(error) == Status::NoConnection &&
-        !relay_->connectError().empty()) {
+        !relay_->connectError().empty())
         error = relay_->connectError(); // the library has only reached the relay
-    }
     return watch_->failure(host_, port, doing, error);
 }
 

@@ -52,10 +52,9 @@ std::string loopbackAddress(int attempt) {
 }
 
 TraceRelay::TraceRelay(std::string host) : host_(std::move(host)) {
-    for (int attempt = 0; attempt < loopbackAttempts && address_.empty(); ++attempt) {
+    for (int attempt = 0; attempt < loopbackAttempts && address_.empty(); ++attempt)
         if (listenOn(loopbackAddress(attempt)))
             address_ = loopbackAddress(attempt);
-    }
     if (address_.empty())
         throw Failure(Status::Other, "--trace found no loopback address with free ports " +
                                          std::to_string(ports[0]) + " and " +

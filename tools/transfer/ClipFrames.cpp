@@ -52,14 +52,12 @@ void ClipFrames::read(int index, Bytes& frame, Missing missing) {
     try {
         read(index, frame);
     } catch (const Failure& failure) {
-        if (missing == Missing::Error || !isHole(failure)) {
+        if (missing == Missing::Error || !isHole(failure))
             throw;
-        }
-        if (missing == Missing::Black) {
+        if (missing == Missing::Black)
             std::fill(frame.begin(), frame.end(), '\0');
-        } else if (!readBefore(index, frame)) {
+        else if (!readBefore(index, frame))
             throw;
-        }
     }
 }
 
@@ -70,9 +68,8 @@ bool ClipFrames::readBefore(int index, Bytes& frame) {
             read(index, frame);
             return true;
         } catch (const Failure& failure) {
-            if (!isHole(failure)) {
+            if (!isHole(failure))
                 throw;
-            }
         }
     }
     return false;
@@ -104,9 +101,8 @@ bool ClipFrames::holds(int index, const Bytes& frame) {
             },
             Port::Frames);
     } catch (const Failure& failure) {
-        if (!isHole(failure)) {
+        if (!isHole(failure))
             throw;
-        }
         return false;
     }
     return readBack_ == frame;
@@ -115,16 +111,15 @@ bool ClipFrames::holds(int index, const Bytes& frame) {
 FileFrames::FileFrames(const LantrixClipFormat& format, bool raw, image::ReadOptions reading,
                        image::WriteOptions writing)
     : format_(format), reading_(std::move(reading)), writing_(std::move(writing)) {
-    if (!raw) {
+    if (!raw)
         layout_ = image::layoutOfClip(format);
-    }
 }
 
 namespace {
 
 [[noreturn]] void wrongSize(const std::string& file, const std::string& is,
-                            const std::string& not_) {
-    throw Failure(Status::LocalFile, "'" + file + "' is " + is + ", not " + not_)
+                            const std::string& wanted) {
+    throw Failure(Status::LocalFile, "'" + file + "' is " + is + ", not " + wanted)
         .with("file", file);
 }
 
@@ -138,12 +133,10 @@ void FileFrames::checkFile(const std::string& file) const {
     if (!layout_) {
         std::error_code error;
         const std::uintmax_t bytes = std::filesystem::file_size(file, error);
-        if (error) {
+        if (error)
             throw fileFailure("can't read", file, error.value());
-        }
-        if (bytes != size()) {
+        if (bytes != size())
             wrongSize(file, std::to_string(bytes) + " bytes", std::to_string(size()));
-        }
         return;
     }
     checkImage(file, image::readImageHeader(file, reading_));
@@ -155,9 +148,8 @@ void FileFrames::checkImage(const std::string& file, const image::Image& image) 
                   sizeText(format_.width(), format_.height()));
     }
     const image::PixelLayout held = layout_->held();
-    if (!(image.layout == held)) {
+    if (!(image.layout == held))
         wrongSize(file, image.layout.tag(), held.tag() + " for a clip of " + layout_->tag());
-    }
 }
 
 void FileFrames::read(const std::string& file, Bytes& frame) const {
@@ -201,9 +193,8 @@ void FileFrames::write(const std::string& file, Bytes& frame, ReadBack readBack)
         image::writeImage(image, aside.path(), writing_);
         isSame = readBack == ReadBack::No || image::readImage(aside.path()).pixels == image.pixels;
     }
-    if (!isSame) {
+    if (!isSame)
         throw Failure(Status::Differs, "'" + file + "' reads back differently").with("file", file);
-    }
     aside.commit();
 }
 
@@ -217,9 +208,8 @@ bool FileFrames::isWhole(const std::string& file) const {
 }
 
 bool FileFrames::holds(const std::string& file, const Bytes& frame) const {
-    if (!isWhole(file)) {
+    if (!isWhole(file))
         return false;
-    }
     try {
         return layout_ ? image::readImage(file).pixels == imageOf(frame).pixels
                        : image::readFile(file, frame.size() + 1) == frame;

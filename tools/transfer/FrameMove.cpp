@@ -49,9 +49,8 @@ bool isKnown(const Manifest& known, int number, const Bytes& frame) {
 
 StepResult store(ClipFrames& target, int index, int number, const Bytes& frame,
                  const StoreRules& rules) {
-    if (isKnown(rules.known, number, frame) || (rules.resume && target.holds(index, frame))) {
+    if (isKnown(rules.known, number, frame) || (rules.resume && target.holds(index, frame)))
         return {0, true, ""};
-    }
     target.write(index, frame);
     if (rules.verify && !target.holds(index, frame)) {
         throw Failure(Status::Differs,
@@ -85,9 +84,8 @@ OpenTarget toGrowingClip(const Options& options, const LocatedClip& clip, int fi
         const auto target = std::make_shared<ClipFrames>(options, clip);
         return [target, clip, first, rules,
                 count = clip.frameCount](std::size_t step, Bytes& frame) mutable -> StepResult {
-            if (step >= static_cast<std::size_t>(INT_MAX - first)) {
+            if (step >= static_cast<std::size_t>(INT_MAX - first))
                 throw Failure(Status::Other, "a clip can't have more frames");
-            }
             const int index = first + static_cast<int>(step);
             if (index >= count) {
                 const int grown = std::max(index + 1, grownCount(count));
@@ -103,9 +101,8 @@ OpenTarget toFiles(const FileFrames& files, const std::vector<FrameStep>& steps,
     return [files, steps, rules]() -> TakeStep {
         return [files, steps, rules](std::size_t step, Bytes& frame) -> StepResult {
             const std::string& file = steps[step].file;
-            if (rules.resume && rules.verify && files.holds(file, frame)) {
+            if (rules.resume && rules.verify && files.holds(file, frame))
                 return {0, true, ""};
-            }
             const std::size_t size = frame.size();
             files.write(file, frame, rules.verify ? ReadBack::Yes : ReadBack::No);
             return {size, false, ""};

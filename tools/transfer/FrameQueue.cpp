@@ -10,10 +10,9 @@ namespace tool {
 
 bool FrameQueue::takeFree(Bytes& buffer) {
     std::unique_lock<std::mutex> lock(mutex_);
-    changed_.wait(lock, [this] { return inUse_ < most_ || isUserGone_; });
-    if (isUserGone_) {
+    changed_.wait(lock, [this] { return inUse_ < mostInUse || isUserGone_; });
+    if (isUserGone_)
         return false;
-    }
     ++inUse_;
     buffer.clear();
     if (!free_.empty()) {
@@ -32,15 +31,12 @@ void FrameQueue::push(Bytes buffer) {
 bool FrameQueue::pop(Bytes& buffer) {
     std::unique_lock<std::mutex> lock(mutex_);
     const auto isReady = [this] { return !made_.empty() || isMakerGone_; };
-    while (!changed_.wait_for(lock, std::chrono::milliseconds(50), isReady)) {
-        if (wasInterrupted()) { // the maker may wait for a pipe and not see it
+    while (!changed_.wait_for(lock, std::chrono::milliseconds(50), isReady))
+        if (wasInterrupted()) // the maker may wait for a pipe and not see it
             throw Failure(Status::Interrupted, "interrupted");
-        }
-    }
     if (made_.empty()) {
-        if (makerEnd_) {
+        if (makerEnd_)
             std::rethrow_exception(makerEnd_);
-        }
         return false;
     }
     buffer = std::move(made_.front());
@@ -98,9 +94,8 @@ void overlapFrames(std::size_t begin, std::size_t end,
                    const std::function<void(std::size_t, Bytes&)>& make,
                    const std::function<void(std::size_t, Bytes&)>& use) {
     const auto makeNext = [&](std::size_t i, Bytes& buffer) {
-        if (begin + i >= end) {
+        if (begin + i >= end)
             return false;
-        }
         make(begin + i, buffer);
         return true;
     };
@@ -114,9 +109,8 @@ void overlapFrames(const OpenEndedMaker& maker,
     const auto run = [&] {
         try {
             Bytes buffer;
-            for (std::size_t i = 0; queue.takeFree(buffer) && maker.make(i, buffer); ++i) {
+            for (std::size_t i = 0; queue.takeFree(buffer) && maker.make(i, buffer); ++i)
                 queue.push(std::move(buffer));
-            }
             queue.endMaking(nullptr);
         } catch (...) {
             queue.endMaking(std::current_exception());

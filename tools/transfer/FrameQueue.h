@@ -34,7 +34,7 @@ public:
     void endUsing();
 
 private:
-    static constexpr std::size_t most_ = 4; // frames made and not yet used
+    static constexpr std::size_t mostInUse = 4; // frames made and not yet used
 
     std::mutex mutex_;
     std::condition_variable changed_;

@@ -11,13 +11,11 @@ namespace {
 // Takes a number off the front of the text.
 std::optional<int> takeNumber(const char*& at, const char* end) {
     int number = 0;
-    if (at == end || *at < '0' || *at > '9') {
+    if (at == end || *at < '0' || *at > '9')
         return std::nullopt;
-    }
     const auto [next, error] = std::from_chars(at, end, number);
-    if (error != std::errc{}) {
+    if (error != std::errc{})
         return std::nullopt;
-    }
     at = next;
     return number;
 }
@@ -34,9 +32,8 @@ FrameRange::Span FrameRange::parseSpan(const std::string& text) {
     const char* at = text.data();
     const char* end = at + text.size();
     const std::optional<int> first = takeNumber(at, end);
-    if (!first) {
+    if (!first)
         throw noRange(text);
-    }
     Span span{*first, first, 1};
     if (at != end && *at == '-') {
         ++at;
@@ -46,9 +43,8 @@ FrameRange::Span FrameRange::parseSpan(const std::string& text) {
         ++at;
         span.step = takeNumber(at, end).value_or(0);
     }
-    if (at != end || span.step < 1 || (span.last && *span.last < span.first)) {
+    if (at != end || span.step < 1 || (span.last && *span.last < span.first))
         throw noRange(text);
-    }
     return span;
 }
 
@@ -72,9 +68,8 @@ std::vector<int> FrameRange::numbers(int first, int last) const {
         // Counted wider, so that a step beyond the largest number ends the loop.
         for (long long number = span.first; number <= span.last.value_or(last);
              number += span.step) {
-            if (numbers.size() == mostFrames) {
+            if (numbers.size() == mostFrames)
                 throw Failure(Status::Usage, "a frame range holds too many frames");
-            }
             numbers.push_back(static_cast<int>(number));
         }
     }
@@ -98,9 +93,8 @@ std::vector<int> FrameRange::indices(int startNumber, int count) const {
         }
     }
     std::vector<int> indices = numbers(startNumber, static_cast<int>(last));
-    for (int& index : indices) {
+    for (int& index : indices)
         index -= startNumber;
-    }
     return indices;
 }
 
@@ -112,13 +106,11 @@ std::string describeFrames(const std::vector<int>& numbers) {
     std::string text;
     for (std::size_t i = 0; i < numbers.size();) {
         std::size_t end = i;
-        while (end + 1 < numbers.size() && numbers[end + 1] == numbers[end] + 1) {
+        while (end + 1 < numbers.size() && numbers[end + 1] == numbers[end] + 1)
             ++end;
-        }
         text += (text.empty() ? "" : ",") + std::to_string(numbers[i]);
-        if (end > i) {
+        if (end > i)
             text += "-" + std::to_string(numbers[end]);
-        }
         i = end + 1;
     }
     return text;

@@ -11,9 +11,8 @@ namespace tool {
 
 Manifest readManifest(const std::string& file) {
     std::ifstream input(file);
-    if (!input) {
+    if (!input)
         throw fileFailure("can't read", file, errno);
-    }
     static const std::regex form("([0-9a-fA-F]{32})  ?[ *]?(?:.*[^0-9])?([0-9]{1,9})[^0-9]*");
     Manifest manifest;
     std::string line;
@@ -26,9 +25,8 @@ Manifest readManifest(const std::string& file) {
                 .with("file", file);
         }
         std::string hash = found.str(1);
-        for (char& digit : hash) {
+        for (char& digit : hash)
             digit = static_cast<char>(std::tolower(static_cast<unsigned char>(digit)));
-        }
         manifest[std::stoi(found.str(2))] = hash;
     }
     return manifest;

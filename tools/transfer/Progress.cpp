@@ -38,9 +38,8 @@ std::string fixedText(double number, int decimals) {
 } // namespace
 
 Progress::Mode Progress::modeOf(const Options& options) {
-    if (options.progress == "json") {
+    if (options.progress == "json")
         return Mode::Lines;
-    }
     const bool wantsBar =
         options.progress == "bar" || (options.progress == "auto" && !options.quiet &&
                                       !options.json && ::isatty(STDERR_FILENO) != 0);
@@ -50,15 +49,13 @@ Progress::Mode Progress::modeOf(const Options& options) {
 Progress::Progress(const Options& options, std::string what, std::size_t total, std::string unit)
     : mode_(modeOf(options)), what_(std::move(what)), unit_(std::move(unit)), total_(total) {
     samples_.push_back({active_, 0, 0});
-    if (mode_ == Mode::Bar && total_ > 0) {
+    if (mode_ == Mode::Bar && total_ > 0)
         showBar();
-    }
 }
 
 Progress::~Progress() {
-    if (mode_ == Mode::Bar && (total_ == 0 ? done_ > 0 : done_ < total_)) {
+    if (mode_ == Mode::Bar && (total_ == 0 ? done_ > 0 : done_ < total_))
         std::fputc('\n', stderr); // of a bar that was left before its end
-    }
 }
 
 double Progress::seconds() const {
@@ -85,9 +82,8 @@ void Progress::countDone() {
     takeSample();
     const bool isFirst = done_ == 1;
     if (mode_ == Mode::None ||
-        (active_ - shown_ < std::chrono::milliseconds(100) && !isAtEnd() && !isFirst)) {
+        (active_ - shown_ < std::chrono::milliseconds(100) && !isAtEnd() && !isFirst))
         return;
-    }
     shown_ = active_;
     mode_ == Mode::Bar ? showBar() : showLine();
 }
@@ -105,17 +101,15 @@ void Progress::tick() {
 void Progress::passTime() {
     const Clock::time_point now = Clock::now();
     const Time gap = now - seen_;
-    if (!isTicking_ || gap.count() < pauseSeconds) {
+    if (!isTicking_ || gap.count() < pauseSeconds)
         active_ += gap;
-    }
     seen_ = now;
 }
 
 void Progress::takeSample() {
     samples_.push_back({active_, done_, bytes_});
-    while (samples_.size() > 2 && (active_ - samples_[1].time).count() > rateSeconds) {
+    while (samples_.size() > 2 && (active_ - samples_[1].time).count() > rateSeconds)
         samples_.pop_front();
-    }
 }
 
 std::string Progress::barText(std::size_t columns) const {
@@ -137,9 +131,8 @@ std::string Progress::barText(std::size_t columns) const {
     const std::size_t room = columns - 1 - std::min(columns - 1, what_.size());
     const auto tail = std::find_if(tails.begin(), tails.end(),
                                    [&](const std::string& text) { return text.size() <= room; });
-    if (tail == tails.end()) {
+    if (tail == tails.end())
         return (what_ + count).substr(0, columns - 1);
-    }
     const std::size_t free = room - tail->size();
     std::string bar;
     if (free >= 8 && total_ > 0) {
@@ -193,9 +186,8 @@ void Progress::Ticker::run() {
         progress_.isTicking_ = true;
     }
     std::unique_lock<std::mutex> lock(mutex_);
-    while (!ended_.wait_for(lock, tickInterval, [this] { return isEnding_; })) {
+    while (!ended_.wait_for(lock, tickInterval, [this] { return isEnding_; }))
         progress_.tick();
-    }
 }
 
 } // namespace tool

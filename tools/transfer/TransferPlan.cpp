@@ -29,18 +29,16 @@ Failure filesMissing(const FilePattern& pattern, const std::vector<int>& missing
     std::string text = "'" + pattern.file(missing.front()) +
                        "' is not there (missing: " + describeFrames(missing) +
                        "); --missing hold or black fills holes";
-    if (frames.range.empty() && existing.front() > frames.startNumber) {
+    if (frames.range.empty() && existing.front() > frames.startNumber)
         text += startNumberAdvice(existing);
-    }
     return Failure(Status::FrameMissing, text).with("file", pattern.file(missing.front()));
 }
 
 // All files are meant unless a range is given, so none may be dropped in silence.
 void requireNoneBefore(const FilePattern& pattern, const std::vector<int>& existing,
                        const FrameSelection& frames) {
-    if (!frames.range.empty() || existing.front() >= frames.startNumber) {
+    if (!frames.range.empty() || existing.front() >= frames.startNumber)
         return;
-    }
     std::vector<int> before = existing;
     before.erase(std::lower_bound(before.begin(), before.end(), frames.startNumber), before.end());
     throw Failure(Status::Usage, "files of '" + pattern.text() + "' have numbers before the " +
@@ -59,30 +57,27 @@ Failure noFile(const FilePattern& pattern) {
 std::vector<FrameStep> planFromPattern(const FilePattern& pattern, const FrameSelection& frames,
                                        Missing policy) {
     const std::vector<int> existing = pattern.existingNumbers();
-    if (existing.empty()) {
+    if (existing.empty())
         throw noFile(pattern);
-    }
     requireNoneBefore(pattern, existing, frames);
     std::vector<FrameStep> steps;
     std::vector<int> missing;
     for (const int number : frames.parsed().numbers(frames.startNumber, existing.back())) {
         FrameStep step{indexOf(number, frames), ""};
-        if (std::binary_search(existing.begin(), existing.end(), number)) {
+        if (std::binary_search(existing.begin(), existing.end(), number))
             step.file = pattern.file(number);
-        } else if (policy == Missing::Hold && !steps.empty()) {
+        else if (policy == Missing::Hold && !steps.empty())
             step.file = steps.back().file;
-        } else if (policy != Missing::Black) {
+        else if (policy != Missing::Black)
             missing.push_back(number);
-        }
         steps.push_back(step);
     }
     if (steps.empty()) {
         throw Failure(Status::FrameMissing, "no file is among the frames " + frames.range +
                                                 ": there are " + describeFrames(existing));
     }
-    if (!missing.empty()) {
+    if (!missing.empty())
         throw filesMissing(pattern, missing, existing, frames);
-    }
     return steps;
 }
 
@@ -104,9 +99,8 @@ std::vector<FrameStep> planFromFiles(const std::vector<std::string>& files,
                                              " files for " + std::to_string(numbers.size()) +
                                              " frames");
         }
-        for (std::size_t i = 0; i < files.size(); ++i) {
+        for (std::size_t i = 0; i < files.size(); ++i)
             steps.push_back({indexOf(numbers[i], frames), files[i]});
-        }
     }
     return steps;
 }
@@ -121,26 +115,23 @@ std::vector<FrameStep> planToFiles(const std::string& files, const FrameSelectio
                                          "like name.####.png");
     }
     std::vector<FrameStep> steps;
-    for (const int index : indices) {
+    for (const int index : indices)
         steps.push_back({index, pattern.file(index + frames.startNumber)});
-    }
     return steps;
 }
 
 std::vector<int> indicesOf(const std::vector<FrameStep>& steps) {
     std::vector<int> indices;
     indices.reserve(steps.size());
-    for (const FrameStep& step : steps) {
+    for (const FrameStep& step : steps)
         indices.push_back(step.index);
-    }
     return indices;
 }
 
 std::string describeSteps(const std::vector<FrameStep>& steps, int startNumber) {
     std::vector<int> numbers = indicesOf(steps);
-    for (int& number : numbers) {
+    for (int& number : numbers)
         number += startNumber;
-    }
     return describeFrames(numbers);
 }
 

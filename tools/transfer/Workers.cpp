@@ -20,18 +20,16 @@ namespace {
 // A worker tells its parent by lines; one write of this size is never torn apart.
 void sendLine(int descriptor, const Json& line) {
     const std::string text = dumpJson(line) + "\n";
-    if (::write(descriptor, text.data(), text.size()) < 0) {
+    if (::write(descriptor, text.data(), text.size()) < 0)
         std::_Exit(static_cast<int>(Status::Other)); // the parent is gone
-    }
 }
 
 Json lineOf(const Failure& failure) {
     Json line = {{"status", static_cast<int>(failure.status())},
                  {"message", failure.what()},
                  {"details", Json::object()}};
-    for (const auto& [key, value] : failure.details()) {
+    for (const auto& [key, value] : failure.details())
         std::visit([&, &name = key](const auto& detail) { line["details"][name] = detail; }, value);
-    }
     if (dumpJson(line).size() >= PIPE_BUF) {
         line["message"] =
             std::string(failure.what()).substr(0, PIPE_BUF / 8); // 6 bytes each at most
@@ -71,9 +69,8 @@ Failure failureOf(const Json& line) {
 class WorkerPool {
 public:
     WorkerPool() {
-        if (::pipe(pipe_) != 0) {
+        if (::pipe(pipe_) != 0)
             throw fileFailure("can't open", "a pipe", errno);
-        }
     }
     ~WorkerPool() {
         ::close(pipe_[0]);
@@ -85,9 +82,8 @@ public:
 
     void start(const std::function<void(const StepDone&)>& work) {
         const pid_t worker = ::fork();
-        if (worker < 0) {
+        if (worker < 0)
             throw fileFailure("can't start", "a worker process", errno);
-        }
         if (worker == 0) {
             ::close(pipe_[0]);
             workAsChild(pipe_[1], work);
@@ -116,26 +112,22 @@ private:
         constexpr int milliseconds = 50;
         pollfd entry{pipe_[0], POLLIN, 0};
         do {
-            if (wasInterrupted()) {
+            if (wasInterrupted())
                 endWorkers();
-            }
         } while (::poll(&entry, 1, milliseconds) <= 0);
         char buffer[65536];
         const ssize_t size = ::read(pipe_[0], buffer, sizeof buffer);
-        if (size < 0) {
+        if (size < 0)
             throw fileFailure("can't read from", "a worker process", errno);
-        }
         pending.append(buffer, static_cast<std::size_t>(size));
         return size > 0;
     }
 
     // Once, for a second signal would end them in the middle of a file.
     void endWorkers() {
-        for (const pid_t worker : workers_) {
-            if (!wereEnded_) {
+        for (const pid_t worker : workers_)
+            if (!wereEnded_)
                 ::kill(worker, SIGTERM);
-            }
-        }
         wereEnded_ = true;
     }
 
@@ -166,11 +158,10 @@ void Transfer::markDone(std::size_t step, const StepResult& result) {
 
 void Transfer::takeLine(const std::string& line) {
     const Json report = Json::parse(line);
-    if (report.contains("step")) {
+    if (report.contains("step"))
         markDone(report["step"], {report["bytes"], report["isSkipped"], report["text"]});
-    } else {
+    else
         failures_.push_back(failureOf(report));
-    }
 }
 
 void Transfer::runHere(const StepWork& work) {
@@ -190,16 +181,13 @@ void Transfer::runWorkers(const StepWork& work, std::size_t workers) {
     const Progress::Ticker ticker(progress_); // a thread: started behind the last fork
     pool.listen([this](const std::string& line) {
         takeLine(line);
-        if (!failures_.empty() && !wasInterrupted()) {
+        if (!failures_.empty() && !wasInterrupted())
             throw failures_.front(); // ends the other workers
-        }
     });
-    if (!failures_.empty()) {
+    if (!failures_.empty())
         throw failures_.front();
-    }
-    if (std::count(isDone_.begin(), isDone_.end(), false) > 0) {
+    if (std::count(isDone_.begin(), isDone_.end(), false) > 0)
         throw Failure(Status::Other, "a worker process ended before its time");
-    }
 }
 
 void Transfer::run(const StepWork& steps) {
@@ -223,9 +211,8 @@ void Transfer::run(const StepWork& steps) {
             (isDone_.size() == 1 ? " is done" : " are done") +
             (isResumable ? ", --resume goes on from there" : ""));
         told.with("framesDone", static_cast<long long>(progress_.framesDone()));
-        if (!isOpenEnded_) {
+        if (!isOpenEnded_)
             told.with("framesTotal", static_cast<long long>(isDone_.size()));
-        }
         throw told;
     }
 }

@@ -39,7 +39,7 @@ public:
 
     /// Does all steps, by at most --j workers. A failure tells how many steps are done, and whether
     /// --resume goes on from there.
-    void run(const StepWork& work);
+    void run(const StepWork& steps);
 
     [[nodiscard]] const std::vector<std::string>& results() const { return results_; }
     [[nodiscard]] const Progress& progress() const { return progress_; }

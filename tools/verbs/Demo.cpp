@@ -32,11 +32,10 @@ class Demo {
 public:
     Demo(const Options& options, const DemoArguments& arguments)
         : options_(options), arguments_(arguments), server_(local_.address().c_str()) {
-        if (arguments_.files.empty()) {
+        if (arguments_.files.empty())
             scratch_.emplace();
-        } else {
+        else
             makeFolder(arguments_.files);
-        }
         folder_ = scratch_ ? scratch_->path() : arguments_.files;
     }
 
@@ -60,18 +59,16 @@ public:
 private:
     // Every operation of the library tells by a bool whether it succeeded.
     void require(bool succeeded, const std::string& what) const {
-        if (wasInterrupted()) {
+        if (wasInterrupted())
             throw Failure(Status::Interrupted, "interrupted");
-        }
         if (!succeeded) {
             throw Failure(statusOfLibraryError(server_.lastError()),
                           "can't " + what + ": " + server_.lastError());
         }
     }
     static void expect(bool isTrue, const std::string& what) {
-        if (!isTrue) {
+        if (!isTrue)
             throw Failure(Status::Differs, what);
-        }
     }
 
     static void makeFolder(const std::string& path);
@@ -109,9 +106,8 @@ private:
 void Demo::makeFolder(const std::string& path) {
     std::error_code error;
     std::filesystem::create_directories(path, error);
-    if (error) {
+    if (error)
         throw fileFailure("can't make", path, error.value());
-    }
 }
 
 void Demo::introduce() {
@@ -263,9 +259,8 @@ void Demo::linkFiles() {
     require(reel.createClipNode("linked", format_, "clip", linked), "create a clip");
     require(linked.setNumFrames(0), "set the clip's format");
     require(linked.linkToFrames(paths.data(), static_cast<int>(paths.size())), "link a clip");
-    for (std::size_t i = 0; i < paths.size(); ++i) {
+    for (std::size_t i = 0; i < paths.size(); ++i)
         expect(readFrame(linked, static_cast<int>(i)) == frames_[i], "a linked frame differs");
-    }
     say("Linked a second clip to two existing files and read its frames.");
 }
 

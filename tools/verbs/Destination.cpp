@@ -14,9 +14,8 @@ Destination::Destination(Context& context, const Address& address, int startNumb
     Session session(context.options, address.host);
     if (address.nodeId.empty()) {
         const FoundNode parent{address.parent(), findNode(session, address.parent())};
-        if (!findChild(session, parent, address.name())) {
+        if (!findChild(session, parent, address.name()))
             return;
-        }
     }
     existing_ = locateClip(session, address, startNumber);
 }
@@ -28,11 +27,9 @@ void Destination::setIndices(const std::vector<int>& indices) {
 
 std::size_t Destination::framesReplaced() const {
     std::set<int> replaced;
-    for (const int index : indices_) {
-        if (existing_ && index < existing_->frameCount) {
+    for (const int index : indices_)
+        if (existing_ && index < existing_->frameCount)
             replaced.insert(index);
-        }
-    }
     return replaced.size();
 }
 
@@ -57,9 +54,8 @@ std::string Destination::wouldDo(const std::string& work) const {
 void Destination::tryFrame(const OpenSource& source, StoreRules rules) const {
     const auto first = std::find_if(indices_.begin(), indices_.end(),
                                     [&](int index) { return index < existing_->frameCount; });
-    if (first == indices_.end()) {
+    if (first == indices_.end())
         return;
-    }
     const auto step = static_cast<std::size_t>(first - indices_.begin());
     Bytes frame;
     source()(step, frame);
@@ -102,20 +98,17 @@ void Destination::announceReplacing(const std::string& verb, const std::string& 
 }
 
 void Destination::fill(const std::string& verb, const OpenSource& source, StoreRules rules) {
-    if (framesReplaced() > 0) {
+    if (framesReplaced() > 0)
         announceReplacing(verb, replacedText(), rules);
-    }
-    if (mustGrow()) {
+    if (mustGrow())
         tryFrame(source, rules);
-    }
     const LocatedClip clip = provide();
     Transfer transfer(context_.options, verb, indices_.size(), AfterFailure::Resume);
     try {
         moveFrames(transfer, source, toClip(context_.options, clip, indices_, rules));
     } catch (const Failure&) {
-        if (!existing_ && transfer.progress().framesDone() == 0) {
+        if (!existing_ && transfer.progress().framesDone() == 0)
             withdraw(clip);
-        }
         throw;
     }
     report(transfer, verb, rules);
@@ -152,19 +145,17 @@ void Destination::fill(const std::string& verb, const OpenEndedMaker& source, in
     try {
         moveFrames(transfer, source, toGrowingClip(context_.options, clip, first, rules));
     } catch (const Failure&) {
-        if (!existing_ && transfer.progress().framesDone() == 0) {
+        if (!existing_ && transfer.progress().framesDone() == 0)
             withdraw(clip);
-        } else if (mayHaveGrown(clip, first, transfer)) {
+        else if (mayHaveGrown(clip, first, transfer))
             cutOff(clip, countAfter(first, transfer));
-        }
         throw;
     }
     std::vector<int> indices(transfer.progress().framesDone());
     std::iota(indices.begin(), indices.end(), first);
     setIndices(indices);
-    if (mayHaveGrown(clip, first, transfer)) {
+    if (mayHaveGrown(clip, first, transfer))
         ClipFrames(context_.options, clip).setCount(countAfter(first, transfer));
-    }
     report(transfer, verb, rules);
 }
 

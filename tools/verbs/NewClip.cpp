@@ -27,16 +27,14 @@ void requireFolder(Session& session, const FoundNode& node) {
 
 void checkType(const std::string& type) {
     if (type.empty() ||
-        std::any_of(type.begin(), type.end(), [](unsigned char c) { return std::isspace(c); })) {
+        std::any_of(type.begin(), type.end(), [](unsigned char c) { return std::isspace(c); }))
         throw Failure(Status::Usage, "a node's type is one word, not '" + type + "'");
-    }
 }
 
 FoundNode findParentOfNew(Session& session, const Address& address, const NewClip& clip) {
     FoundNode parent{address.parent(), findNode(session, address.parent())};
-    if (findChild(session, parent, address.name())) {
+    if (findChild(session, parent, address.name()))
         throw alreadyThere(session, address);
-    }
     requireFolder(session, parent);
     checkType(clip.type);
     checkNewName(address.name(), parent.handle.getNodeId().id(), clip.type);

@@ -65,9 +65,8 @@ Json measurePing(const Options& options, const std::string& host) {
     const auto ping = [&] { session.call("ping", [&] { return session.server().ping(); }); };
     ping(); // connects
     const auto start = std::chrono::steady_clock::now();
-    for (std::size_t i = 0; i < count; ++i) {
+    for (std::size_t i = 0; i < count; ++i)
         ping();
-    }
     const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
     return measurement("ping", count, time.count(), 0);
 }
@@ -110,9 +109,8 @@ Json measureReading(const Options& options, const LocatedClip& clip, int count) 
 // The clip at the address; none when the node is another one.
 std::optional<LocatedClip> clipAt(const Options& options, const Address& address) {
     Session session(options, address.host);
-    if (!session.isClip(findNode(session, address))) {
+    if (!session.isClip(findNode(session, address)))
         return std::nullopt;
-    }
     return locateClip(session, address);
 }
 

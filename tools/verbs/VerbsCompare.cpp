@@ -101,9 +101,8 @@ Comparison compareWithClip(const Options& options, const LocatedClip& clip,
 Comparison compareWithFiles(const LocatedClip& clip, const CheckArguments& arguments) {
     const std::vector<FrameStep> steps =
         planFromFiles(arguments.others, arguments.selection, arguments.missing);
-    if (arguments.selection.range.empty()) {
+    if (arguments.selection.range.empty())
         requireSameCount(clip, steps.size(), "files");
-    }
     return {indicesOf(steps),
             fromFiles(FileFrames(clip.format, arguments.raw, arguments.reading), steps),
             {}};
@@ -112,9 +111,8 @@ Comparison compareWithFiles(const LocatedClip& clip, const CheckArguments& argum
 Comparison compareWithManifest(const LocatedClip& clip, const CheckArguments& arguments) {
     const Manifest manifest = readManifest(arguments.manifest);
     const FrameRange range = arguments.selection.parsed();
-    if (range.isAll()) {
+    if (range.isAll())
         requireSameCount(clip, manifest.size(), "in '" + arguments.manifest + "'");
-    }
     Comparison comparison;
     comparison.indices = range.indices(clip.startNumber, clip.frameCount);
     for (const int index : comparison.indices) {
@@ -132,12 +130,10 @@ Comparison compareWithManifest(const LocatedClip& clip, const CheckArguments& ar
 
 Comparison compare(const Options& options, const LocatedClip& clip,
                    const CheckArguments& arguments) {
-    if (!arguments.manifest.empty()) {
+    if (!arguments.manifest.empty())
         return compareWithManifest(clip, arguments);
-    }
-    if (arguments.others.empty()) {
+    if (arguments.others.empty())
         throw Failure(Status::Usage, "check takes files, a clip or a --manifest to compare with");
-    }
     const bool isClip = arguments.others.size() == 1 && looksLikeAddress(arguments.others[0]);
     return isClip ? compareWithClip(options, clip, arguments) : compareWithFiles(clip, arguments);
 }

@@ -191,19 +191,17 @@ private:
         Candidates names;
         for (const CLI::App* verb : verb_->get_subcommands([](const CLI::App* app) {
                  return !app->get_group().empty(); // a hidden one has no group
-             })) {
+             }))
             names.push_back(verb->get_name());
-        }
         return names;
     }
 
     [[nodiscard]] Candidates optionNames() const {
         Candidates names;
         for (const CLI::App* level = verb_; level != nullptr; level = level->get_parent()) {
-            for (const CLI::Option* option : level->get_options()) {
+            for (const CLI::Option* option : level->get_options())
                 for (const std::string& name : option->get_lnames())
                     names.push_back("--" + name);
-            }
         }
         std::sort(names.begin(), names.end()); // each level has its own --help
         names.erase(std::unique(names.begin(), names.end()), names.end());

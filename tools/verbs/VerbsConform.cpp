@@ -44,9 +44,8 @@ Json fieldsOf(const Outcome& outcome) {
     Json fields = {{"rule", outcome.rule},
                    {"section", outcome.section},
                    {"result", verdictText(outcome.verdict)}};
-    if (outcome.verdict == Verdict::NotApplicable) {
+    if (outcome.verdict == Verdict::NotApplicable)
         fields["reason"] = outcome.reason;
-    }
     if (outcome.verdict == Verdict::Failed) {
         fields.update({{"sent", outcome.broken.sent},
                        {"expected", outcome.broken.expected},
@@ -89,16 +88,14 @@ Json fieldsOf(const Conformance& conformance) {
                    {"failed", conformance.count(Verdict::Failed)},
                    {"notApplicable", conformance.count(Verdict::NotApplicable)},
                    {"rules", Json::array()}};
-    for (const Outcome& outcome : conformance.outcomes) {
+    for (const Outcome& outcome : conformance.outcomes)
         fields["rules"].push_back(fieldsOf(outcome));
-    }
     return fields;
 }
 
 void report(Context& context, const Conformance& conformance) {
-    if (context.options.json) {
+    if (context.options.json)
         return context.output.text("", fieldsOf(conformance));
-    }
     std::vector<Json> rows;
     std::string details;
     for (const Outcome& outcome : conformance.outcomes) {

@@ -37,9 +37,8 @@ bool isSameClip(const Options& options, const LocatedClip& a, const LocatedClip&
 
 // True when a frame may be written before it is read, in whatever order.
 bool isOverwritten(const std::vector<int>& from, const CpArguments& arguments) {
-    if (from.empty()) {
+    if (from.empty())
         return false;
-    }
     // Where a hole is held, any frame before it may be read.
     const int last = *std::max_element(from.begin(), from.end());
     bool isRead = arguments.missing == Missing::Hold && arguments.first <= last;

@@ -38,16 +38,13 @@ public:
         const std::vector<std::string> names(address.components.begin() +
                                                  static_cast<std::ptrdiff_t>(missing),
                                              address.components.end());
-        if (names.empty() && !arguments_.parents) {
+        if (names.empty() && !arguments_.parents)
             throw alreadyThere(session, address);
-        }
-        if (names.size() > 1 && !arguments_.parents) {
+        if (names.size() > 1 && !arguments_.parents)
             throw missingNode(session, above, node, names.front());
-        }
         requireFolder(session, node);
-        for (const std::string& name : names) {
+        for (const std::string& name : names)
             node = makeBelow(session, node, name);
-        }
     }
 
     void tell() {
@@ -62,9 +59,8 @@ private:
         std::size_t depth = 0;
         for (; depth < components.size(); ++depth) {
             const std::optional<FoundNode> child = findChild(session, node, components[depth]);
-            if (!child) {
+            if (!child)
                 break;
-            }
             node = *child;
         }
         return depth;
@@ -94,9 +90,8 @@ private:
 void runMkdir(Context& context, const MkdirArguments& arguments) {
     checkType(arguments.type);
     FolderMaker maker(context, arguments);
-    for (const std::string& address : arguments.addresses) {
+    for (const std::string& address : arguments.addresses)
         maker.make(parseAddress(address, context.options.host));
-    }
     maker.tell();
 }
 
@@ -115,9 +110,8 @@ void runMkclip(Context& context, const MkclipArguments& arguments) {
     NewClip clip = arguments.clip;
     clip.format = image::parseClipFormat(arguments.format, arguments.tag);
     LantrixClipFormat::ScanFormat scan{};
-    if (!LantrixClipFormat::strToScanFormat(arguments.scan.c_str(), scan)) {
+    if (!LantrixClipFormat::strToScanFormat(arguments.scan.c_str(), scan))
         throw Failure(Status::Usage, "'" + arguments.scan + "' is not a scan format");
-    }
     clip.format.setScanFormat(scan);
     const std::string what = address.text() + " (" + image::describeFormat(clip.format) +
                              ") with " +
@@ -147,14 +141,12 @@ public:
         : context_(context), arguments_(arguments) {}
 
     void run() {
-        for (const std::string& text : arguments_.addresses) {
+        for (const std::string& text : arguments_.addresses)
             lookUp(parseAddress(text, context_.options.host));
-        }
         if (context_.options.dryRun) {
             std::vector<std::string> steps;
-            for (const Target& target : targets_) {
+            for (const Target& target : targets_)
                 steps.push_back("remove " + target.text);
-            }
             context_.output.wouldDo(steps);
             return;
         }
@@ -173,11 +165,9 @@ private:
 
     void lookUp(const Address& address) {
         const auto session = std::make_shared<Session>(context_.options, address.host);
-        for (const FoundNode& node : findNodes(*session, address)) {
-            if (!isTaken(node.address)) {
+        for (const FoundNode& node : findNodes(*session, address))
+            if (!isTaken(node.address))
                 targets_.push_back(describe(session, node));
-            }
-        }
     }
 
     // The same node, or one below a node that is removed anyway.
@@ -210,12 +200,10 @@ private:
 
     void ask() const {
         std::string text;
-        for (const Target& target : targets_) {
+        for (const Target& target : targets_)
             text += target.isEmpty ? "" : (text.empty() ? "" : ", ") + target.text;
-        }
-        if (!text.empty()) {
+        if (!text.empty())
             confirm(context_, "Remove " + text + "?");
-        }
     }
 
     void removeAll() {

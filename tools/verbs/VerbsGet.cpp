@@ -34,9 +34,8 @@ bool isFolder(const std::string& path) {
 
 std::string fileNames(const GetArguments& arguments, const LocatedClip& clip,
                       const std::string& clipName) {
-    if (!isFolder(arguments.files)) {
+    if (!isFolder(arguments.files))
         return arguments.files;
-    }
     const std::string extension =
         arguments.raw ? ".raw" : image::layoutOfClip(clip.format).samples().extension;
     return (std::filesystem::path(arguments.files) / (clipName + ".####" + extension)).string();
@@ -44,21 +43,18 @@ std::string fileNames(const GetArguments& arguments, const LocatedClip& clip,
 
 void makeFolder(const std::string& path) {
     std::error_code error;
-    if (!path.empty() && path.back() == '/') {
+    if (!path.empty() && path.back() == '/')
         std::filesystem::create_directories(path, error);
-    }
-    if (error) {
+    if (error)
         throw fileFailure("can't make", path, error.value());
-    }
 }
 
 // Takes away what an earlier transfer has finished, and returns how many steps that were. With
 // --verify each file is compared with its frame instead, when that has been read.
 std::size_t leaveOutWhole(std::vector<FrameStep>& steps, const FileFrames& files,
                           StoreRules rules) {
-    if (!rules.resume || rules.verify) {
+    if (!rules.resume || rules.verify)
         return 0;
-    }
     const std::size_t before = steps.size();
     steps.erase(std::remove_if(steps.begin(), steps.end(),
                                [&](const FrameStep& step) { return files.isWhole(step.file); }),
@@ -95,9 +91,8 @@ void runGet(Context& context, const GetArguments& arguments) {
     const LantrixNodeHandle handle(session->server(), clip.nodeId.c_str());
     const std::string names = fileNames(arguments, clip, session->name(handle));
     session.reset(); // no connection may be open when workers start
-    if (files.layout()) {
+    if (files.layout())
         image::checkImageName(names, *files.layout(), arguments.writing);
-    }
     std::vector<FrameStep> steps = planToFiles(names, arguments.selection, clip.frameCount);
     const std::size_t leftOut = leaveOutWhole(steps, files, arguments.rules);
     const std::size_t replaced = countReplaced(steps, files, arguments.rules);
@@ -107,9 +102,8 @@ void runGet(Context& context, const GetArguments& arguments) {
                                 names + (replaced > 0 ? ", replacing " + replacedText : "")});
         return;
     }
-    if (replaced > 0) {
+    if (replaced > 0)
         confirm(context, "Replace " + replacedText + "?");
-    }
     makeFolder(arguments.files);
     const std::filesystem::path folder = std::filesystem::path(names).parent_path();
     image::removeDeadAsideFiles(folder.empty() ? "." : folder.string());
@@ -146,9 +140,8 @@ void runCat(Context& context, const CatArguments& arguments) {
     const int startNumber = arguments.selection.startNumber;
     const LocatedClip clip =
         locateClip(options, parseAddress(arguments.address, options.host), startNumber);
-    if (!arguments.raw) {
+    if (!arguments.raw)
         (void)image::layoutOfClip(clip.format);
-    }
     const std::vector<int> indices =
         arguments.selection.parsed().indices(startNumber, clip.frameCount);
     const ReadStep read = fromClip(options, clip, indices, arguments.missing)();

@@ -33,12 +33,11 @@ public:
         std::vector<Entry> entries;
         troubles_.attempt([&] {
             Session session(browsingOptions(context_.options), address.host);
-            for (const FoundNode& node : findNodes(session, address)) {
+            for (const FoundNode& node : findNodes(session, address))
                 if (node.address.path() != address.path()) // a pattern lists what it matches
                     entries.push_back(entry(session, node, node.address.name()));
                 else
                     addChildren(session, node, entries);
-            }
         });
         sort(entries);
         lists_.push_back({address.text(), {}});

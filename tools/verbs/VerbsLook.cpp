@@ -44,9 +44,8 @@ private:
 
 void settleFile(const Context& context, const std::string& file) {
     image::checkPictureName(file);
-    if (std::filesystem::exists(file) && !context.options.dryRun) {
+    if (std::filesystem::exists(file) && !context.options.dryRun)
         confirm(context, "Replace '" + file + "'?");
-    }
 }
 
 void save(Context& context, const image::Picture& picture, const std::string& file,
@@ -104,9 +103,8 @@ struct SheetArguments {
 std::vector<int> spread(const std::vector<int>& all, int count) {
     const std::size_t wanted = std::min(all.size(), static_cast<std::size_t>(count));
     std::vector<int> chosen;
-    for (std::size_t i = 0; i < wanted; ++i) {
+    for (std::size_t i = 0; i < wanted; ++i)
         chosen.push_back(all[wanted == 1 ? 0 : i * (all.size() - 1) / (wanted - 1)]);
-    }
     return chosen;
 }
 
@@ -155,13 +153,11 @@ void runSheet(Context& context, const SheetArguments& arguments) {
     const int startNumber = arguments.selection.startNumber;
     const std::vector<int> indices =
         spread(arguments.selection.parsed().indices(startNumber, clip.frameCount), arguments.count);
-    if (indices.empty()) {
+    if (indices.empty())
         throw Failure(Status::FrameMissing, "'" + clip.address.text() + "' has no frames");
-    }
     std::vector<int> numbers = indices;
-    for (int& number : numbers) {
+    for (int& number : numbers)
         number += startNumber;
-    }
     if (options.dryRun) {
         context.output.wouldDo({"write frames " + describeFrames(numbers) + " of " +
                                 clip.address.text() + " to '" + arguments.file + "'"});

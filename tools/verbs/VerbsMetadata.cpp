@@ -47,9 +47,8 @@ void runList(Context& context, const MetaArguments& arguments) {
                                  const std::string& stream, const Failure& failure) {
     const std::vector<std::string> names = session.streamNames(node);
     if (failure.status() != Status::Refused ||
-        std::find(names.begin(), names.end(), stream) != names.end()) {
+        std::find(names.begin(), names.end(), stream) != names.end())
         throw failure;
-    }
     const std::string near = nearestName(stream, names);
     throw Failure(Status::FrameMissing, "there is no stream '" + stream + "' on " +
                                             session.endpoint() +

@@ -51,14 +51,12 @@ NewClip newClip(const std::function<image::Image()>& firstImage, const PutArgume
         const image::Image image = firstImage();
         const auto layout = arguments.tag.empty() ? image.source.value_or(image.layout)
                                                   : image::layoutOfTag(arguments.tag);
-        if (!layout) {
+        if (!layout)
             throw Failure(Status::Usage, "the format tag '" + arguments.tag + "' is not known");
-        }
         clip.format = image::clipFormat(*layout, image);
     }
-    if (arguments.rate > 0) {
+    if (arguments.rate > 0)
         clip.format.setFrameRate(arguments.rate);
-    }
     return clip;
 }
 
@@ -70,16 +68,13 @@ void checkExisting(const LocatedClip& clip, const PutArguments& arguments) {
             .with("path", clip.address.path());
     };
     const auto rate = static_cast<double>(clip.format.frameRate());
-    if (arguments.rate > 0 && std::abs(static_cast<double>(arguments.rate) - rate) > 0.001) {
+    if (arguments.rate > 0 && std::abs(static_cast<double>(arguments.rate) - rate) > 0.001)
         refuse("--rate", shortNumber(rate) + " frames per second");
-    }
-    if (!arguments.tag.empty() && arguments.tag != clip.format.formatTag()) {
+    if (!arguments.tag.empty() && arguments.tag != clip.format.formatTag())
         refuse("--tag", std::string("the tag ") + clip.format.formatTag());
-    }
     if (!arguments.format.empty() &&
-        !image::isSameKind(image::parseClipFormat(arguments.format, arguments.tag), clip.format)) {
+        !image::isSameKind(image::parseClipFormat(arguments.format, arguments.tag), clip.format))
         refuse("--format", "the format " + image::describeFormat(clip.format));
-    }
 }
 
 void checkFiles(const FileFrames& files, const std::vector<FrameStep>& steps) {
@@ -95,16 +90,13 @@ void checkFiles(const FileFrames& files, const std::vector<FrameStep>& steps) {
 // The manifest can only be true of frames that the clip has.
 Manifest knownFrames(const Destination& destination, const PutArguments& arguments) {
     Manifest known;
-    if (arguments.manifest.empty() || !destination.existing()) {
+    if (arguments.manifest.empty() || !destination.existing())
         return known;
-    }
     const long long end = static_cast<long long>(arguments.selection.startNumber) +
                           destination.existing()->frameCount;
-    for (const auto& [number, hash] : readManifest(arguments.manifest)) {
-        if (number < end) {
+    for (const auto& [number, hash] : readManifest(arguments.manifest))
+        if (number < end)
             known[number] = hash;
-        }
-    }
     return known;
 }
 
@@ -112,9 +104,8 @@ Manifest knownFrames(const Destination& destination, const PutArguments& argumen
 
 // Whose end is not known before it comes.
 bool isPipe(const std::vector<std::string>& names) {
-    if (names.size() > 1 && std::find(names.begin(), names.end(), "-") != names.end()) {
+    if (names.size() > 1 && std::find(names.begin(), names.end(), "-") != names.end())
         throw Failure(Status::Usage, "'-', standard input, takes the place of all files");
-    }
     std::error_code error;
     return names[0] == "-" || std::filesystem::is_fifo(names[0], error);
 }
@@ -130,15 +121,12 @@ int checkStreamOptions(const PutArguments& arguments) {
     const FrameRange range = arguments.selection.parsed();
     const int startNumber = arguments.selection.startNumber;
     const auto refuse = [](const std::string& why) { throw Failure(Status::Usage, why); };
-    if (!range.isAll() && !range.isFromOneOn()) {
+    if (!range.isAll() && !range.isFromOneOn())
         refuse("the frames of a stream go on to its end: -f takes its first one, like 12-");
-    }
-    if (arguments.missing != Missing::Error) {
+    if (arguments.missing != Missing::Error)
         refuse("a stream has no holes that --missing could fill");
-    }
-    if (!arguments.reading.part.empty() || arguments.reading.fit) {
+    if (!arguments.reading.part.empty() || arguments.reading.fit)
         refuse("--part and --fit are for files, not for images from a pipe");
-    }
     if (!range.isAll() && range.first() < startNumber) {
         refuse("frame " + std::to_string(range.first()) + " lies before the start number " +
                std::to_string(startNumber));
@@ -149,17 +137,15 @@ int checkStreamOptions(const PutArguments& arguments) {
 void runPutStream(Context& context, const std::string& file, const Address& address,
                   const PutArguments& arguments) {
     const int first = checkStreamOptions(arguments);
-    if (file == "-" && ::isatty(STDIN_FILENO) != 0) {
+    if (file == "-" && ::isatty(STDIN_FILENO) != 0)
         throw Failure(Status::Usage, "standard input is a terminal: pipe images to it");
-    }
     const int startNumber = arguments.selection.startNumber;
     Destination destination(context, address, startNumber);
     FrameStream stream(file);
-    if (destination.existing()) {
+    if (destination.existing())
         checkExisting(*destination.existing(), arguments);
-    } else {
+    else
         destination.setNew(newClip([&] { return stream.firstImage(); }, arguments));
-    }
     const FileFrames files(destination.format(), arguments.raw);
     if (context.options.dryRun) {
         context.output.wouldDo(
@@ -182,9 +168,8 @@ void runPut(Context& context, const PutArguments& arguments) {
     std::vector<std::string> names = arguments.filesAndClip;
     const Address address = parseAddress(names.back(), context.options.host);
     names.pop_back();
-    if (names.empty()) {
+    if (names.empty())
         throw Failure(Status::Usage, "put takes files and the clip that they go to");
-    }
     if (isPipe(names)) {
         runPutStream(context, names[0], address, arguments);
         return;
@@ -194,11 +179,10 @@ void runPut(Context& context, const PutArguments& arguments) {
         planFromFiles(names, arguments.selection, arguments.missing);
     Destination destination(context, address, startNumber);
     destination.setIndices(indicesOf(steps));
-    if (destination.existing()) {
+    if (destination.existing())
         checkExisting(*destination.existing(), arguments);
-    } else {
+    else
         destination.setNew(newClip([&] { return firstHeader(steps, arguments); }, arguments));
-    }
     const FileFrames files(destination.format(), arguments.raw, arguments.reading);
     if (arguments.raw && names.size() == 1 && holdsManyFrames(names[0], files)) {
         runPutStream(context, names[0], address, arguments);
