@@ -139,17 +139,7 @@ void serve(DevServerOptions options) {
     server.stop();
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
-    // A reader of the log that is gone, or a limit of file sizes, is an error and not the end.
-    std::signal(SIGPIPE, SIG_IGN);
-    std::signal(SIGXFSZ, SIG_IGN);
-    devRaiseDescriptorLimit();
-#ifdef M_MMAP_THRESHOLD
-    // Large requests and replies go back to the system once they are served.
-    ::mallopt(M_MMAP_THRESHOLD, 1 << 18);
-#endif
+int run(int argc, char** argv) {
     DevServerOptions options;
     CLI::App program(description, "lantrixd");
     Mode mode = Mode::Serve;
@@ -159,11 +149,25 @@ int main(int argc, char** argv) {
     addAnswerOptions(program, options);
     program.add_flag("--verbose", options.verbose, "Log each connection and request");
     CLI11_PARSE(program, argc, argv);
+    if (mode != Mode::Serve)
+        return check(options.root, mode) ? 0 : 1;
+    serve(std::move(options));
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    // A reader of the log that is gone, or a limit of file sizes, is an error and not the end.
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
+#ifdef M_MMAP_THRESHOLD
+    // Large requests and replies go back to the system once they are served.
+    ::mallopt(M_MMAP_THRESHOLD, 1 << 18);
+#endif
     try {
-        if (mode != Mode::Serve)
-            return check(options.root, mode) ? 0 : 1;
-        serve(std::move(options));
-        return 0;
+        devRaiseDescriptorLimit();
+        return run(argc, argv);
     } catch (const std::exception& error) {
         std::cerr << "lantrixd: " << error.what() << std::endl;
         return 1;

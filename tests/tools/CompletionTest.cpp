@@ -13,6 +13,10 @@ struct Shell {
     const char* command; ///< Starts it without anybody's settings, and loads the completion.
 };
 
+void PrintTo(const Shell& shell, std::ostream* stream) {
+    *stream << shell.name;
+}
+
 constexpr Shell bash{"bash", "bash --noprofile --rcfile bashrc -i"};
 constexpr Shell zsh{"zsh", "ZDOTDIR=\"$PWD\" zsh -i"};
 constexpr Shell fish{"fish", "fish --no-config -C \"source fishrc\""};

@@ -129,8 +129,8 @@ std::string Progress::barText(std::size_t columns) const {
                                        (total_ == 0 ? "" : "  " + fixedText(left, 0) + " s left");
     const std::array<std::string, 3> tails{count + " " + unit_ + "s" + pace, count + pace, count};
     const std::size_t room = columns - 1 - std::min(columns - 1, what_.size());
-    const auto tail = std::find_if(tails.begin(), tails.end(),
-                                   [&](const std::string& text) { return text.size() <= room; });
+    const auto* const tail = std::find_if(
+        tails.begin(), tails.end(), [&](const std::string& text) { return text.size() <= room; });
     if (tail == tails.end())
         return (what_ + count).substr(0, columns - 1);
     const std::size_t free = room - tail->size();
