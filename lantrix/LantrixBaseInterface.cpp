@@ -110,7 +110,7 @@ bool LantrixBaseClientAPI::translatePaths(const LantrixStr* srcPaths, LantrixStr
             if (known < translated.size())
                 lantrixStore(translated[known++], std::string(path).c_str());
         });
-        for (std::size_t i = 0; i < known; ++i)
+        for (std::size_t i = 0; dstPaths != nullptr && i < known; ++i)
             dstPaths[i].swap(translated[i]);
         return true;
     });

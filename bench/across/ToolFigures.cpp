@@ -16,7 +16,10 @@ constexpr int width = 1280, height = 720, frameCount = 24;
 
 // Neither flat nor noise: what pictures cost to compress lies between the two.
 image::Image pictureOf(int number) {
-    image::Image image{{image::SampleKind::Integer8, 3}, width, height, {}};
+    image::Image image;
+    image.layout = {image::SampleKind::Integer8, 3};
+    image.width = width;
+    image.height = height;
     unsigned noise = static_cast<unsigned>(number);
     for (int y = 0; y < height; ++y)
         for (int x = 0; x < width; ++x)
@@ -54,7 +57,7 @@ public:
     void encode() {
         forEach([this](int i) {
             tool::Bytes frame = frame_;
-            files_.write(file(taken_, i), frame, false);
+            files_.write(file(taken_, i), frame, tool::ReadBack::No);
         });
     }
     void send() {

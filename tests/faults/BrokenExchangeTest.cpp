@@ -106,7 +106,7 @@ TEST(ReplySplitAtEveryByte, IsAssembled) {
 std::string runSurplus(const WireOperation& operation) {
     const Exchange whole = wholeExchange(operation);
     const WireOperation& probe = probeAfter(whole);
-    const std::string surplus = whole.isFrame() ? std::string("surplus", 8) : "ok surplus\n\nerr";
+    const std::string surplus = whole.isFrame() ? std::string("surplus\0", 8) : "ok surplus\n\nerr";
     ScriptedServer server;
     Services services(server.host());
     Script script = {expect(operation.request), reply(operation.reply + surplus),

@@ -19,15 +19,15 @@ TEST_F(ImageFileTest, WhatCannotBeExactIsRefused) {
 }
 
 TEST_F(ImageFileTest, FailuresNameTheFileAndTheirKind) {
-    const std::tuple<std::string, ErrorKind> cases[] = {
+    const std::pair<std::string, ErrorKind> cases[] = {
         {file("absent.png"), ErrorKind::Missing},
         {write("other.tga", ""), ErrorKind::UnknownFile},
         {write("empty.png", ""), ErrorKind::File},
         {write("text.exr", "no image"), ErrorKind::File}};
-    for (const auto& [name, kind] : cases) {
-        const image::Error error = errorOf([&] { (void)image::readImage(name); });
-        EXPECT_EQ(kind, error.kind()) << error.what();
-        EXPECT_EQ(name, error.file());
+    for (const auto& failing : cases) {
+        const image::Error error = errorOf([&] { (void)image::readImage(failing.first); });
+        EXPECT_EQ(failing.second, error.kind()) << error.what();
+        EXPECT_EQ(failing.first, error.file());
     }
 }
 
