@@ -186,8 +186,7 @@ bool rcAPI::dropLateReplies() {
         dropped += static_cast<std::size_t>(count);
         countReplies(buffer_.get(), static_cast<std::size_t>(count));
         if (dropped > longestReplyLine)
-            return failAndDrop(
-                replyTooLong); // GCOVR_EXCL_LINE: a peer that sends faster than is read
+            return failAndDrop(replyTooLong); // GCOVR_EXCL_LINE: sent faster than it is read
     }
     return true;
 }
