@@ -13,8 +13,8 @@ struct Shell {
     const char* command; ///< Starts it without anybody's settings, and loads the completion.
 };
 
-void PrintTo(const Shell& shell, std::ostream* stream) {
-    *stream << shell.name;
+std::ostream& operator<<(std::ostream& stream, const Shell& shell) {
+    return stream << shell.name;
 }
 
 constexpr Shell bash{"bash", "bash --noprofile --rcfile bashrc -i"};
