@@ -3,6 +3,7 @@
 #include <clocale>
 #include <cstdlib>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace {
@@ -13,7 +14,7 @@ namespace {
         std::abort();
     const char* const descriptors = std::getenv("LANTRIX_TEST_DESCRIPTORS");
     for (int left = descriptors != nullptr ? std::atoi(descriptors) : 0; left > 0; --left)
-        if (::dup(STDERR_FILENO) < 0)
+        if (::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0) < 0) // servers that tests start have few
             std::abort();
 }
 
