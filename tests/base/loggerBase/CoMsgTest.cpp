@@ -83,7 +83,7 @@ TEST(CoMsg, LineFollowsTheTimeZone) {
     char utc[256], elsewhere[256];
     ::setenv("TZ", "UTC0", 1);
     message.format(utc, sizeof utc);
-    ::setenv("TZ", "XXX-5", 1);
+    ::setenv("TZ", "TST-5", 1);
     message.format(elsewhere, sizeof elsewhere);
     ::unsetenv("TZ");
     EXPECT_STRNE(utc, elsewhere);
