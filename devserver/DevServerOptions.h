@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstddef>
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,12 @@ enum class DevSync {
     Descriptions, ///< Nodes and their metadata, and the folders that they are in.
     All           ///< Frames too.
 };
+
+/// As command lines name them.
+inline std::map<std::string, DevSync> devSyncNames() {
+    return {
+        {"none", DevSync::None}, {"descriptions", DevSync::Descriptions}, {"all", DevSync::All}};
+}
 
 struct DevServerOptions {
     /// Where the tree is kept; made when missing. One server at a time uses a directory.

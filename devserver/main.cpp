@@ -12,7 +12,6 @@
 
 #include <csignal>
 #include <iostream>
-#include <map>
 
 #include <sys/time.h>
 #include <unistd.h>
@@ -41,8 +40,7 @@ void setProtocol(const std::string& text, DevServerOptions& options) {
 enum class Mode { Serve, Check, Repair };
 
 void addTreeOptions(CLI::App& program, DevServerOptions& options, Mode& mode) {
-    const std::map<std::string, DevSync> syncs{
-        {"none", DevSync::None}, {"descriptions", DevSync::Descriptions}, {"all", DevSync::All}};
+    const auto syncs = devSyncNames();
     program
         .add_option("--root", options.root, "The directory that keeps the tree; made when missing")
         ->required()

@@ -1,4 +1,5 @@
 // Ends before the end: Ctrl-C, a time limit, a server that goes away; and going on from there.
+#include "base/tcp/src/CoIoTcpDescriptor.h"
 #include "tests/support/ScriptedServer.h"
 #include "tests/tools/ToolProgram.h"
 
@@ -89,6 +90,18 @@ TEST_F(ToolTest, ASilentServerIsLeftAtAnInterruptAndAfterTheTimeLimit) {
         EXPECT_NE(std::string::npos, result.errors.find(reason)) << result.errors;
     }
     EXPECT_LT(fastest, std::chrono::milliseconds(950)); // not at the end of a wait of a second
+}
+
+TEST_F(ToolTest, AServerOfOnesOwnEndsSilentConnections) {
+    server_->stop();
+    ToolProgram program(
+        host_, folder_,
+        {"serve", "--root", "tree", "--listen", host_, "--idle", "1", "--sync", "all"});
+    ASSERT_TRUE(program.awaitError("Listening on"));
+    const CoIoTcpDescriptor silent(host_.c_str(), 7549, 0, 0, 10);
+    EXPECT_TRUE(program.awaitError("nothing has moved for too long"));
+    program.signal(SIGINT);
+    EXPECT_EQ(0, program.finish().status);
 }
 
 } // namespace

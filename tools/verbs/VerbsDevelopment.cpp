@@ -21,6 +21,8 @@ namespace {
 struct ServeArguments {
     DevServerOptions server;
     std::string protocol = "2.6";
+    std::string sync = "descriptions";
+    int idleSeconds = 0;
 };
 
 void setProtocol(DevServerOptions& server, const std::string& text) {
@@ -36,6 +38,8 @@ void setProtocol(DevServerOptions& server, const std::string& text) {
 void runServe(Context& context, const ServeArguments& arguments) {
     DevServerOptions options = arguments.server;
     setProtocol(options, arguments.protocol);
+    options.sync = devSyncNames().at(arguments.sync);
+    options.idle = std::chrono::seconds(arguments.idleSeconds);
     options.verbose = context.options.verbose;
     std::atomic<bool> wasAskedToEnd{false};
     devRaiseDescriptorLimit();
@@ -62,6 +66,14 @@ void addDevelopmentVerbs(CLI::App& app, Context& context) {
             verb.add_option("--listen", serve.server.listen, "The address to listen on");
             verb.add_flag("--allow-remote", serve.server.allowRemote,
                           "For an address that others reach: the protocol has no authentication");
+            verb.add_option("--sync", serve.sync,
+                            "What is on the disk before its reply is sent: nothing, all but "
+                            "frames, or all")
+                ->check(CLI::IsMember(devSyncNames()));
+            verb.add_option("--idle", serve.idleSeconds,
+                            "Close a connection on which nothing has moved for so many seconds; "
+                            "0 never does")
+                ->check(CLI::Range(0, 1000000));
             verb.add_option("--protocol", serve.protocol, "The protocol to speak");
             verb.add_option("--vendor", serve.server.vendor, "What it says of itself");
             verb.add_option("--product", serve.server.product, "What it says of itself");
