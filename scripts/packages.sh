@@ -11,6 +11,7 @@ docs_packages="doxygen"
 hosts_packages="locales"
 coverage_packages="gcovr"
 valgrind_packages="valgrind"
+dissector_packages="tshark" # large, so that only .ci/run installs it
 bench_packages="libbenchmark-dev"
 rival_packages="nginx libcurl4-openssl-dev redis-server libhiredis-dev" # optional, never installed
 
