@@ -63,7 +63,7 @@ std::string DevArguments::word(const char* what) {
         fail(what, "is missing");
     const std::size_t blank = rest_.find(' ');
     ended_ = blank == std::string_view::npos;
-    const std::string field(rest_.substr(0, blank));
+    std::string field(rest_.substr(0, blank));
     rest_.remove_prefix(ended_ ? rest_.size() : blank + 1);
     return field;
 }
@@ -88,7 +88,7 @@ std::string DevArguments::quotedWord(const char* what) {
     const std::size_t end = rest_.find('"', 1);
     if (rest_.empty() || rest_.front() != '"' || end == std::string_view::npos)
         fail(what, "is not a text in double quotes");
-    const std::string text(rest_.substr(1, end - 1));
+    std::string text(rest_.substr(1, end - 1));
     rest_.remove_prefix(end + 1);
     if (!rest_.empty() && rest_.front() == ' ')
         rest_.remove_prefix(1);

@@ -80,7 +80,7 @@ DevFrameCache::Frame DevFrameCache::keep(DevOpenFrame& opened) {
     const DevFrame& frame = opened.frame;
     if (!accepts(frame))
         return nullptr;
-    const Frame kept = std::make_shared<const DevKeptFrame>(keptFrom(opened));
+    Frame kept = std::make_shared<const DevKeptFrame>(keptFrom(opened));
     const Lock lock(mutex_);
     if (index_.count(frame.key) != 0)
         return kept;

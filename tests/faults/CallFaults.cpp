@@ -94,6 +94,7 @@ void WaitWatch::followThisThread() {
     watch = this;
 }
 
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the system's are reserved.
 #pragma GCC visibility push(default)
 
 #ifdef LANTRIX_SANITIZED
@@ -204,7 +205,7 @@ ssize_t send(int fd, const void* buffer, std::size_t length, int flags) {
                     [&](std::size_t most) { return real(fd, buffer, most, flags); });
 }
 
-// Systems close the descriptor even when they tell of an error.
+// Systems close the descriptor even when they report an error.
 int close(int fd) {
     static const auto real = next("close", &::close);
     const int result = real(fd);
@@ -218,3 +219,4 @@ int getaddrinfo(const char* host, const char* service, const addrinfo* hints, ad
 }
 
 #pragma GCC visibility pop
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)

@@ -31,8 +31,8 @@ protected:
         Imf::MultiPartOutputFile output(name.c_str(), headers.data(),
                                         static_cast<int>(headers.size()));
         for (int i = 0; i < output.parts(); ++i) {
-            const Floats line(static_cast<std::size_t>(data.max.x + 1), static_cast<float>(i + 1));
-            auto* const origin = reinterpret_cast<char*>(const_cast<float*>(line.data()));
+            Floats line(static_cast<std::size_t>(data.max.x + 1), static_cast<float>(i + 1));
+            auto* const origin = reinterpret_cast<char*>(line.data());
             Imf::FrameBuffer buffer;
             buffer.insert("Y", Imf::Slice(Imf::FLOAT, origin, sizeof(float), 0));
             Imf::OutputPart part(output, i);

@@ -58,8 +58,8 @@ void setOptions(int socket) {
 
 } // namespace
 
-RawConnection::RawConnection(const std::string& host, Port port, const Patience& patience)
-    : patience_(patience) {
+RawConnection::RawConnection(const std::string& host, Port port, Patience patience)
+    : patience_(std::move(patience)) {
     try {
         connect(host, port);
     } catch (...) {

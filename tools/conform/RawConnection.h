@@ -12,6 +12,7 @@
 #include <functional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace tool {
 
@@ -22,7 +23,7 @@ public:
     Unheard(const std::string& reason, std::string received)
         : std::runtime_error(reason), received_(std::move(received)) {}
 
-    /// What did come.
+    /// The bytes that did come.
     [[nodiscard]] const std::string& received() const { return received_; }
 
 private:
@@ -32,7 +33,7 @@ private:
 /// The user has ended the wait.
 class Cancelled {};
 
-/// How long to wait for a server, and what ends a wait before.
+/// How long to wait for a server, and what ends a wait early.
 struct Patience {
     std::chrono::milliseconds time{10000};
     std::function<bool()> isCancelled = [] { return false; };
@@ -43,7 +44,7 @@ public:
     /// The longest answer that is taken.
     static constexpr std::size_t mostBytes = std::size_t{64} << 20;
 
-    RawConnection(const std::string& host, Port port, const Patience& patience);
+    RawConnection(const std::string& host, Port port, Patience patience);
     ~RawConnection();
     RawConnection(const RawConnection&) = delete;
     RawConnection& operator=(const RawConnection&) = delete;

@@ -11,6 +11,14 @@ using Frames = std::vector<std::string>;
 const std::string fullFrame = "24 bytes make one frame.";
 const std::string otherFrame = "other bytes, 24 of them.";
 
+// The id of the only frame of a new clip, which holds fullFrame.
+std::string makeWrittenFrame(Trial& trial) {
+    Frames frames;
+    trial.makeClip(1, frames);
+    trial.write(frames[0], fullFrame);
+    return frames[0];
+}
+
 void writtenFramesAreRead(Trial& trial) {
     Frames frames;
     trial.makeClip(2, frames);
@@ -22,11 +30,9 @@ void writtenFramesAreRead(Trial& trial) {
 }
 
 void otherConnectionsReadThem(Trial& trial) {
-    Frames frames;
-    trial.makeClip(1, frames);
-    trial.write(frames[0], fullFrame);
+    const std::string frame = makeWrittenFrame(trial);
     Trial other(trial.place(), trial.version());
-    other.read(frames[0], fullFrame);
+    other.read(frame, fullFrame);
 }
 
 void frameRequestsMayArriveInSegments(Trial& trial) {
@@ -38,12 +44,10 @@ void frameRequestsMayArriveInSegments(Trial& trial) {
 }
 
 void cutWritesChangeNothing(Trial& trial) {
-    Frames frames;
-    trial.makeClip(1, frames);
-    trial.write(frames[0], fullFrame);
-    trial.sendFrame(wire::frameRequest("WriteFrame", frames[0], "24") + "cut off");
+    const std::string frame = makeWrittenFrame(trial);
+    trial.sendFrame(wire::frameRequest("WriteFrame", frame, "24") + "cut off");
     trial.reopenFrames();
-    trial.read(frames[0], fullFrame);
+    trial.read(frame, fullFrame);
 }
 
 void unknownFramesFail(Trial& trial) {
@@ -57,30 +61,26 @@ void unknownFramesFail(Trial& trial) {
 }
 
 void refusedWritesAreTaken(Trial& trial) {
-    Frames frames;
-    trial.makeClip(1, frames);
-    trial.write(frames[0], fullFrame);
+    const std::string frame = makeWrittenFrame(trial);
     for (const std::size_t size : {std::size_t{23}, std::size_t{25}, std::size_t{100000}}) {
-        trial.sendFrame(wire::frameRequest("WriteFrame", frames[0], std::to_string(size)) +
+        trial.sendFrame(wire::frameRequest("WriteFrame", frame, std::to_string(size)) +
                         std::string(size, 'x'));
         trial.fails();
     }
-    trial.read(frames[0], fullFrame);
+    trial.read(frame, fullFrame);
 }
 
 void successMeansAllBytes(Trial& trial) {
-    Frames frames;
-    trial.makeClip(1, frames);
-    trial.write(frames[0], fullFrame);
+    const std::string frame = makeWrittenFrame(trial);
     for (const std::size_t size : {std::size_t{23}, std::size_t{40}}) {
-        trial.sendFrame(wire::frameRequest("ReadFrame", frames[0], std::to_string(size)));
+        trial.sendFrame(wire::frameRequest("ReadFrame", frame, std::to_string(size)));
         if (trial.status().empty()) {
             std::string bytes = fullFrame;
             bytes.resize(size, '\0');
             trial.payload(bytes);
         }
     }
-    trial.read(frames[0], fullFrame);
+    trial.read(frame, fullFrame);
 }
 
 void badReadSizesFail(Trial& trial) {
@@ -94,17 +94,15 @@ void badReadSizesFail(Trial& trial) {
 }
 
 void badWriteSizesEndTheConnection(Trial& trial) {
-    Frames frames;
-    trial.makeClip(1, frames);
-    trial.write(frames[0], fullFrame);
+    const std::string frame = makeWrittenFrame(trial);
     for (const char* size : {"-1", "x", ""}) {
         trial.reopenFrames();
-        trial.sendFrame(wire::frameRequest("WriteFrame", frames[0], size));
+        trial.sendFrame(wire::frameRequest("WriteFrame", frame, size));
         trial.fails();
         trial.frameEnd();
     }
     trial.reopenFrames();
-    trial.read(frames[0], fullFrame);
+    trial.read(frame, fullFrame);
 }
 
 void unknownRequestsEndTheConnection(Trial& trial) {
@@ -117,13 +115,11 @@ void unknownRequestsEndTheConnection(Trial& trial) {
 }
 
 void announcementsHaveNoAnswer(Trial& trial) {
-    Frames frames;
-    trial.makeClip(1, frames);
-    trial.write(frames[0], fullFrame);
-    for (const std::string& id : Frames{frames[0], "no-such-frame", ""})
+    const std::string frame = makeWrittenFrame(trial);
+    for (const std::string& id : Frames{frame, "no-such-frame", ""})
         for (const char* count : {"24", "x", ""})
             trial.sendFrame(wire::frameRequest("ReadAhead", id, count));
-    trial.read(frames[0], fullFrame);
+    trial.read(frame, fullFrame);
 }
 
 void announcementsAreUnknown(Trial& trial) {

@@ -4,6 +4,7 @@
 #include "tools/conform/WireBytes.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace tool {
 
@@ -22,12 +23,12 @@ struct WrittenClip {
 
 WrittenClip makeWritten(Trial& trial) {
     std::vector<std::string> frames;
-    const std::string clip = trial.makeClip(1, frames);
+    std::string clip = trial.makeClip(1, frames);
     trial.write(frames[0], fullFrame);
-    const std::string path = trial.ok("GetFramePaths", clip + " h 0 u");
+    std::string path = trial.ok("GetFramePaths", clip + " h 0 u");
     if (path.empty())
         throw Inapplicable{"the server names no files"};
-    return {clip, frames[0], path};
+    return {std::move(clip), frames[0], std::move(path)};
 }
 
 // A clip whose only frame is the file; its id goes to \p frame.

@@ -1,7 +1,10 @@
 #include "tools/report/LibraryError.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <initializer_list>
+#include <iterator>
 
 namespace tool {
 
@@ -11,42 +14,40 @@ bool startsWith(const std::string& text, const char* start) {
     return text.rfind(start, 0) == 0;
 }
 
+bool startsWithAny(const std::string& text, std::initializer_list<const char*> starts) {
+    return std::any_of(starts.begin(), starts.end(),
+                       [&](const char* start) { return startsWith(text, start); });
+}
+
 bool endsWith(const std::string& text, const std::string& end) {
     return text.size() >= end.size() &&
            text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
 bool isSocketError(const std::string& text) {
-    for (int number : {ECONNRESET, ECONNREFUSED, ECONNABORTED, EPIPE, ETIMEDOUT, EHOSTUNREACH,
-                       ENETUNREACH, ENETDOWN, ENETRESET, ENOTCONN})
-        if (text == std::strerror(number))
-            return true;
-    return false;
+    constexpr int numbers[] = {ECONNRESET,   ECONNREFUSED, ECONNABORTED, EPIPE,     ETIMEDOUT,
+                               EHOSTUNREACH, ENETUNREACH,  ENETDOWN,     ENETRESET, ENOTCONN};
+    return std::any_of(std::begin(numbers), std::end(numbers),
+                       [&](int number) { return text == std::strerror(number); });
 }
 
 bool isConnectionError(const std::string& text) {
     // A reply that a closed connection cut off leaves no text at all.
     if (text.empty() || isSocketError(text) || endsWith(text, " command stopped."))
         return true;
-    for (const char* start :
-         {"Can't open connection to host", "Can't open socket for host", "Unknown host",
-          "Connection closed", "Connection stopped", "Connection not established",
-          "Cannot read data on socket", "Not connected.", "Operation aborted."})
-        if (startsWith(text, start))
-            return true;
-    return false;
+    return startsWithAny(text, {"Can't open connection to host", "Can't open socket for host",
+                                "Unknown host", "Connection closed", "Connection stopped",
+                                "Connection not established", "Cannot read data on socket",
+                                "Not connected.", "Operation aborted."});
 }
 
 bool isOwnText(const std::string& text) {
-    for (const char* start :
-         {"Unable to read frame: Supplied", "Unable to write frame: Supplied",
-          "Child node index out of range", "Cannot allocate", "Cannot read a negative",
-          "Cannot write a negative", "Invalid node id", "Invalid source host",
-          "Invalid destination host", "Reply line longer", "Request too long", "Frame id too long",
-          "Transfer too long", "No room for a line"})
-        if (startsWith(text, start))
-            return true;
-    return false;
+    return startsWithAny(text, {"Unable to read frame: Supplied", "Unable to write frame: Supplied",
+                                "Child node index out of range", "Cannot allocate",
+                                "Cannot read a negative", "Cannot write a negative",
+                                "Invalid node id", "Invalid source host",
+                                "Invalid destination host", "Reply line longer", "Request too long",
+                                "Frame id too long", "Transfer too long", "No room for a line"});
 }
 
 } // namespace

@@ -87,7 +87,7 @@ std::string aligned(const Line& line, const std::vector<std::size_t>& widths) {
 
 } // namespace
 
-void Output::table(const std::string& key, const std::vector<Json>& rows) {
+void Output::table(const std::string& key, const std::vector<Json>& rows) const {
     if (options_.json) {
         printJson({{key, rows}});
         return;
@@ -108,7 +108,7 @@ void Output::table(const std::string& key, const std::vector<Json>& rows) {
     }
 }
 
-void Output::tables(const std::string& key, const std::vector<Table>& tables) {
+void Output::tables(const std::string& key, const std::vector<Table>& tables) const {
     std::vector<Json> rows;
     for (const Table& one : tables) {
         rows.insert(rows.end(), one.rows.begin(), one.rows.end());
@@ -122,7 +122,7 @@ void Output::tables(const std::string& key, const std::vector<Table>& tables) {
         table(key, rows);
 }
 
-void Output::record(const Json& fields) {
+void Output::record(const Json& fields) const {
     if (options_.json) {
         printJson(fields);
         return;
@@ -139,18 +139,18 @@ void Output::record(const Json& fields) {
         print(aligned(line, widths) + "\n");
 }
 
-void Output::text(const std::string& lines, const Json& fields) {
+void Output::text(const std::string& lines, const Json& fields) const {
     options_.json ? printJson(fields) : print(lines);
 }
 
-void Output::wouldDo(const std::vector<std::string>& steps) {
+void Output::wouldDo(const std::vector<std::string>& steps) const {
     std::string lines;
     for (const std::string& step : steps)
         lines += "would " + step + "\n";
     text(lines, {{"would", steps}});
 }
 
-void Output::result(const Json& fields) {
+void Output::result(const Json& fields) const {
     if (options_.json)
         printJson(fields);
 }

@@ -23,21 +23,21 @@ public:
 
     /// One row for each JSON object, whose members are the columns; all rows have the same. JSON:
     /// an array under \p key. Tables for people have headings.
-    void table(const std::string& key, const std::vector<Json>& rows);
-    /// Tables behind each other, each below its heading when there are several. JSON: one array.
+    void table(const std::string& key, const std::vector<Json>& rows) const;
+    /// Tables one after the other, each below its heading when there are several. JSON: one array.
     struct Table {
         std::string heading;
         std::vector<Json> rows;
     };
-    void tables(const std::string& key, const std::vector<Table>& tables);
+    void tables(const std::string& key, const std::vector<Table>& tables) const;
     /// One line for each member. JSON: the members beside the schema.
-    void record(const Json& fields);
+    void record(const Json& fields) const;
     /// Lines that only people read, and their data for programs.
-    void text(const std::string& lines, const Json& fields);
-    /// What -n would do, a line for each step; JSON: an array.
-    void wouldDo(const std::vector<std::string>& steps);
+    void text(const std::string& lines, const Json& fields) const;
+    /// The steps that -n leaves undone, a line each; JSON: an array.
+    void wouldDo(const std::vector<std::string>& steps) const;
     /// What a verb that prints no data has done: only for programs.
-    void result(const Json& fields);
+    void result(const Json& fields) const;
     /// A remark on standard error: nothing with -q or for JSON.
     void note(const std::string& line) const;
     /// The failure on standard error; with JSON as an object.

@@ -136,7 +136,7 @@ Candidates valuesOf(const CLI::Option& option) {
 // Where the words before the one to complete lead to.
 class CommandLine {
 public:
-    CommandLine(const CLI::App& app, const Options& options) : verb_(&app), options_(options) {}
+    CommandLine(const CLI::App& app, Options options) : verb_(&app), options_(std::move(options)) {}
 
     void take(const std::string& word) {
         const std::size_t equals = word.find('=');
@@ -304,7 +304,7 @@ void addCompletionVerbs(CLI::App& app, Context& context) {
 
     addVerb<LineToComplete>(
         app, context,
-        {"complete-line", "Print what the last word may become; for completion scripts",
+        {"complete-line", "Print completions of the last word; for completion scripts",
          "lantrix complete-line bash 'lantrix ls /Lib'"},
         [&app](Context& given, const LineToComplete& line) {
             completeLine(app, given.options, line);
