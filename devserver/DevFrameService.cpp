@@ -187,7 +187,8 @@ void DevFrameService::Session::sendKept(const DevKeptFrame& kept, std::size_t si
         send(success, kept.bytes);
 }
 
-// Success is told first: a file that then turns out shorter, or can't be read, ends the connection.
+// Success is reported first: a file that then turns out shorter, or can't be read, ends the
+// connection.
 void DevFrameService::Session::sendFile(const DevDescriptor& file, std::size_t size) {
     if (size == 0)
         return send(success, {});

@@ -1,6 +1,6 @@
 // What the server knows of its nodes in memory: their descriptions, who is below whom, and which
 // state each frame's contents are in. A frame that was never written in this run costs nothing.
-// Owns the descriptions, which are never changed but replaced: who holds one may go on reading it.
+// Owns the descriptions, which are never changed but replaced: a holder may go on reading one.
 // No lock: one thread at a time. Failures are DevError and change nothing.
 #ifndef DEVSERVER_DEVINDEX_H
 #define DEVSERVER_DEVINDEX_H

@@ -3,8 +3,8 @@
 // where destroyed nodes wait for their removal; "lost" is where nodes go whose parent is missing.
 // So a kill at any moment leaves everything whole that was acknowledged, and no half of anything
 // under a final name. What must outlast a loss of power is flushed as DevSync says.
-// Owns the directory, by a lock in it. Any thread; who changes one node in two threads at once
-// decides the order himself. Failures are DevError with the system's text.
+// Owns the directory, by a lock in it. Any thread; a caller that changes one node in two threads
+// at once decides the order itself. Failures are DevError with the system's text.
 #ifndef DEVSERVER_DEVSTORAGE_H
 #define DEVSERVER_DEVSTORAGE_H
 

@@ -1,4 +1,4 @@
-// How DevTree reads its directory, and what it mends that a kill has left unfinished. Nothing is
+// How DevTree reads its directory, and how it repairs what a kill has left unfinished. Nothing is
 // ever removed here but what stands aside: a node that lacks its parent may be missed.
 #include "devserver/DevTree.h"
 
@@ -80,7 +80,7 @@ void DevTree::bringBackLost() {
 
 // A node whose parent has no folder is what was left of a destroyed subtree, where that parent
 // stands aside; otherwise somebody may put the parent back. One whose parent is there but can't be
-// read stays, out of reach, until somebody mends the parent.
+// read stays, out of reach, until somebody repairs the parent.
 void DevTree::settleOrphans() {
     const DevStorage::Numbers nodes = storage_.nodes();
     Ancestors destroyed, lost;

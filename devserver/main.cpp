@@ -60,10 +60,10 @@ void addTreeOptions(CLI::App& program, DevServerOptions& options, Mode& mode) {
         ->check(CLI::IsMember(syncs).description(""));
     program.add_flag_callback(
         "--check", [&mode] { mode = Mode::Check; },
-        "Say what is wrong in the directory, change nothing, and end");
+        "Report what is wrong in the directory, change nothing, and end");
     program.add_flag_callback(
         "--repair", [&mode] { mode = Mode::Repair; },
-        "Mend what is wrong in the directory as far as possible, say what was done, and end");
+        "Repair what is wrong in the directory as far as possible, report what was done, and end");
 }
 
 void addConnectionOptions(CLI::App& program, DevServerOptions& options) {

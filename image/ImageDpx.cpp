@@ -72,7 +72,7 @@ public:
         for (unsigned i = 0; i < Size; ++i)
             bytes_[at + i] = static_cast<char>(value >> (8U * (Size - 1 - i)) & 0xFFU);
     }
-    /// 0 for what is undefined or senseless.
+    /// 0 for what is undefined or meaningless.
     [[nodiscard]] float getRate(std::size_t at) const {
         const std::uint32_t word = get<4>(at);
         float value = 0;

@@ -19,7 +19,7 @@ struct FileKind {
     const char* extension;
     bool (*holds)(const PixelLayout& held); // exactly
     const char* compressions; // that can be asked for, with a blank on both sides of each
-    // Null where files are only written, for looking at.
+    // Null where files are only written, for viewing.
     Image (*read)(const std::string& file, Extent extent, const ReadOptions& options);
     void (*write)(const Image& image, const std::string& file, const WriteOptions& options);
 };
@@ -78,7 +78,7 @@ Image readAny(const std::string& file, Extent extent, const ReadOptions& options
         failFile("can't read", file, errno);
     const FileKind& kind = kindOf(file);
     if (kind.read == nullptr)
-        failFile("can't read", file, "JPEG files are only written, for looking at");
+        failFile("can't read", file, "JPEG files can be written, but not read");
     return kind.read(file, extent, options);
 }
 

@@ -1,5 +1,5 @@
 // Image files on the local disk: PNG and TIFF with 8 and 16 bits, DPX with 8, 10 and 16 bits,
-// OpenEXR and TIFF with halves and floats, JPEG for looking at; and single images written to
+// OpenEXR and TIFF with halves and floats, JPEG for viewing; and single images written to
 // descriptors. The kind of a file follows from its name's extension. One thread at a time per file;
 // different files are independent. Failures are thrown as Error.
 #ifndef IMAGE_IMAGEFILE_H
@@ -22,7 +22,7 @@ void writeImage(const Image& image, const std::string& file, const WriteOptions&
 void checkImageName(const std::string& name, const PixelLayout& layout,
                     const WriteOptions& options = {});
 
-/// The same for pictures to look at, 8 bits of RGB, which JPEG may hold as well.
+/// The same for pictures for viewing, 8 bits of RGB, which JPEG may hold as well.
 void writePicture(const Image& image, const std::string& file);
 void checkPictureName(const std::string& name);
 

@@ -1,5 +1,5 @@
 // JPEG files by libjpeg, whose errors arrive by longjmp: no function here makes an object with a
-// destructor after its setjmp. They lose, so they are written for looking only.
+// destructor after its setjmp. JPEG is lossy, so files are only written, for viewing.
 #include "image/Error.h"
 #include "image/ImageFormats.h"
 

@@ -35,7 +35,7 @@ struct Header {
     int height = 0;
     int channels = 0;
     int maximum = 0;
-    std::string tupleType; // "" when it is not told
+    std::string tupleType; // "" when it is not given
 };
 
 constexpr std::size_t longestWord = 32;
@@ -128,7 +128,7 @@ void widenSamples(Bytes& bytes, const SampleFormat& samples, const InputBuffer& 
         unsigned sample = static_cast<unsigned>(static_cast<unsigned char>(bytes[i])) << 8U |
                           static_cast<unsigned char>(bytes[i + 1]);
         if (sample > samples.maximum)
-            input.fail("a sample is larger than the largest that its header tells");
+            input.fail("a sample is larger than the maximum in its header");
         sample = sample << (16U - bits) | sample >> (2U * bits - 16U);
         bytes[i] = static_cast<char>(sample & 0xFFU);
         bytes[i + 1] = static_cast<char>(sample >> 8U);

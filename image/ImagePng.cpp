@@ -24,7 +24,7 @@ namespace {
 
 void ignoreWarning(png_structp /*png*/, png_const_charp /*text*/) {}
 
-// An error of the descriptor tells everything by itself.
+// An error of the descriptor says everything itself.
 [[noreturn]] void fail(const char* what, const std::string& name, const std::string& error) {
     if (error.rfind("can't ", 0) == 0)
         throw Error(ErrorKind::File, error, name);

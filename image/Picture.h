@@ -1,4 +1,4 @@
-// An 8-bit RGB raster for looking at: thumbnails, contact sheets, test images.
+// An 8-bit RGB raster for viewing: thumbnails, contact sheets, test images.
 // A plain value. Positions outside the raster are left out.
 #ifndef IMAGE_PICTURE_H
 #define IMAGE_PICTURE_H

@@ -43,14 +43,14 @@ struct Image {
     int width = 0;
     int height = 0;
     Bytes pixels;
-    float pixelRatio = 0;              ///< Width of a pixel by its height; 0: not told.
-    float frameRate = 0;               ///< Frames per second; 0: not told.
+    float pixelRatio = 0;              ///< Width of a pixel by its height; 0: not given.
+    float frameRate = 0;               ///< Frames per second; 0: not given.
     std::optional<PixelLayout> source; ///< Of the file's samples, where it is not the held one.
 };
 
 /// The format of a new clip of images of this kind.
 [[nodiscard]] LantrixClipFormat clipFormat(const PixelLayout& layout, int width, int height);
-/// The same, with the pixel ratio and the rate that the image tells.
+/// The same, with the pixel ratio and the rate that the image gives.
 [[nodiscard]] LantrixClipFormat clipFormat(const PixelLayout& layout, const Image& image);
 /// Parses "WIDTHxHEIGHTxBITS[xCHANNELS][@RATE]"; \p tag, when not empty, names the layout. The
 /// frame buffer size follows from the layout, or from the bits where the tag is not known.

@@ -30,7 +30,7 @@ public:
     unsigned length() const;
     /// The byte at \p i, which is not checked; the terminator is at length().
     char operator[](unsigned i) const;
-    /// For indices of other integer types, which would else convert in more than one way.
+    /// For indices of other integer types, which would otherwise convert in more than one way.
     template <class Index>
     char operator[](Index i) const {
         return buff_[i];

@@ -173,8 +173,8 @@ bool rcAPI::takeResult(std::string& result) {
 }
 
 // What has arrived for a call that was given up does not answer the next one. Nothing is waited
-// for, and nothing is read when no reply is owed. A connection that has ended can't be told by
-// writing to it where the peer closed its own side only.
+// for, and nothing is read when no reply is owed. Writing does not reveal that
+// a connection has ended where the peer closed only its own side.
 bool rcAPI::dropLateReplies() {
     std::size_t dropped = 0;
     while (repliesOwed_ > 0) {

@@ -21,8 +21,8 @@ constexpr const char* connectionTexts[] = {"Can't open connection to host",
 constexpr int socketErrors[] = {ECONNRESET, ECONNREFUSED, ECONNABORTED, EPIPE,    ETIMEDOUT,
                                 ENETDOWN,   ENETRESET,    ENETUNREACH,  ENOTCONN, EHOSTUNREACH};
 
-// The handles tell a failure by its text alone. One that neither the library nor the system writes
-// is the server's, which has refused.
+// The handles report a failure by its text alone. A text that neither the library nor the system
+// writes comes from the server, which has refused.
 Failure::Kind kindOf(const std::string& text) {
     const auto ends = [&text](const std::string& end) {
         return text.size() >= end.size() &&

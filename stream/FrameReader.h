@@ -35,8 +35,8 @@ public:
     FrameReader& operator=(const FrameReader&) = delete;
 
     /// The next frame of the list, each once; waits for it. None behind the last. Frames that are
-    /// held count towards the window: who holds all of them waits until one is destroyed. When the
-    /// pool is cancelled, the frames that are not there yet are given out as stopped.
+    /// held count towards the window: when all are held, this waits until one is destroyed. When
+    /// the pool is cancelled, the frames that are not there yet are given out as stopped.
     std::optional<Frame> next();
     /// True when next() would not wait.
     [[nodiscard]] bool isReady() const;

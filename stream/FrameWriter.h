@@ -58,7 +58,7 @@ public:
 
     /// A buffer of one frame's size to fill; waits while the window is full of frames under way
     /// and of buffers that the application holds. None when the pool has been cancelled or the
-    /// clip can't be written, for the reason that failure() tells.
+    /// clip can't be written, for the reason that failure() gives.
     FrameBuffer take();
     /// Hands in frame \p index: all bytes of a buffer that take() gave.
     void write(int index, FrameBuffer pixels);

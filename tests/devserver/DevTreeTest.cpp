@@ -116,7 +116,7 @@ TEST_F(DevTreeTest, WhatAKillLeftUnfinishedIsMended) {
     EXPECT_TRUE(std::filesystem::is_empty(root_ + "/aside"));
     EXPECT_FALSE(std::filesystem::exists(root_ + "/nodes/" + child));
     EXPECT_FALSE(std::filesystem::exists(root_ + "/nodes/" + below));
-    EXPECT_TRUE(std::filesystem::exists(root_ + "/nodes/" + broken)); // somebody may mend it
+    EXPECT_TRUE(std::filesystem::exists(root_ + "/nodes/" + broken)); // somebody may repair it
     EXPECT_TRUE(std::filesystem::is_empty(root_ + "/lost"));
 }
 

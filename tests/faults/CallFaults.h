@@ -35,7 +35,7 @@ public:
     CallFaults(const CallFaults&) = delete;
     CallFaults& operator=(const CallFaults&) = delete;
 
-    /// Lets all calls alone from now on.
+    /// Leaves all calls alone from now on.
     void disarm();
     /// False when the thread made fewer calls.
     bool struck() const { return failed_ != Call::Count; }

@@ -1,5 +1,5 @@
 // Every operation with the first, the second, the third ... call that it makes of the system, or
-// for memory, failing, until it makes no call more. All operations, all calls.
+// for memory, failing, until it makes no more calls. All operations, all calls.
 #include "base/loggerBase/src/CoMsg.h"
 #include "base/tcp/src/CoIoTcpDescriptor.h"
 #include "tests/faults/CallFaults.h"
@@ -170,7 +170,7 @@ protected:
                 problem = run(operation, mode, nth);
                 return problem.empty() && liveBlocks() != blocks;
             };
-            // What the system keeps once it has used it is no leak the second time.
+            // What the system keeps once it has used it is not a leak the second time.
             const bool leaked = leaks();
             if (leaked && leaks())
                 problem = " leaks memory";

@@ -91,7 +91,7 @@ TEST_F(BadInputTest, NamesMayHoldBlanksQuotesCommasAndOtherLetters) {
     EXPECT_EQ("", output({"check", ":/" + name + "/back", ":/plate"}));
     EXPECT_EQ(name + "\nback\n", output({"ls", "/" + name}));
     EXPECT_EQ(name, json({"stat", "/" + name})["name"]);
-    output({"mkdir", "/\xFF"}); // no UTF-8: carried, and replaced where JSON shows it
+    output({"mkdir", "/\xFF"}); // not UTF-8: carried, and replaced where JSON shows it
     EXPECT_EQ("\xEF\xBF\xBD", json({"stat", "/\xFF"})["name"]);
 }
 

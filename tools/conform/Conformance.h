@@ -1,7 +1,7 @@
 // Tries the rules of docs/protocol.md on a server, one after the other, each with connections and a
 // node of its own, so that one that fails spoils no other.
-// Used by one thread. A server that can't be reached at all is Unheard; the user's end is
-// Cancelled.
+// Used by one thread. Throws Unheard when the server can't be reached at all, and Cancelled when
+// the user ends it.
 #ifndef TOOLS_CONFORM_CONFORMANCE_H
 #define TOOLS_CONFORM_CONFORMANCE_H
 

@@ -1,5 +1,5 @@
 // How the tool fails: one exception that carries the exit status, the message, and the details
-// that a person or a program needs to mend it.
+// that a person or a program needs to put it right.
 // Failures are thrown anywhere and reported once, by the application.
 #ifndef TOOLS_REPORT_FAILURE_H
 #define TOOLS_REPORT_FAILURE_H

@@ -1,4 +1,5 @@
-// What keeps one node of a listing from being told in full, and not the others from being listed.
+// Failures that concern one node of a listing: the other nodes are still listed, and the failures
+// are reported behind them.
 // Borrows the output. Failures that end all (no connection, an interrupt) are passed on.
 #ifndef TOOLS_REPORT_TROUBLES_H
 #define TOOLS_REPORT_TROUBLES_H
@@ -13,8 +14,8 @@ class Troubles {
 public:
     explicit Troubles(const Output& output) : output_(output) {}
 
-    /// Runs what is about one node. Gives the failure that it ended with, which is kept; "" when
-    /// there was none.
+    /// Asks something about one node. A failure is kept, and its text returned; "" when there was
+    /// none.
     template <class Question>
     std::string attempt(Question question) {
         try {
@@ -25,7 +26,7 @@ public:
             return failure.what();
         }
     }
-    /// Behind the listing: reports what was kept, and throws the worst of it.
+    /// To be called after the listing: reports the failures kept, and throws the worst of them.
     void finish();
 
 private:

@@ -10,7 +10,7 @@ namespace {
 
 std::string aliasFile() {
     const char* const folder = std::getenv("XDG_CONFIG_HOME");
-    if (folder != nullptr && *folder == '/') // others are ignored, as the base directories want it
+    if (folder != nullptr && *folder == '/') // XDG's rules: a relative path is ignored
         return std::string(folder) + "/lantrix/hosts";
     const char* const home = std::getenv("HOME");
     return home == nullptr ? "" : std::string(home) + "/.config/lantrix/hosts";

@@ -31,7 +31,7 @@ public:
     [[nodiscard]] std::string endpoint() const;
     [[nodiscard]] LantrixServerHandle& server() { return *server_; }
 
-    /// Runs one operation of a handle, which tells by a bool whether it succeeded; false becomes
+    /// Runs one operation of a handle, which returns whether it succeeded; false becomes
     /// a Failure that says what \p doing was.
     template <class Operation>
     void call(const std::string& doing, Operation operation, Port port = Port::Commands) {

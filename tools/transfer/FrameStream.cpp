@@ -20,7 +20,7 @@ FrameStream::FrameStream(const std::string& file)
 
 const image::Image& FrameStream::firstImage() {
     if (!first_ && !stream_.next(first_.emplace())) {
-        throw Failure(Status::LocalFile, "there is no image on '" + name_ + "'")
+        throw Failure(Status::LocalFile, "there is no image in '" + name_ + "'")
             .with("file", name_);
     }
     return *first_;

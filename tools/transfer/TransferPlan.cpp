@@ -48,7 +48,7 @@ void requireNoneBefore(const FilePattern& pattern, const std::vector<int>& exist
 }
 
 Failure noFile(const FilePattern& pattern) {
-    std::string text = "no file is named like '" + pattern.text() + "'";
+    std::string text = "no file matches '" + pattern.text() + "'";
     const std::string other = pattern.otherPadding();
     text += other.empty() ? "" : "; there are files like '" + other + "'";
     return Failure(Status::FrameMissing, text).with("file", pattern.text());

@@ -30,7 +30,8 @@ void confirm(const Context& context, const std::string& question) {
     if (context.options.yes)
         return;
     if (::isatty(STDIN_FILENO) == 0)
-        throw Failure(Status::Usage, question + " Nobody is there to answer: say -y");
+        throw Failure(Status::Usage,
+                      question + " There is no terminal to ask on: pass -y to answer yes");
     std::cerr << printableText(question) << " [y/N] ";
     const std::string answer = readAnswer();
     if (wasInterrupted())

@@ -57,7 +57,7 @@ public:
     }
 
 private:
-    // Every operation of the library tells by a bool whether it succeeded.
+    // Every operation of the library returns whether it succeeded.
     void require(bool succeeded, const std::string& what) const {
         if (wasInterrupted())
             throw Failure(Status::Interrupted, "interrupted");

@@ -257,19 +257,19 @@ void addTree(CLI::App& app, Context& context) {
 }
 
 void addStat(CLI::App& app, Context& context) {
-    addVerb<StatArguments>(
-        app, context,
-        {"stat", "Show all that is known of a node", "lantrix stat farm:/Library/Reel/plate"},
-        runStat, [](CLI::App& verb, StatArguments& stat) {
-            verb.add_option("ADDRESS", stat.address, "The node")->required();
-        });
+    addVerb<StatArguments>(app, context,
+                           {"stat", "Show everything that is known about a node",
+                            "lantrix stat farm:/Library/Reel/plate"},
+                           runStat, [](CLI::App& verb, StatArguments& stat) {
+                               verb.add_option("ADDRESS", stat.address, "The node")->required();
+                           });
 }
 
 void addFind(CLI::App& app, Context& context) {
     addVerb<FindArguments>(
         app, context,
-        {"find", "Find nodes by their name", "lantrix find /Library --name 'sh*' --kind clip"},
-        runFind, [](CLI::App& verb, FindArguments& find) {
+        {"find", "Find nodes by name", "lantrix find /Library --name 'sh*' --kind clip"}, runFind,
+        [](CLI::App& verb, FindArguments& find) {
             verb.add_option("ADDRESS", find.address, "Where to begin; the root unless given");
             verb.add_option("--name", find.name, "A shell pattern");
             verb.add_option("--kind", find.kind, "Only clips, or only other nodes")

@@ -75,8 +75,8 @@ void addDevelopmentVerbs(CLI::App& app, Context& context) {
                             "0 never does")
                 ->check(CLI::Range(0, 1000000));
             verb.add_option("--protocol", serve.protocol, "The protocol to speak");
-            verb.add_option("--vendor", serve.server.vendor, "What it says of itself");
-            verb.add_option("--product", serve.server.product, "What it says of itself");
+            verb.add_option("--vendor", serve.server.vendor, "The vendor that it reports");
+            verb.add_option("--product", serve.server.product, "The product that it reports");
             verb.add_option("--clip", serve.server.clips,
                             "PATH=WIDTHxHEIGHTxBITS[xCHANNELS][@RATE]");
         });

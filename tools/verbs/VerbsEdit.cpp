@@ -313,7 +313,8 @@ void addRm(CLI::App& app, Context& context) {
         app, context, {"rm", "Remove nodes", "lantrix rm -r -y /Library/Reel/old*"}, runRm,
         [](CLI::App& verb, RmArguments& rm) {
             verb.add_option("ADDRESS", rm.addresses, "The nodes")->required();
-            verb.add_flag("-r,--recursive", rm.recursive, "With all below; asks first, unless -y");
+            verb.add_flag("-r,--recursive", rm.recursive,
+                          "Everything below the nodes, too; asks first, unless -y");
         });
 }
 

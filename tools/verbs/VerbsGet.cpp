@@ -167,7 +167,7 @@ void addGet(CLI::App& app, Context& context) {
             addFrameOptions(verb, get.selection);
             addMissingOption(verb, get.missing);
             verb.add_option("--compression", get.writing.compression,
-                            "Of .exr files: none, zips, zip, piz, or dwaa, which loses; of .tif "
+                            "Of .exr files: none, zips, zip, piz, or dwaa, which is lossy; of .tif "
                             "files: none, deflate or lzw");
             verb.add_flag("--raw", get.raw, "The bytes of the frames as they are");
             addStoreOptions(verb, get.rules);

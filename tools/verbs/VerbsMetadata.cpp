@@ -156,7 +156,7 @@ void addMetadataVerbs(CLI::App& app, Context& context) {
             verb.add_option("TEXT", arguments.text, "The text");
             verb.add_option("--file", arguments.file,
                             "Read the text from a file; - is standard input");
-            verb.add_flag("--empty", arguments.isEmpty, "Leave the stream without a text");
+            verb.add_flag("--empty", arguments.isEmpty, "Make the stream's text empty");
         });
 }
 

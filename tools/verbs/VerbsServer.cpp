@@ -135,7 +135,7 @@ private:
                    isRefused ? "The host answers, but nothing listens on port " + number +
                                    ": start the server there, on this address."
                              : "The host does not answer: check that it is up, and that no "
-                               "firewall holds back port " +
+                               "firewall blocks port " +
                                    number + ".");
     }
 
@@ -153,8 +153,9 @@ private:
                                                            : ": too old to link clips, and to "
                                                              "set metadata"));
         } catch (const Failure& failure) {
-            return bad("server", failure,
-                       "Something listens there, but does not answer as a server does: is it one?");
+            return bad(
+                "server", failure,
+                "Something listens there, but does not answer like a media server: is it one?");
         }
     }
 
@@ -193,7 +194,7 @@ void runDoctor(Context& context, const HostArguments& arguments) {
                         {"advice", finding.advice}});
     context.output.table("checks", rows);
     if (const Finding& last = doctor.findings().back(); last.failure)
-        throw Failure(last.failure->status(), host + " is not well: " + last.detail)
+        throw Failure(last.failure->status(), host + " has a problem: " + last.detail)
             .with("host", host)
             .with("advice", last.advice);
 }
@@ -280,8 +281,9 @@ void addPing(CLI::App& app, Context& context) {
 
 void addInfo(CLI::App& app, Context& context) {
     addVerb<HostArguments>(
-        app, context, {"info", "Show what the server says of itself", "lantrix info farm --json"},
-        runInfo, [](CLI::App& verb, HostArguments& info) {
+        app, context,
+        {"info", "Show what the server reports about itself", "lantrix info farm --json"}, runInfo,
+        [](CLI::App& verb, HostArguments& info) {
             verb.add_option("HOST", info.host, "The server");
         });
 }
@@ -289,7 +291,7 @@ void addInfo(CLI::App& app, Context& context) {
 void addDoctor(CLI::App& app, Context& context) {
     addVerb<HostArguments>(app, context,
                            {"doctor",
-                            "Find out what keeps a server from being reached, and what to do",
+                            "Find out why a server can't be reached, and what to do about it",
                             "lantrix doctor farm"},
                            runDoctor, [](CLI::App& verb, HostArguments& doctor) {
                                verb.add_option("HOST", doctor.host, "The server");
@@ -303,7 +305,7 @@ void addCall(CLI::App& app, Context& context) {
          "lantrix call --host farm GetChildren 0"},
         runCall, [](CLI::App& verb, CallArguments& call) {
             verb.add_option("METHOD", call.method, "The method's name")->required();
-            verb.add_option("ARGUMENTS", call.words, "Joined by blanks");
+            verb.add_option("ARGUMENTS", call.words, "The arguments; they are joined by blanks");
         });
 }
 

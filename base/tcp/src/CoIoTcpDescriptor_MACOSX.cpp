@@ -148,7 +148,8 @@ void CoIoTcpDescriptor::connectTo(const sockaddr_in& address, int timeoutSeconds
         failToConnect(quoted(getLastSocketError()).c_str());
 }
 
-// A wait that fails counts as answered, like one that succeeds: the socket's pending error tells.
+// A wait that fails counts as answered, like one that succeeds: the socket's pending error says
+// which.
 void CoIoTcpDescriptor::awaitConnection(int timeoutSeconds) {
     const auto deadline = Clock::now() + std::chrono::seconds(timeoutSeconds);
     Wait waited;

@@ -1,6 +1,6 @@
 // Linked into programs, never into the library: keeps the numbers of standard input, output and
 // error from being given to a socket or a file. A program that was started without one of them, as
-// jobs of cron and daemons are, would else print to its server.
+// jobs of cron and daemons are, would otherwise print to its server.
 #include <cstdlib>
 
 #include <fcntl.h>
