@@ -125,7 +125,7 @@ TEST(SizeAtTheEndsOfItsType, IsAnErrorThatHurtsNothing) {
         }
 }
 
-TEST(SizeAtTheEndsOfItsType, IsNoTransferOfADescriptor) {
+TEST(SizeAtTheEndsOfItsType, IsRefusedByADescriptor) {
     CoIoDescriptor descriptor;
     descriptor.setId(::dup(STDIN_FILENO));
     char line[1];

@@ -37,7 +37,7 @@ TEST_F(DpxTest, BothByteOrdersHoldTheWordsOfTheFrame) {
     EXPECT_EQ(words, big.substr(2048));
 }
 
-TEST_F(DpxTest, EachFieldThatCannotBeTakenIsTold) {
+TEST_F(DpxTest, EachFieldThatCannotBeTakenIsNamed) {
     const std::tuple<std::size_t, unsigned char, const char*> cases[] = {
         {0, 'Y', "not a DPX file"}, {768, 1, "top to bottom"},
         {770, 2, "2 elements"},     {773, 1, "cut off"},

@@ -65,7 +65,7 @@ TEST_F(ImageStreamTest, EachImageEndsWhereTheNextOneBegins) {
     EXPECT_FALSE(stream.next(image));
 }
 
-TEST_F(ImageStreamTest, WhatIsCutOffIsToldWithItsNumber) {
+TEST_F(ImageStreamTest, WhatIsCutOffIsNamedByItsNumber) {
     for (const auto writer : {image::writePam, image::writePng}) {
         const std::string one = written(noiseImage("rgb8"), writer);
         for (const std::size_t size : {std::size_t{1}, std::size_t{12}, one.size() - 1}) {

@@ -182,7 +182,7 @@ TEST_F(ConformTest, EveryRuleCanFail) {
         ADD_FAILURE() << name << " is not among the rules that can fail";
 }
 
-TEST_F(ConformTest, WhatIsLeftBehindIsTold) {
+TEST_F(ConformTest, WhatIsLeftBehindIsReported) {
     serveFaulty(6);
     const std::vector<Rule> rules{tool::nodeRules().front()};
     EXPECT_EQ(

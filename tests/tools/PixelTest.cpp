@@ -40,7 +40,7 @@ TEST_F(ToolTest, ThumbAndSheetAreSmallImages) {
     EXPECT_EQ("[1001,1003,1005]", sheet["frames"].dump());
     output({"thumb", "/shot", "t.jpg", "--width", "16"});
     EXPECT_EQ("\xFF\xD8\xFF", read("t.jpg").substr(0, 3));
-    fails(8, {"put", "t.jpg", "/jpeg"}, {"only written"});
+    fails(8, {"put", "t.jpg", "/jpeg"}, {"not read"});
     output({"put", "s.png", "/sheet"}); // it is an image, of that size
     EXPECT_EQ(sheet["width"], json({"stat", "/sheet"})["width"]);
     fails(2, {"thumb", "/shot", "t.png"}, {"Replace 't.png'?", "-y"});

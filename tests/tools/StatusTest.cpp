@@ -40,7 +40,7 @@ TEST_F(StatusTest, EachFailureHasItsStatusAndSaysWhatIsWrong) {
     fails(7, {"link", "/plate", "/tmp/x"}, {"'/plate'", host_});
 }
 
-TEST_F(StatusTest, AClipIsNoFolderAndAFolderIsNoClip) {
+TEST_F(StatusTest, AClipIsNotAFolderAndAFolderIsNotAClip) {
     for (const char* verb : {"get", "cat", "hash", "frames"})
         fails(1, {verb, "/Library"}, {":/Library' is not a clip"});
     for (const char* verb : {"thumb", "sheet", "link", "check"})

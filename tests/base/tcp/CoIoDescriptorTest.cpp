@@ -82,7 +82,7 @@ TEST_F(CoIoDescriptorTest, ReadLineCutsALongLineAndConsumesItWhole) {
     EXPECT_STREQ("Unexpected end of data stream.", descriptor.lastError());
 }
 
-TEST_F(CoIoDescriptorTest, WritesToWhatIsNoSocket) {
+TEST_F(CoIoDescriptorTest, WritesToWhatIsNotASocket) {
     int ends[2] = {-1, -1};
     ASSERT_EQ(0, ::pipe(ends));
     CoIoDescriptor out;
