@@ -9,8 +9,6 @@ namespace lantrix {
 namespace {
 
 constexpr std::chrono::milliseconds watchInterval(20);
-constexpr std::chrono::milliseconds pausesBeforeRetry[] = {
-    std::chrono::milliseconds(50), std::chrono::milliseconds(150), std::chrono::milliseconds(300)};
 
 static_assert(std::atomic<bool>::is_always_lock_free); // signal handlers may cancel
 
@@ -109,8 +107,8 @@ void PoolCore::work(Worker& worker) {
 }
 
 Failure PoolCore::perform(Worker& worker, const Task& task) {
-    const auto* pause = std::begin(pausesBeforeRetry);
-    for (;;) {
+    const Retries retries;
+    for (unsigned failures = 0;; ++failures) {
         if (isCancelled(*task.group))
             return {Failure::Kind::Stopped, "Cancelled."};
         Failure failure = attempt(worker, task.work);
@@ -122,9 +120,9 @@ Failure PoolCore::perform(Worker& worker, const Task& task) {
         if (failure && failure.kind != Failure::Kind::Refused)
             renew(worker);
         if (failure.kind != Failure::Kind::Connection || task.retry == Retry::Never ||
-            pause == std::end(pausesBeforeRetry))
+            failures == retries.count)
             return failure;
-        std::this_thread::sleep_for(*pause++);
+        std::this_thread::sleep_for(retries.pause(failures));
     }
 }
 

@@ -6,6 +6,7 @@
 
 #include "stream/Failure.h"
 
+#include <chrono>
 #include <functional>
 
 namespace lantrix {
@@ -23,10 +24,19 @@ using Work = std::function<Failure(Connection& connection)>;
 /// throw, wait for other work or, when told of a stop, hand in more.
 using Done = std::function<void(const Failure& failure)>;
 
+/// How often something is tried again whose connection failed, and after which waits.
+struct LANTRIX_EXPORT Retries {
+    unsigned count = 3;                       ///< 0: not at all.
+    std::chrono::milliseconds firstPause{50}; ///< Each further one is three times as long.
+
+    /// The wait before the retry with this number, from 0; at most 10 s, or the first.
+    [[nodiscard]] std::chrono::milliseconds pause(unsigned number) const;
+};
+
 /// What is done about work whose connection failed. Each connection that failed is replaced.
 enum class Retry {
     Never,              ///< The failure is told at once.
-    OnAnotherConnection ///< Run again, up to three times, half a second in all apart.
+    OnAnotherConnection ///< Run again, up to three times, 0.65 s in all apart.
 };
 
 } // namespace lantrix

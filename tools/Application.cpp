@@ -58,6 +58,10 @@ void addGlobalOptions(CLI::App& app, Options& options) {
                    "that only ask. Connecting has its own 10")
         ->check(CLI::Range(0.0, 1e6, "0.."))
         ->group(group);
+    app.add_option("--retries", options.retries,
+                   "How often a request is repeated whose connection could not be made or broke")
+        ->check(CLI::Range(0, 100, "0..100"))
+        ->group(group);
     app.add_option("-j,--jobs", options.workers, "Worker processes of a transfer")
         ->check(CLI::Range(1, 64, "1..64"))
         ->group(group);

@@ -31,7 +31,7 @@ TEST_F(StatusTest, EachFailureHasItsStatusAndSaysWhatIsWrong) {
     fails(4, {"get", "/plate", "x.#.png", "-f", "2-3"}, {"frame 3", "frames 0-2"});
     fails(4, {"put", "none.####.png", "/new"}, {"'none.####.png'"});
     fails(4, {"meta", "get", "/plate", "none"}, {"stream 'none'"});
-    fails(5, {"ls", "127.0.0.0:/"}, {"127.0.0.0:7549"});
+    fails(5, {"ls", "127.0.0.0:/", "--retries", "0"}, {"127.0.0.0:7549"});
     fails(6, {"call", "Nothing"}, {"Nothing", host_ + ":7549"});
     fails(6, {"rm", "-y", "-r", "/"}, {"root"});
     fails(8, {"put", "file", "/x"}, {"(.png, .exr, .tif, .tiff, .dpx)"});

@@ -19,6 +19,7 @@ struct Options {
     std::string progress = "auto";
     std::string color = "auto";
     std::optional<double> timeout; ///< Seconds that one request may take; 0: as long as it takes.
+    int retries = 3;               ///< How often a request is repeated whose connection failed.
     int workers = 1;
 };
 
@@ -26,6 +27,12 @@ struct Options {
 /// minute unless --timeout was given. Moving frames and removing may take any time.
 [[nodiscard]] inline Options browsingOptions(Options options) {
     options.timeout = options.timeout.value_or(60);
+    return options;
+}
+
+/// The options of a verb that measures the connection, or can't know what a repetition would do.
+[[nodiscard]] inline Options withoutRetries(Options options) {
+    options.retries = 0;
     return options;
 }
 

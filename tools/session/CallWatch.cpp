@@ -6,10 +6,15 @@
 
 namespace tool {
 
-CallWatch::CallWatch(std::function<void()> stop, std::optional<double> timeoutSeconds)
+namespace {
+constexpr auto interval = std::chrono::milliseconds(50);
+}
+
+CallWatch::CallWatch(std::function<void()> stop, std::optional<double> timeoutSeconds,
+                     AtInterrupt atInterrupt)
     : stop_(std::move(stop)), timeout_(std::chrono::duration_cast<Clock::duration>(
                                   std::chrono::duration<double>(timeoutSeconds.value_or(0)))),
-      thread_(&CallWatch::watch, this) {}
+      atInterrupt_(atInterrupt), thread_(&CallWatch::watch, this) {}
 
 CallWatch::~CallWatch() {
     {
@@ -20,13 +25,28 @@ CallWatch::~CallWatch() {
     thread_.join();
 }
 
+bool CallWatch::isInterrupted() const {
+    return atInterrupt_ == AtInterrupt::End && wasInterrupted();
+}
+
+void CallWatch::startLimit() {
+    limit_ =
+        timeout_ == Clock::duration::zero() ? Clock::time_point::max() : Clock::now() + timeout_;
+}
+
+bool CallWatch::rest(std::chrono::milliseconds pause) const {
+    const Clock::time_point end = Clock::now() + pause;
+    while (!isInterrupted() && end < limit_ && Clock::now() < end)
+        std::this_thread::sleep_for(interval);
+    return !isInterrupted() && end < limit_;
+}
+
 void CallWatch::begin() {
     const std::lock_guard<std::mutex> lock(mutex_);
     isRunning_ = true;
     wasStopped_ = false;
     caller_ = ::pthread_self();
-    deadline_ =
-        timeout_ == Clock::duration::zero() ? Clock::time_point::max() : Clock::now() + timeout_;
+    deadline_ = limit_;
 }
 
 void CallWatch::end() {
@@ -36,7 +56,7 @@ void CallWatch::end() {
 
 Failure CallWatch::failure(const std::string& host, Port port, const std::string& doing,
                            std::string error) const {
-    if (wasInterrupted())
+    if (isInterrupted())
         return {Status::Interrupted, "interrupted"};
     Status status = statusOfLibraryError(error);
     if (wasStopped_) {
@@ -54,7 +74,6 @@ Failure CallWatch::failure(const std::string& host, Port port, const std::string
 }
 
 void CallWatch::watch() {
-    constexpr auto interval = std::chrono::milliseconds(50);
     std::unique_lock<std::mutex> lock(mutex_);
     while (!ended_.wait_for(lock, interval, [this] { return isEnding_; }))
         stopIfDue();
@@ -65,7 +84,7 @@ void CallWatch::stopIfDue() {
         return;
     const bool isLate = Clock::now() > deadline_;
     wasStopped_ = wasStopped_ || isLate;
-    if (isLate || wasInterrupted()) {
+    if (isLate || isInterrupted()) {
         stop_();
         wake(caller_);
     }

@@ -1,19 +1,41 @@
 #include "tools/session/Session.h"
 
 #include "tools/report/LibraryError.h"
+#include "tools/report/NumberText.h"
+#include "tools/report/PrintableText.h"
 #include "tools/session/CallWatch.h"
 #include "tools/session/HostAliases.h"
-#include "tools/session/Interrupt.h"
 #include "tools/session/TraceRelay.h"
+
+#include <cstdio>
 
 namespace tool {
 
-Session::Session(const Options& options, const std::string& host)
-    : host_(host),
+namespace {
+
+constexpr std::chrono::milliseconds firstPause(200);
+
+// Set as long as it lives.
+class Flag {
+public:
+    explicit Flag(bool& flag) : flag_(flag) { flag_ = true; }
+    ~Flag() { flag_ = false; }
+    Flag(const Flag&) = delete;
+    Flag& operator=(const Flag&) = delete;
+
+private:
+    bool& flag_;
+};
+
+} // namespace
+
+Session::Session(const Options& options, const std::string& host, AtInterrupt atInterrupt)
+    : options_(options), host_(host),
       relay_(options.trace ? std::make_unique<TraceRelay>(aliasedHost(host)) : nullptr),
       server_(std::make_unique<LantrixServerHandle>(
           (relay_ ? relay_->address() : aliasedHost(host)).c_str())),
-      watch_(std::make_unique<CallWatch>([this] { server_->stop(); }, options.timeout)) {}
+      watch_(
+          std::make_unique<CallWatch>([this] { server_->stop(); }, options.timeout, atInterrupt)) {}
 
 Session::~Session() = default;
 
@@ -21,8 +43,37 @@ std::string Session::endpoint() const {
     return host_ + ":" + std::to_string(static_cast<int>(Port::Commands));
 }
 
+void Session::retry(const std::function<void()>& step) {
+    if (isRetrying_)
+        return step();
+    const lantrix::Retries retries{static_cast<unsigned>(options_.retries), firstPause};
+    watch_->startLimit();
+    const Flag retrying(isRetrying_);
+    for (unsigned failures = 0;; ++failures) {
+        try {
+            return step();
+        } catch (const Failure& failure) {
+            if (failure.status() != Status::NoConnection || failures == retries.count)
+                throw;
+            const std::chrono::milliseconds pause = retries.pause(failures);
+            announceRetry(failure, pause);
+            if (!watch_->rest(pause))
+                throw watch_->isInterrupted() ? Failure(Status::Interrupted, "interrupted")
+                                              : failure;
+        }
+    }
+}
+
+void Session::announceRetry(const Failure& failure, std::chrono::milliseconds pause) const {
+    if (options_.verbose || options_.trace) {
+        const std::chrono::duration<double> seconds = pause;
+        std::fprintf(stderr, "lantrix: %s; tried again in %s s\n",
+                     printableText(failure.what()).c_str(), shortNumber(seconds.count()).c_str());
+    }
+}
+
 void Session::beginCall() {
-    if (wasInterrupted())
+    if (watch_->isInterrupted())
         throw Failure(Status::Interrupted, "interrupted");
     watch_->begin();
 }

@@ -1,15 +1,19 @@
 // One server, as a verb sees it: a server handle of the library whose failures become Failures
-// with host and port, and whose calls end at Ctrl-C and after --timeout.
+// with host and port, whose calls end at Ctrl-C and after --timeout, and are repeated when the
+// connection fails.
 // Owns the handle, a thread that watches over the running call and, with --trace, the relay. It
 // must outlive the node handles that it gives. Used by one thread at a time.
 #ifndef TOOLS_SESSION_SESSION_H
 #define TOOLS_SESSION_SESSION_H
 
 #include "lantrix/LantrixClientAPI.h"
+#include "stream/Work.h"
 #include "tools/report/Failure.h"
 #include "tools/report/Options.h"
 #include "tools/session/CallWatch.h"
 
+#include <chrono>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -21,22 +25,36 @@ class TraceRelay;
 class Session {
 public:
     /// Sends nothing. \p host may be an alias; messages say what was given.
-    Session(const Options& options, const std::string& host);
+    Session(const Options& options, const std::string& host,
+            AtInterrupt atInterrupt = AtInterrupt::End);
     ~Session();
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
     [[nodiscard]] const std::string& host() const { return host_; }
+    [[nodiscard]] const Options& options() const { return options_; }
     /// Host and port, for messages.
     [[nodiscard]] std::string endpoint() const;
     [[nodiscard]] LantrixServerHandle& server() { return *server_; }
 
     /// Runs one operation of a handle, which returns whether it succeeded; false becomes
-    /// a Failure that says what \p doing was.
+    /// a Failure that says what \p doing was. The operation must be one that may be repeated.
     template <class Operation>
     void call(const std::string& doing, Operation operation, Port port = Port::Commands) {
-        beginCall();
-        endCall(operation(), doing, port);
+        retry([&] { callOnce(doing, operation, port); });
+    }
+
+    /// The same for an operation that must not be carried out twice: before it is repeated,
+    /// \p wasDone asks the server whether it has been.
+    template <class Operation, class Question>
+    void change(const std::string& doing, Operation operation, Question wasDone) {
+        bool isInDoubt = false;
+        retry([&] {
+            if (isInDoubt && wasDone())
+                return;
+            isInDoubt = true;
+            callOnce(doing, operation, Port::Commands);
+        });
     }
 
     [[nodiscard]] LantrixNodeHandle root();
@@ -57,11 +75,20 @@ public:
     [[nodiscard]] Failure callFailure(const std::string& doing, Port port);
 
 private:
+    template <class Operation>
+    void callOnce(const std::string& doing, Operation operation, Port port) {
+        beginCall();
+        endCall(operation(), doing, port);
+    }
+    void retry(const std::function<void()>& step);
+    void announceRetry(const Failure& failure, std::chrono::milliseconds pause) const;
     void beginCall();
     void endCall(bool succeeded, const std::string& doing, Port port);
 
-    std::string host_;
-    std::unique_ptr<TraceRelay> relay_;           // null without --trace
+    const Options options_;
+    const std::string host_;
+    bool isRetrying_ = false;           // what is called then is a part of what is repeated
+    std::unique_ptr<TraceRelay> relay_; // null without --trace
     std::unique_ptr<LantrixServerHandle> server_; // never null
     std::unique_ptr<CallWatch> watch_;            // never null
 };

@@ -2,7 +2,7 @@
 
 #include "image/Error.h"
 #include "image/LocalFile.h"
-#include "tools/session/NodeSearch.h"
+#include "tools/session/NodeChanges.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -83,8 +83,9 @@ void ClipFrames::write(int index, const Bytes& frame) {
 }
 
 void ClipFrames::setCount(int count) {
-    session_.call("give '" + clip_.address.path() + "' " + std::to_string(count) + " frames",
-                  [&] { return handle_.setNumFrames(count); });
+    FoundNode node{clip_.address, handle_};
+    setFrameCount(session_, node, count);
+    handle_ = node.handle; // which knows the new frames
 }
 
 // By the frame's id, so that no frame is announced that is about to be written.

@@ -2,6 +2,7 @@
 
 #include "tools/report/Json.h"
 #include "tools/report/NumberText.h"
+#include "tools/session/NodeChanges.h"
 
 #include <algorithm>
 #include <numeric>
@@ -71,24 +72,19 @@ LocatedClip Destination::provide() {
     }
     LocatedClip clip = *existing_;
     if (mustGrow()) {
-        LantrixNodeHandle handle(session.server(), clip.nodeId.c_str());
-        session.call("make more frames in '" + address_.path() + "'",
-                     [&] { return handle.setNumFrames(count_); });
+        FoundNode node{address_, {session.server(), clip.nodeId.c_str()}};
+        setFrameCount(session, node, count_);
         clip.frameCount = count_;
     }
     return clip;
 }
 
-// By a handle of its own, since an interrupt has ended the others.
 void Destination::withdraw(const LocatedClip& clip) const {
-    const LantrixServerHandle server(address_.host.c_str());
-    LantrixNodeHandle(server, clip.nodeId.c_str()).destroyNode();
+    withdrawNode(context_.options, address_, clip.nodeId);
 }
 
-// By a handle of its own, for the same reason.
 void Destination::cutOff(const LocatedClip& clip, int count) const {
-    const LantrixServerHandle server(address_.host.c_str());
-    LantrixNodeHandle(server, clip.nodeId.c_str()).setNumFrames(count);
+    withdrawFrames(context_.options, address_, clip.nodeId, count);
 }
 
 void Destination::announceReplacing(const std::string& verb, const std::string& what,

@@ -1,5 +1,7 @@
 #include "tools/verbs/NewClip.h"
 
+#include "tools/session/NodeChanges.h"
+
 #include <CLI/App.hpp>
 
 #include <algorithm>
@@ -43,19 +45,15 @@ FoundNode findParentOfNew(Session& session, const Address& address, const NewCli
 
 LantrixNodeHandle makeClip(Session& session, const Address& address, const NewClip& clip) {
     FoundNode parent = findParentOfNew(session, address, clip);
-    LantrixNodeHandle handle;
-    session.call("make '" + address.path() + "'", [&] {
-        return parent.handle.createClipNode(address.name().c_str(), clip.format, clip.type.c_str(),
-                                            handle);
-    });
+    FoundNode made{address, makeClipNode(session, parent, address.name(), clip.format, clip.type)};
     try {
-        session.call("make the frames of '" + address.path() + "'",
-                     [&] { return handle.setNumFrames(clip.frameCount); });
+        setFrameCount(session, made, clip.frameCount);
     } catch (const Failure&) {
-        handle.destroyNode(); // as if it had never been there
+        withdrawNode(session.options(), address,
+                     made.handle.getNodeId().id()); // as if it had never been there
         throw;
     }
-    return handle;
+    return made.handle;
 }
 
 } // namespace tool

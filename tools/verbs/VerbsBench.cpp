@@ -1,4 +1,5 @@
 #include "tools/report/Json.h"
+#include "tools/session/NodeChanges.h"
 #include "tools/transfer/FrameMove.h"
 #include "tools/verbs/AddVerb.h"
 #include "tools/verbs/NewClip.h"
@@ -24,7 +25,8 @@ struct BenchArguments {
 class ScratchClip {
 public:
     ScratchClip(const Options& options, const Address& folder, const LantrixClipFormat& format,
-                int count) {
+                int count)
+        : options_(options) {
         Session session(options, folder.host);
         clip_.address = folder.child("lantrix-bench-" + std::to_string(::getpid()));
         clip_.nodeId =
@@ -32,17 +34,14 @@ public:
         clip_.format = format;
         clip_.frameCount = count;
     }
-    // By a handle of its own, since an interrupt has ended the others.
-    ~ScratchClip() {
-        const LantrixServerHandle server(clip_.address.host.c_str());
-        LantrixNodeHandle(server, clip_.nodeId.c_str()).destroyNode();
-    }
+    ~ScratchClip() { withdrawNode(options_, clip_.address, clip_.nodeId); }
     ScratchClip(const ScratchClip&) = delete;
     ScratchClip& operator=(const ScratchClip&) = delete;
 
     [[nodiscard]] const LocatedClip& clip() const { return clip_; }
 
 private:
+    const Options& options_;
     LocatedClip clip_;
 };
 

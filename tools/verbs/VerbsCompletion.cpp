@@ -92,7 +92,7 @@ Candidates remotePaths(const Options& options, const std::string& word) {
         return {};
     const std::string folder = path.substr(0, slash + 1);
     const Address address = parseAddress(folder, options.host);
-    Session session(options, address.host);
+    Session session(withoutRetries(options), address.host);
     std::vector<FoundNode> matches;
     Candidates candidates;
     for (const FoundNode& child : childrenOf(session, {address, findNode(session, address)})) {
@@ -108,7 +108,7 @@ Candidates remotePaths(const Options& options, const std::string& word) {
 
 Candidates streamsOf(const Options& options, const std::string& text) {
     const Address address = parseAddress(text, options.host);
-    Session session(options, address.host);
+    Session session(withoutRetries(options), address.host);
     return session.streamNames(findNode(session, address));
 }
 

@@ -1,7 +1,7 @@
 #include "image/PixelLayout.h"
 #include "tools/report/Json.h"
 #include "tools/report/NumberText.h"
-#include "tools/session/NodeSearch.h"
+#include "tools/session/NodeChanges.h"
 #include "tools/transfer/Progress.h"
 #include "tools/verbs/AddVerb.h"
 #include "tools/verbs/NewClip.h"
@@ -73,9 +73,7 @@ private:
             steps_.push_back("make " + node.address.text());
             return node;
         }
-        session.call("make '" + node.address.path() + "'", [&] {
-            return parent.handle.createNode(name.c_str(), arguments_.type.c_str(), node.handle);
-        });
+        node.handle = makeNode(session, parent, name, arguments_.type);
         made_.push_back({{"path", node.address.path()}, {"id", node.handle.getNodeId().id()}});
         context_.output.note("made " + node.address.text());
         return node;
@@ -218,8 +216,7 @@ private:
     void remove(Target& target) {
         const Address& address = target.node.address;
         try {
-            target.session->call("remove '" + address.path() + "'",
-                                 [&] { return target.node.handle.destroyNode(); });
+            removeNode(*target.session, target.node);
         } catch (const Failure& failure) {
             throw failure
                 .told("; " + std::to_string(removed_.size()) + " of " +

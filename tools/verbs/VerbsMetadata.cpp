@@ -114,6 +114,8 @@ void runSet(Context& context, const MetaArguments& arguments) {
         context.output.wouldDo({"set " + what});
         return;
     }
+    static_cast<void>(
+        session.protocol()); // or setting would take a broken connection for an old one
     session.call("set '" + arguments.stream + "' of '" + address.path() + "'", [&] {
         return node.setMetaData(arguments.stream.c_str(), LantrixStr(text.c_str()));
     });

@@ -36,7 +36,8 @@ std::string versionText(int major, int minor) {
 // ---- ping
 
 void runPing(Context& context, const HostArguments& arguments) {
-    Session session(browsingOptions(context.options), hostOf(arguments.host, context.options));
+    Session session(withoutRetries(browsingOptions(context.options)),
+                    hostOf(arguments.host, context.options));
     session.call("ping", [&] { return session.server().ping(); }); // connects, too
     const auto start = std::chrono::steady_clock::now();
     session.call("ping", [&] { return session.server().ping(); });
@@ -141,7 +142,7 @@ private:
 
     bool askVersions() {
         try {
-            Session session(browsingOptions(context_.options), host_);
+            Session session(withoutRetries(browsingOptions(context_.options)), host_);
             const Json fields = serverFields(session);
             const int protocol = session.protocol();
             good("server", fields["vendor"].get<std::string>() + " " +
@@ -161,7 +162,7 @@ private:
 
     // The status of a read that must be refused is bytes enough to show that frames get through.
     bool moveByte() {
-        Session session(browsingOptions(context_.options), host_);
+        Session session(withoutRetries(browsingOptions(context_.options)), host_);
         char byte = 0;
         try {
             session.call(
@@ -221,9 +222,10 @@ void runCall(Context& context, const CallArguments& arguments) {
     LantrixClientConnection connection(
         (relay ? relay->address() : aliasedHost(options.host)).c_str(),
         static_cast<int>(Port::Commands));
-    CallWatch watch([&] { connection.stop(); }, options.timeout);
+    CallWatch watch([&] { connection.stop(); }, options.timeout, AtInterrupt::End);
     std::string reply;
     try {
+        watch.startLimit();
         watch.begin();
         connection.callMethod(arguments.method.c_str(), text, true, reply);
         watch.end();

@@ -1,0 +1,123 @@
+#include "tools/session/NodeChanges.h"
+
+namespace tool {
+
+namespace {
+
+// What is below the parent now, whatever its handle remembers.
+std::optional<FoundNode> findNow(Session& session, const FoundNode& parent,
+                                 const std::string& name) {
+    const FoundNode again{parent.address, {session.server(), parent.handle.getNodeId().id()}};
+    return findChild(session, again, name);
+}
+
+Failure takenMeanwhile(const Session& session, const FoundNode& node) {
+    return Failure(Status::Other, "'" + node.address.path() + "' has been made on " +
+                                      session.endpoint() + " by somebody else meanwhile")
+        .with("host", session.host())
+        .with("path", node.address.path());
+}
+
+std::string making(const FoundNode& parent, const std::string& name) {
+    return "make '" + parent.address.child(name).path() + "'";
+}
+
+} // namespace
+
+LantrixNodeHandle makeNode(Session& session, FoundNode& parent, const std::string& name,
+                           const std::string& type) {
+    LantrixNodeHandle made;
+    session.change(
+        making(parent, name),
+        [&] { return parent.handle.createNode(name.c_str(), type.c_str(), made); },
+        [&] {
+            const std::optional<FoundNode> found = findNow(session, parent, name);
+            if (!found)
+                return false;
+            if (session.isClip(found->handle))
+                throw takenMeanwhile(session, *found);
+            made = found->handle;
+            return true;
+        });
+    return made;
+}
+
+// The handle of a clip that is found does not know the format, which the server has not heard yet.
+// So it goes again, and is made anew.
+LantrixNodeHandle makeClipNode(Session& session, FoundNode& parent, const std::string& name,
+                               const LantrixClipFormat& format, const std::string& type) {
+    LantrixNodeHandle made;
+    session.change(
+        making(parent, name),
+        [&] { return parent.handle.createClipNode(name.c_str(), format, type.c_str(), made); },
+        [&] {
+            std::optional<FoundNode> found = findNow(session, parent, name);
+            if (!found)
+                return false;
+            if (!session.isClip(found->handle) || session.countFrames(found->handle) > 0)
+                throw takenMeanwhile(session, *found);
+            removeNode(session, *found);
+            return false;
+        });
+    return made;
+}
+
+void setFrameCount(Session& session, FoundNode& clip, int count) {
+    session.change(
+        "give '" + clip.address.path() + "' " + std::to_string(count) + " frames",
+        [&] { return clip.handle.setNumFrames(count); },
+        [&] {
+            const LantrixNodeHandle again(session.server(), clip.handle.getNodeId().id());
+            // A clip without frames may have no format yet, which comes with them.
+            const bool isDone = count > 0 && session.countFrames(again) == count;
+            if (isDone)
+                clip.handle = again;
+            return isDone;
+        });
+}
+
+void removeNode(Session& session, FoundNode& node) {
+    session.change(
+        "remove '" + node.address.path() + "'", [&] { return node.handle.destroyNode(); },
+        [&] {
+            const LantrixNodeHandle again(session.server(), node.handle.getNodeId().id());
+            try {
+                static_cast<void>(session.isClip(again));
+                return false;
+            } catch (const Failure& failure) {
+                if (failure.status() != Status::NodeNotFound)
+                    throw;
+                return true;
+            }
+        });
+}
+
+namespace {
+
+template <class Work>
+void withdraw(const Options& options, const Address& address, const std::string& nodeId,
+              Work work) {
+    Options brief = options;
+    brief.timeout = 10;
+    Session session(brief, address.host, AtInterrupt::GoOn);
+    FoundNode node{address, {session.server(), nodeId.c_str()}};
+    try {
+        work(session, node);
+    } catch (const Failure&) {
+        return; // the failure that made this necessary is the one to tell
+    }
+}
+
+} // namespace
+
+void withdrawNode(const Options& options, const Address& address, const std::string& nodeId) {
+    withdraw(options, address, nodeId, removeNode);
+}
+
+void withdrawFrames(const Options& options, const Address& address, const std::string& nodeId,
+                    int count) {
+    withdraw(options, address, nodeId,
+             [count](Session& session, FoundNode& node) { setFrameCount(session, node, count); });
+}
+
+} // namespace tool
