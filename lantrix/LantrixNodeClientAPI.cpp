@@ -108,11 +108,12 @@ LantrixTextList LantrixNodeClientAPI::askItems(const char* method, const Lantrix
 template <class Object, class Fill>
 bool LantrixNodeClientAPI::makeObjects(const char* method, std::vector<Object>& objects,
                                        std::size_t count, Fill&& fill) {
+    constexpr std::size_t objectsBetweenChecks = 1 << 16;
     return lantrixGuarded(error_, [&] {
         std::vector<Object> made;
         made.reserve(count);
         for (std::size_t i = 0; i < count; ++i) {
-            if (i % LantrixTextList::piecesBetweenChecks == 0)
+            if (i % objectsBetweenChecks == 0)
                 connection_.checkStopped(method);
             made.emplace_back();
             fill(made.back(), i);

@@ -51,14 +51,15 @@ void rcValue::appendEscapedChar(char c) {
     }
 }
 
-// Grows by powers of two: a reply at the line's bound then never takes more than that bound.
+// Grows fourfold while it is short, since fresh memory costs more than what is done with it, then
+// twofold: by powers of two, so that a reply at the line's bound never takes more than that bound.
 void rcValue::appendPlain(const char* data, std::size_t size) {
-    constexpr std::size_t leastCapacity = 64;
+    constexpr std::size_t leastCapacity = 64, fourfoldBelow = std::size_t{4} << 20;
     const std::size_t needed = value_.size() + size;
     if (needed > value_.capacity()) {
         std::size_t capacity = leastCapacity;
         while (capacity < needed)
-            capacity *= 2;
+            capacity *= capacity < fourfoldBelow ? 4 : 2;
         value_.reserve(capacity);
     }
     value_.append(data, size);

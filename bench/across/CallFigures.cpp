@@ -119,8 +119,8 @@ const std::vector<Call>& calls() {
          "0.90",
          0},
         children<10>(""),
-        children<1000>("0.90"),
-        children<100000>(""),
+        children<1000>("0.50"),
+        children<100000>("0.50"),
         children<1000000>("")};
     return all;
 }

@@ -6,6 +6,10 @@
 
 #include <climits>
 #include <functional>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -50,6 +54,30 @@ TEST(LantrixServices, OddRepliesGiveWhatTheyHold) {
         server.commands({expect(operation.request), reply(std::string(each.reply) + "\n")});
         EXPECT_TRUE(operation.run(services)) << services.error;
         EXPECT_EQ(each.outputs, services.outputs());
+    }
+}
+
+// Commas at random places, in texts of as many bytes as are looked at together and more or fewer.
+TEST(LantrixTextList, FindsTheCommasWhereverTheyAre) {
+    std::mt19937 random(1);
+    for (std::size_t size = 0; size < 300; ++size) {
+        std::string text;
+        while (text.size() < size)
+            text.push_back(random() % 3 == 0 ? ',' : '\xAC'); // a comma but for its highest bit
+        std::vector<std::string> pieces, items;
+        std::istringstream stream(text + ",");
+        for (std::string piece; std::getline(stream, piece, ','); pieces.push_back(piece))
+            if (!piece.empty())
+                items.push_back(piece);
+        const LantrixTextList list(text, LantrixTextList::Form::Items, [] {});
+        const LantrixTextList pairs(text, LantrixTextList::Form::Pairs, [] {});
+        ASSERT_EQ(items.size(), list.size()) << text;
+        ASSERT_EQ(pieces.size() / 2, pairs.size()) << text;
+        for (std::size_t i = 0; i < items.size(); ++i)
+            ASSERT_EQ(items[i], list[i]);
+        for (std::size_t i = 0; i < pairs.size(); ++i)
+            ASSERT_EQ(pieces[2 * i] + "," + pieces[2 * i + 1],
+                      pairs[i] + std::string(",") + pairs.second(i));
     }
 }
 
