@@ -42,6 +42,7 @@ TEST(LantrixServices, OddRepliesGiveWhatTheyHold) {
         {"getNodeType", "ok", "type=0;"},
         {"allocateFrames", "ok ", ""},
         {"queryMetaDataSupport", "ok ", "list=;"},
+        {"getClipFormat", "ok", "format=0 0 0 0 0 0 0  0  ;"},
         {"getClipFormat", "ok 720", "format=720 0 0 0 0 0 0  0  ;"},
         {"getClipFormat", "ok 1 2 3 4 5 1,5 25 t 4 u v", "format=1 2 3 4 5 1 0  0  ;"},
         {"getClipFormat", "ok 1 2 3 4 5 6 7 t 260 u  v  w ", "format=1 2 3 4 5 6 7 t 4 u v  w ;"},

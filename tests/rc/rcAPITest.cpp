@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+
 namespace {
 
 class rcAPITest : public testing::Test {
@@ -35,6 +37,9 @@ TEST_F(rcAPITest, ServerThatClosesInMidReplyLeavesResultAndConnection) {
     EXPECT_EQ("unchanged", result);
     EXPECT_STREQ("Connection closed", api.lastError());
     EXPECT_TRUE(api.isConnected());
+    errno = EAGAIN; // of an earlier call: that nothing has arrived is told by the read alone
+    EXPECT_FALSE(api.isReady());
+    EXPECT_FALSE(api.isConnected());
 }
 
 } // namespace

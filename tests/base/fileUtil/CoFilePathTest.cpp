@@ -14,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include <fcntl.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -146,6 +147,15 @@ TEST_F(CoFilePathOnDisk, FilesDirectoriesAndLinksAreMadeAndRemoved) {
     moving.removeFile();
     at("d").removeDir();
     EXPECT_FALSE(moving.exists() || at("d").exists());
+}
+
+TEST_F(CoFilePathOnDisk, FileOpensWithTheLowestDescriptorToo) {
+    const int input = ::dup(STDIN_FILENO);
+    ::close(STDIN_FILENO);
+    EXPECT_NO_THROW(at("f").createFile({7, 7, 7}, true));
+    EXPECT_EQ(-1, ::fcntl(STDIN_FILENO, F_GETFD)); // closed again
+    ::dup2(input, STDIN_FILENO);
+    ::close(input);
 }
 
 TEST_F(CoFilePathOnDisk, FailuresThrowTheSystemsTextAndNameTheirPlace) {

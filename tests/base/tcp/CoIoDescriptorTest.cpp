@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
+#include <thread>
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -45,7 +47,10 @@ TEST_F(CoIoDescriptorTest, TransferOfNothingReturnsAtOnceAndForgetsAStop) {
 }
 
 TEST_F(CoIoDescriptorTest, ClosedPeerEndsEveryReadAsItsCallersExpect) {
-    peer.writeStr("ab");
+    errno = EINTR; // of an earlier call: nothing is repeated for it
+    EXPECT_EQ(2, peer.nonBlockingWrite("ab", 2));
+    errno = EINTR;
+    EXPECT_EQ(1, descriptor.nonBlockingRead(buffer, 1));
     peer.close();
     EXPECT_EQ(0, descriptor.blockingRead(buffer, 4));
     EXPECT_EQ(0, descriptor.nonBlockingRead(buffer, 4));
@@ -91,6 +96,40 @@ TEST_F(CoIoDescriptorTest, WritesToWhatIsNotASocket) {
     peer.setId(ends[0]);
     EXPECT_TRUE(out.writeStr("text"));
     EXPECT_EQ("text", received(4));
+}
+
+// Counts its tries, and can be told that it never blocks.
+class Tried : public CoIoDescriptor {
+public:
+    using CoIoDescriptor::setNeverBlocks;
+    int nonBlockingWrite(const void* buffer, unsigned size) override {
+        ++tries;
+        return CoIoDescriptor::nonBlockingWrite(buffer, size);
+    }
+    int tries = 0;
+};
+
+TEST_F(CoIoDescriptorTest, WhatIsTriedBeforeAWaitLeavesNothingBehind) {
+    Tried tried;
+    tried.setId(::dup(descriptor.id()));
+    tried.setNeverBlocks(true);
+    EXPECT_EQ(1, tried.blockingWrite("a", 1));
+    EXPECT_EQ(-1, tried.nonBlockingRead(buffer, 1));
+    EXPECT_STREQ(std::strerror(EAGAIN), tried.lastError());
+    tried.close();
+    tried.setId(::dup(descriptor.id())); // which may block
+    while (descriptor.nonBlockingWrite(buffer, sizeof buffer) > 0)
+        continue;
+    std::thread reader([this] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        char bytes[1 << 16];
+        while (::recv(peer.id(), bytes, sizeof bytes, MSG_DONTWAIT) > 0)
+            continue;
+    });
+    tried.tries = 0;
+    EXPECT_EQ(1, tried.blockingWrite("b", 1));
+    EXPECT_EQ(1, tried.tries); // a try before the wait would be another
+    reader.join();
 }
 
 TEST_F(CoIoDescriptorTest, NullBuffersAbort) {
