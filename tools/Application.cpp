@@ -4,6 +4,7 @@
 #include "tools/report/NearestName.h"
 #include "tools/report/PrintableText.h"
 #include "tools/session/Interrupt.h"
+#include "tools/session/PacketCapture.h"
 #include "tools/transfer/ImageFailure.h"
 #include "tools/verbs/Context.h"
 #include "tools/verbs/Verbs.h"
@@ -15,6 +16,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -33,7 +35,13 @@ constexpr const char* statusHelp =
     "  5 no connection, 6 refused by the server, 7 the server's protocol is too old,\n"
     "  8 image file or local disk, 9 verification differs or a rule fails, 130 interrupted";
 
-void addGlobalOptions(CLI::App& app, Options& options) {
+// --capture and --capture-frames.
+struct CaptureOptions {
+    std::string file;
+    bool frames = false;
+};
+
+void addGlobalOptions(CLI::App& app, Options& options, CaptureOptions& capture) {
     if (const char* host = std::getenv("LANTRIX_HOST"); host != nullptr && *host != '\0')
         options.host = host;
     const std::string group = "Options of all verbs";
@@ -45,6 +53,13 @@ void addGlobalOptions(CLI::App& app, Options& options) {
     flag("-q,--quiet", options.quiet, "Data and errors only");
     flag("-v,--verbose", options.verbose, "The library's log down to its debug messages");
     flag("--trace", options.trace, "Each request and reply with its time, on standard error");
+    auto* file = app.add_option("--capture", capture.file,
+                                "Write what travels to a file of packets, for Wireshark; of frames "
+                                "the number of bytes")
+                     ->group(group);
+    app.add_flag("--capture-frames", capture.frames, "Write the bytes of frames there too")
+        ->needs(file)
+        ->group(group);
     flag("-n,--dry-run", options.dryRun, "Say what would be done");
     flag("-y,--yes", options.yes, "Answer questions with yes");
     app.add_option("--progress", options.progress, "auto, bar, json or none")
@@ -105,6 +120,26 @@ int fail(const Context& context, const Failure& failure) {
     std::fflush(stdout);
     context.output.failure(failure);
     return static_cast<int>(failure.status());
+}
+
+void openCapture(const CaptureOptions& given, std::optional<PacketCapture>& capture,
+                 Options& options) {
+    if (given.file.empty())
+        return;
+    capture.emplace(given.file,
+                    given.frames ? PacketCapture::Frames::Kept : PacketCapture::Frames::Counted);
+    options.capture = &*capture;
+}
+
+// A capture that is not whole is a failure, unless there is a graver one.
+int finishCapture(PacketCapture& capture, const Context& context, int status) {
+    try {
+        capture.finish();
+        return status;
+    } catch (const Failure& failure) {
+        const int failed = fail(context, failure);
+        return status == static_cast<int>(Status::Done) ? failed : status;
+    }
 }
 
 // Asks for a near name among those of the verbs or options.
@@ -200,11 +235,17 @@ int runApplication(int argc, char** argv) {
     app.fallthrough();
     app.footer(statusHelp);
     app.option_defaults()->always_capture_default();
-    addGlobalOptions(app, context.options);
+    CaptureOptions captureOptions;
+    std::optional<PacketCapture> capture;
+    addGlobalOptions(app, context.options, captureOptions);
     addVerbs(app, context);
-    app.parse_complete_callback([&] { redirectLog(context.options); });
+    app.parse_complete_callback([&] {
+        redirectLog(context.options);
+        openCapture(captureOptions, capture, context.options);
+    });
     catchInterrupts();
-    return parseAndRun(app, context, wordsOf(argc, argv));
+    const int status = parseAndRun(app, context, wordsOf(argc, argv));
+    return capture ? finishCapture(*capture, context, status) : status;
 }
 
 } // namespace tool

@@ -8,12 +8,15 @@
 
 namespace tool {
 
+class PacketCapture;
+
 struct Options {
     std::string host = "127.0.0.1"; ///< Where an address has no host.
     bool json = false;
     bool quiet = false;
     bool verbose = false;
     bool trace = false;
+    PacketCapture* capture = nullptr; ///< Of all connections; null without --capture.
     bool dryRun = false;
     bool yes = false;
     std::string progress = "auto";

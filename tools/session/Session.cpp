@@ -30,8 +30,7 @@ private:
 } // namespace
 
 Session::Session(const Options& options, const std::string& host, AtInterrupt atInterrupt)
-    : options_(options), host_(host),
-      relay_(options.trace ? std::make_unique<TraceRelay>(aliasedHost(host)) : nullptr),
+    : options_(options), host_(host), relay_(TraceRelay::of(options, host)),
       server_(std::make_unique<LantrixServerHandle>(
           (relay_ ? relay_->address() : aliasedHost(host)).c_str())),
       watch_(

@@ -88,7 +88,7 @@ private:
     const Options options_;
     const std::string host_;
     bool isRetrying_ = false;           // what is called then is a part of what is repeated
-    std::unique_ptr<TraceRelay> relay_; // null without --trace
+    std::unique_ptr<TraceRelay> relay_; // null without --trace and --capture
     std::unique_ptr<LantrixServerHandle> server_; // never null
     std::unique_ptr<CallWatch> watch_;            // never null
 };

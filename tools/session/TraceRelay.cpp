@@ -4,12 +4,14 @@
 #include "rc/rcProtocol.h"
 #include "tools/report/Failure.h"
 #include "tools/report/PrintableText.h"
+#include "tools/session/HostAliases.h"
+#include "tools/session/PacketCapture.h"
 
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cstdio>
-#include <memory>
 #include <netinet/in.h>
+#include <optional>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -43,6 +45,15 @@ bool waitFor(pollfd* entries, nfds_t count) {
     return ::poll(entries, count, milliseconds) > 0;
 }
 
+// The other end of a connection; nothing when it has gone already.
+sockaddr_in peerOf(int descriptor) {
+    sockaddr_in peer{};
+    socklen_t size = sizeof peer;
+    if (::getpeername(descriptor, reinterpret_cast<sockaddr*>(&peer), &size) != 0)
+        peer = sockaddr_in{};
+    return peer;
+}
+
 } // namespace
 
 std::string loopbackAddress(int attempt) {
@@ -51,14 +62,21 @@ std::string loopbackAddress(int attempt) {
            std::to_string(1 + number / 250 % 250) + "." + std::to_string(1 + number % 250);
 }
 
-TraceRelay::TraceRelay(std::string host) : host_(std::move(host)) {
+std::unique_ptr<TraceRelay> TraceRelay::of(const Options& options, const std::string& host) {
+    if (!options.trace && options.capture == nullptr)
+        return nullptr;
+    return std::make_unique<TraceRelay>(options, aliasedHost(host));
+}
+
+TraceRelay::TraceRelay(const Options& options, std::string host)
+    : prints_(options.trace), capture_(options.capture), host_(std::move(host)) {
     for (int attempt = 0; attempt < loopbackAttempts && address_.empty(); ++attempt)
         if (listenOn(loopbackAddress(attempt)))
             address_ = loopbackAddress(attempt);
     if (address_.empty())
-        throw Failure(Status::Other, "--trace found no loopback address with free ports " +
-                                         std::to_string(ports[0]) + " and " +
-                                         std::to_string(ports[1]));
+        throw Failure(Status::Other,
+                      "--trace and --capture found no loopback address with free ports " +
+                          std::to_string(ports[0]) + " and " + std::to_string(ports[1]));
     for (std::size_t side = 0; side < ports.size(); ++side)
         threads_[side] = std::thread(&TraceRelay::run, this, side);
 }
@@ -119,40 +137,71 @@ void TraceRelay::serve(int client, int port) {
     for (const int side : {client, server.id()})
         CoIoTcpDescriptor::setNoDelaySocketOption(side, true);
     print(port, "=", "connected to " + host_);
-    OwedPayloads owed;
-    const bool isCommands = port == ports[0];
-    std::unique_ptr<WireText> requests;
-    std::unique_ptr<WireText> replies;
-    if (isCommands) {
-        requests = std::make_unique<CommandText>();
-        replies = std::make_unique<CommandText>();
-    } else {
-        requests = std::make_unique<FrameRequestText>(owed);
-        replies = std::make_unique<FrameReplyText>(owed);
-    }
-    // A request and its reply take turns, so one thread passes both directions on.
-    bool isOpen = true;
-    while (isOpen && !isEnding_.load()) {
-        pollfd entries[]{{client, POLLIN, 0}, {server.id(), POLLIN, 0}};
-        waitFor(entries, 2);
-        if (entries[0].revents != 0)
-            isOpen = passOn(client, server.id(), *requests, ">", port);
-        if (isOpen && entries[1].revents != 0)
-            isOpen = passOn(server.id(), client, *replies, "<", port);
-    }
+    passAll(client, server.id(), port);
     print(port, "=", "closed");
 }
 
-bool TraceRelay::passOn(int from, int to, WireText& text, const char* mark, int port) {
+struct TraceRelay::Direction {
+    int from;
+    int to;
+    int port;
+    const char* mark; // in front of each line
+    WireText& text;
+    CapturedConnection* captured; // null without --capture
+    CapturedConnection::Side sender;
+};
+
+void TraceRelay::passAll(int client, int server, int port) {
+    OwedPayloads owed;
+    CommandText commands[2];
+    FrameRequestText frameRequests(owed);
+    FrameReplyText frameReplies(owed);
+    std::optional<CapturedConnection> captured;
+    if (capture_ != nullptr)
+        captured.emplace(*capture_, peerOf(client), peerOf(server));
+    CapturedConnection* const packets = captured ? &*captured : nullptr;
+    const bool isCommands = port == ports[0];
+    Direction requests{client,
+                       server,
+                       port,
+                       ">",
+                       isCommands ? static_cast<WireText&>(commands[0]) : frameRequests,
+                       packets,
+                       CapturedConnection::Client};
+    Direction replies{server,
+                      client,
+                      port,
+                      "<",
+                      isCommands ? static_cast<WireText&>(commands[1]) : frameReplies,
+                      packets,
+                      CapturedConnection::Server};
+    // A request and its reply take turns, so one thread passes both directions on.
+    bool isOpen = true;
+    while (isOpen && !isEnding_.load()) {
+        pollfd entries[]{{client, POLLIN, 0}, {server, POLLIN, 0}};
+        waitFor(entries, 2);
+        if (entries[0].revents != 0)
+            isOpen = passOn(requests);
+        if (isOpen && entries[1].revents != 0)
+            isOpen = passOn(replies);
+    }
+}
+
+bool TraceRelay::passOn(Direction& direction) {
     char buffer[65536];
-    const ssize_t size = ::recv(from, buffer, sizeof buffer, 0);
+    const ssize_t size = ::recv(direction.from, buffer, sizeof buffer, 0);
     if (size < 0)
         return errno == EINTR || errno == EAGAIN;
     if (size == 0)
         return false;
     const auto count = static_cast<std::size_t>(size);
-    text.take(buffer, count, [&](const std::string& line) { print(port, mark, line); });
-    return sendAll(to, buffer, count);
+    const std::vector<ByteRange> frames =
+        direction.text.take(buffer, count, [&](const std::string& line) {
+            print(direction.port, direction.mark, line);
+        });
+    if (direction.captured != nullptr)
+        direction.captured->send(direction.sender, buffer, count, frames);
+    return sendAll(direction.to, buffer, count);
 }
 
 bool TraceRelay::sendAll(int descriptor, const char* data, std::size_t size) const {
@@ -171,6 +220,8 @@ bool TraceRelay::sendAll(int descriptor, const char* data, std::size_t size) con
 }
 
 void TraceRelay::print(int port, const char* mark, const std::string& line) {
+    if (!prints_)
+        return;
     const std::chrono::duration<double> time = Clock::now() - start_;
     const std::lock_guard<std::mutex> lock(mutex_);
     std::fprintf(stderr, "%10.6f %d %s %s\n", time.count(), port, mark,

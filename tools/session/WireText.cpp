@@ -5,7 +5,7 @@
 
 namespace tool {
 
-void CommandText::take(const char* data, std::size_t size, const Print& print) {
+std::vector<ByteRange> CommandText::take(const char* data, std::size_t size, const Print& print) {
     constexpr std::size_t longestShown = 4096;
     for (std::size_t i = 0; i < size; ++i) {
         if (data[i] == '\n') {
@@ -15,12 +15,15 @@ void CommandText::take(const char* data, std::size_t size, const Print& print) {
             line_ += data[i];
         }
     }
+    return {};
 }
 
-void FrameText::take(const char* data, std::size_t size, const Print& print) {
+std::vector<ByteRange> FrameText::take(const char* data, std::size_t size, const Print& print) {
+    std::vector<ByteRange> frames;
     for (std::size_t i = 0; i < size; ++i) {
         if (payload_ > 0) {
             const std::size_t skipped = std::min(payload_, size - i);
+            frames.push_back({i, skipped});
             payload_ -= skipped;
             i += skipped - 1;
         } else if (data[i] == '\0') {
@@ -30,6 +33,7 @@ void FrameText::take(const char* data, std::size_t size, const Print& print) {
             text_ += data[i];
         }
     }
+    return frames;
 }
 
 std::size_t FrameRequestText::takeText(const std::string& text, const Print& print) {

@@ -12,20 +12,27 @@
 
 namespace tool {
 
+/// Some of the bytes of a buffer.
+struct ByteRange {
+    std::size_t begin = 0;
+    std::size_t size = 0;
+};
+
 /// One direction of one connection.
 class WireText {
 public:
     using Print = std::function<void(const std::string& line)>;
 
     virtual ~WireText() = default;
-    /// Takes the next bytes and gives each line that they complete to \p print.
-    virtual void take(const char* data, std::size_t size, const Print& print) = 0;
+    /// Takes the next bytes, gives each line that they complete to \p print, and tells which of
+    /// the bytes are a frame's.
+    virtual std::vector<ByteRange> take(const char* data, std::size_t size, const Print& print) = 0;
 };
 
 /// Either direction of the command channel.
 class CommandText : public WireText {
 public:
-    void take(const char* data, std::size_t size, const Print& print) override;
+    std::vector<ByteRange> take(const char* data, std::size_t size, const Print& print) override;
 
 private:
     std::string line_;
@@ -38,7 +45,7 @@ using OwedPayloads = std::deque<std::size_t>;
 class FrameText : public WireText {
 public:
     explicit FrameText(OwedPayloads& owed) : owed_(owed) {}
-    void take(const char* data, std::size_t size, const Print& print) override;
+    std::vector<ByteRange> take(const char* data, std::size_t size, const Print& print) override;
 
 protected:
     /// Takes a text that is complete; returns how many bytes of a payload follow it.

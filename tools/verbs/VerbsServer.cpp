@@ -216,9 +216,7 @@ void runCall(Context& context, const CallArguments& arguments) {
         context.output.wouldDo({"send " + arguments.method + " " + text});
         return;
     }
-    std::optional<TraceRelay> relay;
-    if (options.trace)
-        relay.emplace(aliasedHost(options.host));
+    const std::unique_ptr<TraceRelay> relay = TraceRelay::of(options, options.host);
     LantrixClientConnection connection(
         (relay ? relay->address() : aliasedHost(options.host)).c_str(),
         static_cast<int>(Port::Commands));
