@@ -5,7 +5,6 @@ Captures are written here, packet by packet, so that each split and each broken 
 Status 77, which is a skipped test, where there is no tshark.
 """
 import json
-import os
 import pathlib
 import random
 import re
@@ -14,13 +13,14 @@ import struct
 import subprocess
 import sys
 import tempfile
-import time
 import unittest
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+from tool_case import SKIPPED, ToolCase  # noqa: E402
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 DISSECTOR = ROOT / "dissector" / "lantrix.lua"
 COMMANDS, FRAMES = 7549, 7550
-SKIPPED = 77
 
 
 class Capture:
@@ -260,37 +260,21 @@ class DissectorTest(unittest.TestCase):
         self.assertEqual(re.findall(rb"Lua Error.*", done.stdout), [])
         self.assertGreater(done.stdout.count(b"Request: "), 500)
 
-    @unittest.skipUnless("LANTRIX" in os.environ, "the tool is not built")
+
+class CaptureTest(ToolCase):
     def test_a_capture_of_the_tool_shows_its_session(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        pid = os.getpid()
-        host = f"127.{150 + pid // 62500 % 50}.{pid // 250 % 250}.{1 + pid % 250}"
-        server = subprocess.Popen([os.environ["LANTRIXD"], "--root", folder.name + "/root", "--listen", host],
-                                  stderr=subprocess.DEVNULL)
-        self.addCleanup(server.wait)
-        self.addCleanup(server.terminate)
         frame = bytes(range(1, 97))
-        clip = pathlib.Path(folder.name) / "clip.0"
-        clip.write_bytes(frame)
-
-        def run(file, *words):
-            command = [os.environ["LANTRIX"], "--host", host, "--capture", folder.name + "/" + file, *words]
-            done = subprocess.run(command, cwd=folder.name, capture_output=True, timeout=100)
-            return done.returncode, done.stdout
-
-        deadline = time.monotonic() + 60
-        while run("ping", "ping")[0] != 0 and time.monotonic() < deadline:
-            time.sleep(0.1)
+        (self.folder / "clip.0").write_bytes(frame)
         put = ("put", "--raw", "--format", "8x4x24", "clip.#", "/clip")
-        self.assertEqual(run("put", *put)[0], 0)
-        self.assertEqual(run("cat", "--capture-frames", "cat", "/clip", "--raw"), (0, frame))
-        self.assertNotIn(frame[20:], (pathlib.Path(folder.name) / "put").read_bytes())
+        self.tool("--capture", "put.pcap", *put)
+        cat = ("cat", "/clip", "--raw", "--capture-frames")
+        self.assertEqual(self.tool("--capture", "cat.pcap", *cat), frame)
+        self.assertNotIn(frame[20:], (self.folder / "put.pcap").read_bytes())
         for file, method, expected in (
                 ("put", "AllocateFrames", {"count": ["1"], "format.width": ["8"], "reply_in": None}),
                 ("put", "WriteFrame", {"size": ["96"], "data.size": ["96"], "data": None}),
                 ("cat", "ReadFrame", {"data": [frame.hex()], "time": None})):
-            packets = shown(folder.name + "/" + file)
+            packets = shown(self.folder / f"{file}.pcap")
             merged = {name: values for packet in packets if packet.get("method") == [method]
                       for name, values in packet.items()}
             for name, values in expected.items():
@@ -298,7 +282,7 @@ class DissectorTest(unittest.TestCase):
                                  values or name != "data", (file, method, name))
             notes = ("malformed", "unanswered", "unasked", "unknown_method", "_ws.malformed")
             self.assertEqual([packet for packet in packets if set(notes) & set(packet)], [])
-        done = subprocess.run([*tshark(folder.name + "/cat"), "-o", "tcp.check_checksum:TRUE", "-o",
+        done = subprocess.run([*tshark(self.folder / "cat.pcap"), "-o", "tcp.check_checksum:TRUE", "-o",
                                "ip.check_checksum:TRUE", "-Y", "tcp.checksum.status == 0 || "
                                "ip.checksum.status == 0 || tcp.analysis.flags"],
                               capture_output=True, check=True, timeout=100)
