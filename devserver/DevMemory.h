@@ -22,7 +22,10 @@ public:
         explicit Share(DevMemory& memory) : memory_(memory) {}
         Share(const Share&) = delete;
         Share& operator=(const Share&) = delete;
-        ~Share() { resize(0); }
+        ~Share() {
+            if (held_ > 0)
+                memory_.giveBack(held_);
+        }
 
         /// Asks for \p bytes in all. More than before may wait a moment for others to finish.
         void resize(std::size_t bytes);

@@ -229,7 +229,7 @@ void writePart(const Image& image, Imf::OStream& file, const WriteOptions& optio
     for (const char* name : channelNames(image.layout.channels))
         header.channels().insert(name, Imf::Channel(pixelType(image.layout)));
     Imf::OutputFile output(file, header);
-    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): OpenEXR only reads it here.
+    // OpenEXR only reads it here.
     char* const pixels = const_cast<char*>(image.pixels.data());
     output.setFrameBuffer(bufferAt(
         pixels, image.layout, pixelSize(image.layout) * static_cast<std::size_t>(image.width)));

@@ -197,7 +197,7 @@ std::vector<png_bytep> rowsOf(const Image& image) {
     const std::size_t stride = image.pixels.size() / height;
     std::vector<png_bytep> rows(height);
     for (std::size_t row = 0; row < height; ++row) {
-        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): libpng only reads them.
+        // libpng only reads them.
         rows[row] = reinterpret_cast<png_bytep>(const_cast<char*>(&image.pixels[row * stride]));
     }
     return rows;

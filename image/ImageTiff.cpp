@@ -296,7 +296,7 @@ void writeTiff(const Image& image, const std::string& file, const WriteOptions& 
     std::uint32_t strip = 0;
     for (std::size_t at = 0; at < image.pixels.size(); at += rows * row, ++strip) {
         const std::size_t size = std::min(rows * row, image.pixels.size() - at);
-        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): libtiff only reads it here.
+        // libtiff only reads it here.
         char* const pixels = const_cast<char*>(&image.pixels[at]);
         output.require(
             TIFFWriteEncodedStrip(output.get(), strip, pixels, static_cast<tmsize_t>(size)) >= 0,

@@ -2,6 +2,7 @@
 #include "bench/support/Protocols.h"
 
 #include <stdexcept>
+#include <utility>
 
 #include <sys/socket.h>
 
@@ -48,8 +49,8 @@ private:
 
 class BareExchange : public FrameMover {
 public:
-    BareExchange(const std::string& host, const FrameIds& ids, bool waits)
-        : socket_(Socket::connectTo(host, 7550)), ids_(ids), waits_(waits) {}
+    BareExchange(const std::string& host, FrameIds ids, bool waits)
+        : socket_(Socket::connectTo(host, 7550)), ids_(std::move(ids)), waits_(waits) {}
 
     std::string name(bool reads) const override {
         return std::string("bare exchange ") + (reads ? "read" : "write") +

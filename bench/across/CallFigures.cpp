@@ -21,8 +21,8 @@ void require(bool succeeded) {
 /// The bytes of some calls on a plain socket: each line is sent and its reply awaited.
 class PingPong {
 public:
-    PingPong(const std::string& host, const std::vector<std::string>& lines)
-        : socket_(Socket::connectTo(host, 7549)), lines_(lines) {}
+    PingPong(const std::string& host, std::vector<std::string> lines)
+        : socket_(Socket::connectTo(host, 7549)), lines_(std::move(lines)) {}
 
     /// With \p waits also the library's poll before each reply.
     void run(int count, bool waits = false) {

@@ -4,6 +4,7 @@
 #include "lantrix/LantrixClientAPI.h"
 
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 namespace bench {
@@ -12,8 +13,8 @@ namespace {
 
 class LibraryFrames : public FrameMover {
 public:
-    LibraryFrames(const std::string& host, const FrameIds& ids, const std::string& name)
-        : server_(host.c_str()), ids_(ids), name_(name) {}
+    LibraryFrames(const std::string& host, FrameIds ids, std::string name)
+        : server_(host.c_str()), ids_(std::move(ids)), name_(std::move(name)) {}
 
     std::string name(bool reads) const override { return name_ + (reads ? " read" : " write"); }
 

@@ -65,7 +65,7 @@ void runPairs(const char* program, Report& report) {
                                      "--benchmark_min_time=0.02"};
     std::vector<char*> arguments;
     for (std::string& option : options)
-        arguments.push_back(&option[0]);
+        arguments.push_back(option.data());
     int count = static_cast<int>(arguments.size());
     benchmark::Initialize(&count, arguments.data());
     Medians medians;

@@ -52,11 +52,14 @@ struct Peer::Listeners {
             return pollfd{each->fd(), POLLIN, 0};
         });
         while (::poll(polled, 3, -1) > 0)
-            for (int i = 0; i < 3; ++i)
-                if (polled[i].revents != 0)
-                    std::thread([serve = serves[i], client = listeners[i]->accept()] {
-                        serveGuarded(serve, client);
-                    }).detach();
+            for (const pollfd& each : polled) {
+                if (each.revents == 0)
+                    continue;
+                const auto place = &each - polled;
+                std::thread([serve = serves[place], client = listeners[place]->accept()] {
+                    serveGuarded(serve, client);
+                }).detach();
+            }
     }
 
     std::string host;

@@ -68,7 +68,7 @@ Process Process::running(const std::function<void()>& body) {
 Process Process::executing(const std::vector<std::string>& arguments) {
     std::vector<char*> pointers;
     for (const std::string& argument : arguments)
-        pointers.push_back(const_cast<char*>(argument.c_str())); // NOLINT(*-const-cast): execv's
+        pointers.push_back(const_cast<char*>(argument.c_str())); // as execv takes them
     pointers.push_back(nullptr);
     return running([&pointers] {
         dropOutput();
