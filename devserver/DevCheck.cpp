@@ -146,7 +146,7 @@ std::size_t devCheck(const std::string& path, const DevTell& tell) {
 std::size_t devRepair(const std::string& path, const DevTell& tell) {
     const DevFolder root = openedRoot(path);
     {
-        const DevLog log(tell, false);
+        const DevLog log(tell, /*verbose=*/false);
         DevTree tree(path, DevSync::Descriptions, log);
         tree.awaitRemovals();
         const DevFolder lost = root.folder(DevTreeNames::lost);

@@ -66,7 +66,7 @@ void checkRecovery() {
     socket.setStop(nullptr, 0);
     socket.serve(std::string_view("\0data", 5), FakeSocket::Ending::Close);
     std::string buffer(4, '\0'), text;
-    require(callFrame(true, buffer, 4, text) && buffer == "data");
+    require(callFrame(/*isRead=*/true, buffer, 4, text) && buffer == "data");
 }
 
 void check(const Expected& expected, bool succeeded, const std::string& text) {

@@ -50,7 +50,7 @@ bool LantrixClientConnection::callMethod(const char* method, const std::string& 
 
 std::string LantrixClientConnection::request(const char* method, const std::string& args) {
     std::string reply;
-    callMethod(method, args, true, reply);
+    callMethod(method, args, /*sync=*/true, reply);
     return reply;
 }
 

@@ -37,8 +37,8 @@ int LantrixFrameClientAPI::sendRequest(const char* name, const char* frameId, in
         throw CoException("Frame id too long", readLine, source);
     char digits[16] = ""; // more than an int has
     std::to_chars(digits, digits + sizeof digits, number);
-    sendText(name, true);
-    sendText(frameId, true);
+    sendText(name, /*moreFollows=*/true);
+    sendText(frameId, /*moreFollows=*/true);
     return sendText(digits, payloadFollows);
 }
 
@@ -66,7 +66,7 @@ int LantrixFrameClientAPI::writeFrame(const LantrixFrameId& frameId, const char*
 }
 
 int LantrixFrameClientAPI::writeFrameById(const char* frameId, const char* buffer, int size) {
-    sendRequest("WriteFrame", coTextOrEmpty(frameId), size, size > 0);
+    sendRequest("WriteFrame", coTextOrEmpty(frameId), size, /*payloadFollows=*/size > 0);
     connection_->write(buffer, size);
     char status[longestWriteStatus + 1];
     readStatus(status, longestWriteStatus, writeLine);
@@ -78,7 +78,7 @@ int LantrixFrameClientAPI::readFrame(const LantrixFrameId& frameId, char* buffer
 }
 
 int LantrixFrameClientAPI::readFrameById(const char* frameId, char* buffer, int size) {
-    sendRequest("ReadFrame", coTextOrEmpty(frameId), size, false);
+    sendRequest("ReadFrame", coTextOrEmpty(frameId), size, /*payloadFollows=*/false);
     char status[longestReadStatus + 1];
     readStatus(status, longestReadStatus, readLine);
     return connection_->read(buffer, size);
@@ -89,5 +89,5 @@ int LantrixFrameClientAPI::readAhead(const LantrixFrameId& frameId, int count) {
 }
 
 int LantrixFrameClientAPI::readAheadById(const char* frameId, int count) {
-    return sendRequest("ReadAhead", coTextOrEmpty(frameId), count, false);
+    return sendRequest("ReadAhead", coTextOrEmpty(frameId), count, /*payloadFollows=*/false);
 }

@@ -67,11 +67,11 @@ int LantrixRawDataClientConnection::send(const char* buffer, int size, bool more
 }
 
 int LantrixRawDataClientConnection::write(const char* buffer, int size) {
-    return send(buffer, size, false);
+    return send(buffer, size, /*moreFollows=*/false);
 }
 
 int LantrixRawDataClientConnection::writePart(const char* buffer, int size) {
-    return send(buffer, size, true);
+    return send(buffer, size, /*moreFollows=*/true);
 }
 
 int LantrixRawDataClientConnection::read(char* buffer, int size) {

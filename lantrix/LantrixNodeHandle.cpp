@@ -177,7 +177,7 @@ bool LantrixNodeHandle::create(const char* name, bool isClip, const char* type,
 }
 
 bool LantrixNodeHandle::createNode(const char* name, const char* type, LantrixNodeHandle& child) {
-    return create(name, false, type, child);
+    return create(name, /*isClip=*/false, type, child);
 }
 
 bool LantrixNodeHandle::createNode(const char* name, int type, LantrixNodeHandle& child) {
@@ -189,7 +189,7 @@ bool LantrixNodeHandle::createClipNode(const char* name, const LantrixClipFormat
                                        const char* type, LantrixNodeHandle& child) {
     return serverImp().attempt([&] {
         LantrixClipFormat copy = lantrixWholeCopy(format); // before anything is created
-        if (!create(name, true, type, child))
+        if (!create(name, /*isClip=*/true, type, child))
             return false;
         child.imp().clipFormat_.set(copy);
         return true;

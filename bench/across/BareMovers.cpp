@@ -25,13 +25,13 @@ public:
     }
 
     void read(std::size_t size, int count) override {
-        order(size, count, true);
+        order(size, count, /*toClient=*/true);
         for (int i = 0; i < count; ++i)
             requireSuccess(socket_.receiveAll(frameBuffer(), size));
     }
 
     void write(std::size_t size, int count) override {
-        order(size, count, false);
+        order(size, count, /*toClient=*/false);
         for (int i = 0; i < count; ++i)
             socket_.sendAll(frameBuffer(), size);
         char arrived = '\1';

@@ -144,8 +144,9 @@ void addCallFigures(const Arena& arena, Report& report) {
                                 },
                                 [&](int count) { pingPong.run(count); }};
         const bool lists = call.children > 0;
-        works.emplace_back(
-            [&](int count) { lists ? pingPong.runAndList(count) : pingPong.run(count, true); });
+        works.emplace_back([&](int count) {
+            lists ? pingPong.runAndList(count) : pingPong.run(count, /*waits=*/true);
+        });
         Effort effort;
         if (call.children >= manyChildren)
             effort.rounds = 5;

@@ -84,7 +84,7 @@ Heat measure(const Arena& arena, bool reads, std::size_t size, Placement placeme
 // How near the library comes to the bare exchange when that waits for the status as it does.
 void addWaitingRow(const Arena& arena, bool reads, Report& report) {
     constexpr std::size_t size = std::size_t{64} << 10;
-    const auto waiting = bareExchange(arena.peer().host(), arena.peerIds(), true);
+    const auto waiting = bareExchange(arena.peer().host(), arena.peerIds(), /*waits=*/true);
     const auto samples =
         race({arena.lantrix->moving(reads, size), waiting->moving(reads, size)}, Effort());
     report.add(frameRow(size, arena.lantrix->name(reads), samples[0], waiting->name(reads),

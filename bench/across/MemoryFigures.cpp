@@ -40,7 +40,8 @@ void addAllocationFigures(const Arena& arena, std::size_t size, int count, Repor
                     server);
     };
     addAllocationRow("read by index, with read-ahead", size, byIndex, count, report);
-    addAllocationRow("read by id", size, arena.lantrix->moving(true, size), count, report);
+    addAllocationRow("read by id", size, arena.lantrix->moving(/*reads=*/true, size), count,
+                     report);
     addAllocationRow("written by id", size, arena.lantrix->moving(false, size), count, report);
 }
 

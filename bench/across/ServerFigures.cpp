@@ -23,7 +23,8 @@ constexpr std::chrono::milliseconds crowdTime(2000);
 void addCachedRow(const Arena& arena, std::size_t size, Report& report) {
     const auto client = bareExchange(arena.devServer().host(), arena.devServerIds());
     const auto samples =
-        race({arena.lantrix->moving(true, size), client->moving(true, size)}, Effort());
+        race({arena.lantrix->moving(/*reads=*/true, size), client->moving(/*reads=*/true, size)},
+             Effort());
     report.add(frameRow(size, "lantrixd, cached frames", samples[1], "lantrix can take", samples[0],
                         "1.00"));
 }
@@ -44,7 +45,7 @@ void addReadAheadRow(const Arena& arena, Report& report) {
             next = (next + 1) % DevServerProcess::longClipLength;
         }
     };
-    const auto samples = race({arena.lantrix->moving(true, size), inTurn}, Effort());
+    const auto samples = race({arena.lantrix->moving(/*reads=*/true, size), inTurn}, Effort());
     report.add(frameRow(size, "lantrixd, frames read ahead", samples[1], "lantrix can take",
                         samples[0], "1.00"));
 }

@@ -38,7 +38,7 @@ public:
         : folder_(arena.scratch() / "images"), taken_(arena.scratch() / "taken"),
           address_(arena.devServer().host() + ":/Bench/tool"),
           format_(image::clipFormat({image::SampleKind::Integer8, 3}, width, height)),
-          files_(format_, false) {
+          files_(format_, /*raw=*/false) {
         fs::create_directories(folder_);
         fs::create_directories(taken_);
         for (int i = 0; i < frameCount; ++i)

@@ -29,7 +29,7 @@ protected:
 
 private:
     ScratchDirectory scratch_;
-    const DevLog log_{nullptr, false};
+    const DevLog log_{nullptr, /*verbose=*/false};
     DevTree tree_{scratch_ / "root", DevSync::None, log_};
     DevFrameCache cache_{tree_, log_, 0};
     DevCommandService service_{tree_, cache_, log_, options_};

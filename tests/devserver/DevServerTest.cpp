@@ -135,7 +135,7 @@ TEST_F(DevServerTest, MemoryOfRequestsAndRepliesIsBounded) {
     CommandClient another("127.0.0.141");
     EXPECT_EQ(another("Ping " + std::string(1900000, 'x')), problem);
     EXPECT_TRUE(another.isClosed());
-    unfinished.close(false);
+    unfinished.close(/*abortive=*/false);
     EXPECT_EQ(client("GetFrames n2").size(), 888892U);
 }
 

@@ -226,7 +226,7 @@ class PowerLossTest : public testing::TestWithParam<DevSync> {};
 
 TEST_P(PowerLossTest, WhatWasAcknowledgedIsThereAtEveryMoment) {
     const DevSync sync = GetParam();
-    const DevLog log(nullptr, false);
+    const DevLog log(nullptr, /*verbose=*/false);
     ScratchDirectory scratch;
     std::vector<std::string> acknowledged;
     std::vector<std::pair<std::string, std::size_t>> replays; // and what had been acknowledged

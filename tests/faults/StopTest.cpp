@@ -104,7 +104,7 @@ std::string runStalled(const Stop& stop, const Lateness& lateness) {
     if (services.error != (stalled.isFrame() ? "Cannot read data on socket: Connection stopped"
                                              : methodOf(*stalled.operation) + " command stopped."))
         problem += " says '" + services.error + "'";
-    problem += problemOfOutcome(stalled, false, services);
+    problem += problemOfOutcome(stalled, /*succeeded=*/false, services);
     server.openGate();
     if (!stalled.isFrame()) {
         server.awaitGate(); // the one where it stalled
