@@ -1,3 +1,4 @@
+// lantrix: the command-line tool.
 #include "tools/Application.h"
 
 int main(int argc, char** argv) {

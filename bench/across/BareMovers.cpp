@@ -1,3 +1,4 @@
+// Frames moved by plain sockets: as a bare stream, and with the exchange that the library makes.
 #include "bench/across/FrameMover.h"
 #include "bench/support/Protocols.h"
 

@@ -1,3 +1,4 @@
+// What the size of the socket buffers does to large frames.
 #include "bench/across/Figures.h"
 #include "bench/across/Probe.h"
 

@@ -1,3 +1,4 @@
+// Round trips on the command connection, beside the same bytes on a plain socket.
 #include "bench/across/Figures.h"
 
 #include "lantrix/LantrixClientAPI.h"

@@ -1,3 +1,4 @@
+// Frames of all sizes, read and written, beside plain sockets and what a user would take instead.
 #include "bench/across/Figures.h"
 #include "bench/support/Protocols.h"
 

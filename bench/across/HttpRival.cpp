@@ -1,3 +1,4 @@
+// Frames as files of HTTP: libcurl against nginx.
 #include "bench/across/Rivals.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Allocations for each frame, and memory over many frames.
 #include "bench/across/Figures.h"
 
 #include "bench/support/AllocationCount.h"

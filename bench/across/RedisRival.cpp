@@ -1,3 +1,4 @@
+// Frames as values of Redis: hiredis against redis-server.
 #include "bench/across/Rivals.h"
 
 #include <array>

@@ -1,3 +1,4 @@
+// The development server beside what a client can take, alone and with ten clients.
 #include "bench/across/Figures.h"
 #include "bench/support/Protocols.h"
 

@@ -1,3 +1,4 @@
+// The tool's put and get beside the slower of their two halves.
 #include "bench/across/Figures.h"
 
 #include "tools/transfer/ClipFrames.h"

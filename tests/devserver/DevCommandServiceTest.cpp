@@ -1,3 +1,4 @@
+// Requests and replies of the command connection, without sockets.
 #include "devserver/DevCommandService.h"
 
 #include "tests/devserver/RawClient.h"

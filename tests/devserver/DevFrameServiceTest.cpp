@@ -1,3 +1,4 @@
+// The frame connection, byte by byte.
 #include "tests/devserver/RawClient.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// Connections: many, slow, silent and hostile ones, and the end of the server.
 #include "devserver/DevServer.h"
 
 #include "tests/devserver/RawClient.h"

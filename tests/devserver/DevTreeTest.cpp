@@ -1,3 +1,4 @@
+// The tree and its directory: what outlasts a restart, and what is found damaged.
 #include "devserver/DevTree.h"
 
 #include "devserver/DevCheck.h"

@@ -1,3 +1,4 @@
+// lantrixd as a process: killed, without disk space, descriptors or memory.
 #include "tests/devserver/RawClient.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// Node handles: what they ask, what they keep, and what each version of a server gets.
 #include "lantrix/LantrixClientAPI.h"
 #include "tests/support/ScriptedServer.h"
 

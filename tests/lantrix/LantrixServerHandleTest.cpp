@@ -1,3 +1,4 @@
+// Server handles: what they ask and keep, copies, and handles without a server.
 #include "base/loggerBase/src/CoMsg.h"
 #include "lantrix/LantrixClientAPI.h"
 #include "tests/support/ScriptedServer.h"

@@ -1,3 +1,4 @@
+// The services and connections below the handles: odd replies, bounds, and exceptions.
 #include "base/loggerBase/src/CoException.h"
 #include "lantrix/LantrixTextList.h"
 #include "tests/support/WireOperations.h"

@@ -1,3 +1,4 @@
+// The value types: their layout, copies, and texts that are pieces of themselves.
 #include "lantrix/LantrixTypes.h"
 #include "base/loggerBase/src/CoMsg.h"
 #include "lantrix/LantrixNodeClientAPI.h"

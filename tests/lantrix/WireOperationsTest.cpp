@@ -1,3 +1,4 @@
+// Each operation of the wire sends its bytes and reads its reply.
 #include "tests/support/WireOperations.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// One call on the command connection.
 #include "rc/rcAPI.h"
 #include "tests/support/ScriptedServer.h"
 

@@ -1,3 +1,4 @@
+// Typed parameters as text and back.
 #include "rc/rcParam.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// Request and reply records and their values, byte by byte.
 #include "rc/rcCommand.h"
 #include "rc/rcResult.h"
 

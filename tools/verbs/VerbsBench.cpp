@@ -1,3 +1,4 @@
+// bench: round trips, and frames written and read.
 #include "tools/report/Json.h"
 #include "tools/session/NodeChanges.h"
 #include "tools/transfer/FrameMove.h"

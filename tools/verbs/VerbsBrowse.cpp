@@ -1,3 +1,4 @@
+// tree, stat, find, du, frames: what is on a server.
 #include "image/PixelLayout.h"
 #include "tools/report/Json.h"
 #include "tools/report/NumberText.h"

@@ -1,3 +1,4 @@
+// check, hash: frames compared by their hashes.
 #include "tools/report/Json.h"
 #include "tools/report/NumberText.h"
 #include "tools/transfer/FrameMove.h"

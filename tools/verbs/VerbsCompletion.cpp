@@ -1,3 +1,4 @@
+// completion, and the hidden verb by which the shells complete remote paths.
 #include "tools/session/HostAliases.h"
 #include "tools/session/NodeSearch.h"
 #include "tools/verbs/AddVerb.h"

@@ -1,3 +1,4 @@
+// cp: frames to another clip.
 #include "tools/report/NumberText.h"
 #include "tools/transfer/FrameMove.h"
 #include "tools/verbs/AddVerb.h"

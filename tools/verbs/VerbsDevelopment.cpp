@@ -1,3 +1,4 @@
+// serve, demo: a development server of your own.
 #include "devserver/DevDescriptorLimit.h"
 #include "devserver/DevLogWriter.h"
 #include "devserver/DevServer.h"

@@ -1,3 +1,4 @@
+// mkdir, mkclip, rm, link: changes to the tree.
 #include "image/PixelLayout.h"
 #include "tools/report/Json.h"
 #include "tools/report/NumberText.h"

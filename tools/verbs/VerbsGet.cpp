@@ -1,3 +1,4 @@
+// get, cat: frames to files and to standard output.
 #include "image/LocalFile.h"
 #include "tools/report/Json.h"
 #include "tools/report/NumberText.h"

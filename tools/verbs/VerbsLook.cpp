@@ -1,3 +1,4 @@
+// thumb, sheet: small pictures of frames.
 #include "image/ImageFile.h"
 #include "image/LocalFile.h"
 #include "image/Picture.h"

@@ -1,3 +1,4 @@
+// meta ls, meta get, meta set: metadata streams.
 #include "image/LocalFile.h"
 #include "tools/report/Json.h"
 #include "tools/report/NearestName.h"

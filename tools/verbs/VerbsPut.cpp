@@ -1,3 +1,4 @@
+// put: image files to frames.
 #include "tools/report/Json.h"
 #include "tools/report/NumberText.h"
 #include "tools/transfer/FrameMove.h"

@@ -1,3 +1,4 @@
+// ping, info, doctor, call, translate: a server as a whole.
 #include "base/loggerBase/src/CoException.h"
 #include "base/tcp/src/CoIoTcpDescriptor.h"
 #include "lantrix/LantrixBaseInterface.h"

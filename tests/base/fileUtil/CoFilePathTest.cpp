@@ -1,3 +1,4 @@
+// File paths: joining, cleaning, expansion, and the files behind them.
 #include "base/fileUtil/src/CoFilePath.h"
 #include "base/loggerBase/src/CoException.h"
 #include "tests/support/ScratchDirectory.h"

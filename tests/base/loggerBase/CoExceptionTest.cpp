@@ -1,3 +1,4 @@
+// The exception keeps its texts within bounds.
 #include "base/loggerBase/src/CoException.h"
 
 #include <gtest/gtest.h>

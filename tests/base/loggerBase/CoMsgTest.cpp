@@ -1,3 +1,4 @@
+// The log: levels, filters, the two forms of a line, and routers.
 #include "base/loggerBase/src/CoMsg.h"
 #include "tests/support/LogCapture.h"
 

@@ -1,3 +1,4 @@
+// Descriptors: transfers of pieces and of wholes, lines, and what a failure leaves.
 #include "base/tcp/src/CoIoDescriptor.h"
 
 #include <gtest/gtest.h>

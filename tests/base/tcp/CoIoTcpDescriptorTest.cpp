@@ -1,3 +1,4 @@
+// TCP connections: resolving, connecting, options, and the texts of their failures.
 #include "base/tcp/src/CoIoTcpDescriptor.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/ScriptedServer.h"
