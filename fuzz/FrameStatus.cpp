@@ -49,7 +49,7 @@ Expected::Expected(std::string_view answer, bool isRead, int size) {
 bool callFrame(bool isRead, std::string& buffer, int size, std::string& text) {
     try {
         Service& peer = service();
-        const int result = isRead ? peer.frames.readFrame(peer.frame, &buffer[0], size)
+        const int result = isRead ? peer.frames.readFrame(peer.frame, buffer.data(), size)
                                   : peer.frames.writeFrame(peer.frame, buffer.data(), size);
         require(result == (isRead ? size : 1));
         return true;

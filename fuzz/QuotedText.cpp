@@ -7,13 +7,18 @@
 
 namespace {
 
-const rcParam::Info everyType[] = {{&rcParamVoid::TYPE, "void"},
-                                   {&rcParamInt::TYPE, "int"},
-                                   {&rcParamLong::TYPE, "long"},
-                                   {&rcParamBool::TYPE, "bool"},
-                                   {&rcParamString::TYPE, "string"},
-                                   {&rcParamFloat::TYPE, "float"},
-                                   {nullptr, nullptr}};
+// A parameter of each type.
+rcParam::Array& everyParameter() {
+    static const rcParam::Info types[] = {{&rcParamVoid::TYPE, "void"},
+                                          {&rcParamInt::TYPE, "int"},
+                                          {&rcParamLong::TYPE, "long"},
+                                          {&rcParamBool::TYPE, "bool"},
+                                          {&rcParamString::TYPE, "string"},
+                                          {&rcParamFloat::TYPE, "float"},
+                                          {nullptr, nullptr}};
+    static rcParam::Array parameters(types);
+    return parameters;
+}
 
 void checkQuoting(const char* text) {
     const rcParamStringToEscapedString quoted(text);
@@ -40,7 +45,7 @@ void checkParameter(rcParam& parameter, const char* text) {
 } // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static rcParam::Array parameters(everyType);
+    rcParam::Array& parameters = everyParameter();
     FuzzInput input(data, size);
     const unsigned type = input.control() % 32;
     const std::string text(input.text().substr(0, input.text().find('\0')));

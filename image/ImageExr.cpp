@@ -157,8 +157,8 @@ private:
     // All lines of the file go to one line of memory.
     const Bytes& readLine(const PixelLayout& layout, int y) {
         if (line_.empty()) {
-            const auto width = static_cast<std::size_t>(data_.max.x - data_.min.x + 1);
-            line_.resize(pixelSize(layout) * width);
+            const int width = data_.max.x - data_.min.x + 1;
+            line_.resize(pixelSize(layout) * static_cast<std::size_t>(width));
             part_.setFrameBuffer(bufferAt(originOf(line_.data(), layout, 0), layout, 0));
         }
         part_.readPixels(y);
