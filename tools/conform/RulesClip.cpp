@@ -8,7 +8,7 @@ namespace tool {
 
 namespace {
 
-using Frames = std::vector<std::string>;
+using FrameIds = std::vector<std::string>;
 
 const std::string blackFrame(24, '\0');
 const std::string fullFrame = "24 bytes make one frame.";
@@ -42,59 +42,59 @@ void newClipsAreEmpty(Trial& trial) {
 }
 
 void allocatedFramesHaveIds(Trial& trial) {
-    Frames frames;
-    const std::string clip = trial.makeClip(3, frames);
-    trial.require(std::set<std::string>(frames.begin(), frames.end()).size() == 3,
+    FrameIds frameIds;
+    const std::string clip = trial.makeClip(3, frameIds);
+    trial.require(std::set<std::string>(frameIds.begin(), frameIds.end()).size() == 3,
                   "ids that differ");
-    trial.ok("GetFrames", clip, frames[0] + "," + frames[1] + "," + frames[2]);
+    trial.ok("GetFrames", clip, frameIds[0] + "," + frameIds[1] + "," + frameIds[2]);
 }
 
 void allocatingAgainKeepsFrames(Trial& trial) {
-    Frames frames;
-    const std::string clip = trial.makeClip(2, frames);
-    trial.write(frames[0], fullFrame);
-    const std::string kept = frames[0] + "," + frames[1];
+    FrameIds frameIds;
+    const std::string clip = trial.makeClip(2, frameIds);
+    trial.write(frameIds[0], fullFrame);
+    const std::string kept = frameIds[0] + "," + frameIds[1];
     const std::string longer = trial.ok("AllocateFrames", allocation(clip, 3));
     trial.require(longer.substr(0, kept.size() + 1) == kept + ",",
                   "the ids '" + kept + "' and one more");
-    trial.read(frames[0], fullFrame);
+    trial.read(frameIds[0], fullFrame);
     trial.ok("AllocateFrames", clip + " 2 2 4 24 3 24 2 30 other 0 note \"x\"", kept);
-    trial.read(frames[0], fullFrame);
+    trial.read(frameIds[0], fullFrame);
 }
 
 void newFramesAreBlack(Trial& trial) {
-    Frames frames;
-    const std::string clip = trial.makeClip(2, frames);
-    trial.read(frames[1], blackFrame);
-    trial.write(frames[1], fullFrame);
-    trial.ok("AllocateFrames", allocation(clip, 1), frames[0]);
-    const Frames again = wire::split(trial.ok("AllocateFrames", allocation(clip, 2)), ',');
+    FrameIds frameIds;
+    const std::string clip = trial.makeClip(2, frameIds);
+    trial.read(frameIds[1], blackFrame);
+    trial.write(frameIds[1], fullFrame);
+    trial.ok("AllocateFrames", allocation(clip, 1), frameIds[0]);
+    const FrameIds again = wire::split(trial.ok("AllocateFrames", allocation(clip, 2)), ',');
     trial.require(again.size() == 2, "two ids");
     trial.read(again[1], blackFrame);
 }
 
 void anotherSizeMakesFramesBlack(Trial& trial) {
-    Frames frames;
-    const std::string clip = trial.makeClip(1, frames);
-    trial.write(frames[0], fullFrame);
-    const Frames larger =
+    FrameIds frameIds;
+    const std::string clip = trial.makeClip(1, frameIds);
+    trial.write(frameIds[0], fullFrame);
+    const FrameIds larger =
         wire::split(trial.ok("AllocateFrames", clip + " 1 4 4 24 3 48 1 25 rgb8 4 none \"\""), ',');
     trial.require(larger.size() == 1, "one id");
     trial.read(larger[0], blackFrame + blackFrame);
 }
 
 void noFramesCanBeAllocated(Trial& trial) {
-    Frames frames;
-    const std::string clip = trial.makeClip(1, frames);
+    FrameIds frameIds;
+    const std::string clip = trial.makeClip(1, frameIds);
     trial.ok("AllocateFrames", allocation(clip, 0), "");
     trial.ok("GetFrames", clip, "");
-    trial.sendFrame(wire::frameRequest("ReadFrame", frames[0], "24"));
+    trial.sendFrame(wire::frameRequest("ReadFrame", frameIds[0], "24"));
     trial.fails();
 }
 
 void badAllocationsChangeNothing(Trial& trial) {
-    Frames frames;
-    const std::string clip = trial.makeClip(1, frames);
+    FrameIds frameIds;
+    const std::string clip = trial.makeClip(1, frameIds);
     const std::string format = trial.ok("GetClipFormat", clip);
     for (const char* rest :
          {" -1 4 2 24 3 24 1 25 rgb8 4 none \"\"", " x 4 2 24 3 24 1 25 rgb8 4 none \"\"",
@@ -102,7 +102,7 @@ void badAllocationsChangeNothing(Trial& trial) {
           " 2 4 2 24 3 0 1 25 rgb8 4 none \"\"", " 2 -4 2 24 3 24 1 25 rgb8 4 none \"\"",
           " 2 4 2 24 3 24 1 25 rgb8 5 none \"\"", ""})
         trial.error("AllocateFrames", clip + rest);
-    trial.ok("GetFrames", clip, frames[0]);
+    trial.ok("GetFrames", clip, frameIds[0]);
     trial.ok("GetClipFormat", clip, format);
 }
 

@@ -22,8 +22,8 @@ void valuesAreEscaped(Trial& trial) {
 }
 
 void escapesAreUndone(Trial& trial) {
-    const std::string node = trial.node();
-    trial.sendCommand("sync 0 CreateNode " + node + " \"a\\bc\\\\d\" 0 folder\n");
+    const std::string nodeId = trial.nodeId();
+    trial.sendCommand("sync 0 CreateNode " + nodeId + " \"a\\bc\\\\d\" 0 folder\n");
     trial.ok("GetDisplayName", trial.okValue(), "abc\\d");
 }
 
@@ -44,9 +44,11 @@ void onlySyncIsAnswered(Trial& trial) {
 }
 
 void asyncIsCarriedOut(Trial& trial) {
-    trial.sendCommand("async 0 CreateNode " + trial.node() + " \"made\" 0 folder\nsync 0 Ping \n");
+    trial.sendCommand("async 0 CreateNode " + trial.nodeId() +
+                      " \"made\" 0 folder\nsync 0 Ping \n");
     trial.okValue();
-    const std::vector<std::string> items = wire::split(trial.ok("GetChildren", trial.node()), ',');
+    const std::vector<std::string> items =
+        wire::split(trial.ok("GetChildren", trial.nodeId()), ',');
     trial.require(items.size() == 2 && items[1] == "made", "the child 'made'");
 }
 
@@ -97,12 +99,12 @@ void nulIsAnError(Trial& trial) {
 
 // A page that a browser shows can have it send any lines, but not as the first.
 void webPagesAreNotServed(Trial& trial) {
-    const std::string node = trial.node();
+    const std::string nodeId = trial.nodeId();
     trial.reopenCommands();
-    trial.sendCommand("POST / HTTP/1.1\r\n\r\nsync 0 CreateNode " + node + " \"web\" 0 folder\n");
+    trial.sendCommand("POST / HTTP/1.1\r\n\r\nsync 0 CreateNode " + nodeId + " \"web\" 0 folder\n");
     trial.commandEnd();
     trial.reopenCommands();
-    trial.ok("GetChildren", node, "");
+    trial.ok("GetChildren", nodeId, "");
 }
 
 void unknownMethodsAreErrors(Trial& trial) {

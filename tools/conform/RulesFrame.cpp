@@ -6,103 +6,103 @@ namespace tool {
 
 namespace {
 
-using Frames = std::vector<std::string>;
+using FrameIds = std::vector<std::string>;
 
 const std::string fullFrame = "24 bytes make one frame.";
 const std::string otherFrame = "other bytes, 24 of them.";
 
 // The id of the only frame of a new clip, which holds fullFrame.
 std::string makeWrittenFrame(Trial& trial) {
-    Frames frames;
-    trial.makeClip(1, frames);
-    trial.write(frames[0], fullFrame);
-    return frames[0];
+    FrameIds frameIds;
+    trial.makeClip(1, frameIds);
+    trial.write(frameIds[0], fullFrame);
+    return frameIds[0];
 }
 
 void writtenFramesAreRead(Trial& trial) {
-    Frames frames;
-    trial.makeClip(2, frames);
-    trial.write(frames[0], fullFrame);
-    trial.write(frames[1], otherFrame);
-    trial.read(frames[0], fullFrame);
-    trial.write(frames[0], otherFrame);
-    trial.read(frames[0], otherFrame);
+    FrameIds frameIds;
+    trial.makeClip(2, frameIds);
+    trial.write(frameIds[0], fullFrame);
+    trial.write(frameIds[1], otherFrame);
+    trial.read(frameIds[0], fullFrame);
+    trial.write(frameIds[0], otherFrame);
+    trial.read(frameIds[0], otherFrame);
 }
 
 void otherConnectionsReadThem(Trial& trial) {
-    const std::string frame = makeWrittenFrame(trial);
+    const std::string frameId = makeWrittenFrame(trial);
     Trial other(trial.place(), trial.version());
-    other.read(frame, fullFrame);
+    other.read(frameId, fullFrame);
 }
 
 void frameRequestsMayArriveInSegments(Trial& trial) {
-    Frames frames;
-    trial.makeClip(1, frames);
-    trial.sendFrame(wire::frameRequest("WriteFrame", frames[0], "24") + fullFrame, 1);
+    FrameIds frameIds;
+    trial.makeClip(1, frameIds);
+    trial.sendFrame(wire::frameRequest("WriteFrame", frameIds[0], "24") + fullFrame, 1);
     trial.succeeds();
-    trial.read(frames[0], fullFrame);
+    trial.read(frameIds[0], fullFrame);
 }
 
 void cutWritesChangeNothing(Trial& trial) {
-    const std::string frame = makeWrittenFrame(trial);
-    trial.sendFrame(wire::frameRequest("WriteFrame", frame, "24") + "cut off");
+    const std::string frameId = makeWrittenFrame(trial);
+    trial.sendFrame(wire::frameRequest("WriteFrame", frameId, "24") + "cut off");
     trial.reopenFrames();
-    trial.read(frame, fullFrame);
+    trial.read(frameId, fullFrame);
 }
 
 void unknownFramesFail(Trial& trial) {
-    Frames frames;
-    trial.makeClip(1, frames);
+    FrameIds frameIds;
+    trial.makeClip(1, frameIds);
     trial.sendFrame(wire::frameRequest("ReadFrame", "no-such-frame", "24"));
     trial.fails();
     trial.sendFrame(wire::frameRequest("WriteFrame", "no-such-frame", "24") + otherFrame);
     trial.fails();
-    trial.read(frames[0], std::string(24, '\0'));
+    trial.read(frameIds[0], std::string(24, '\0'));
 }
 
 void refusedWritesAreTaken(Trial& trial) {
-    const std::string frame = makeWrittenFrame(trial);
+    const std::string frameId = makeWrittenFrame(trial);
     for (const std::size_t size : {std::size_t{23}, std::size_t{25}, std::size_t{100000}}) {
-        trial.sendFrame(wire::frameRequest("WriteFrame", frame, std::to_string(size)) +
+        trial.sendFrame(wire::frameRequest("WriteFrame", frameId, std::to_string(size)) +
                         std::string(size, 'x'));
         trial.fails();
     }
-    trial.read(frame, fullFrame);
+    trial.read(frameId, fullFrame);
 }
 
 void successMeansAllBytes(Trial& trial) {
-    const std::string frame = makeWrittenFrame(trial);
+    const std::string frameId = makeWrittenFrame(trial);
     for (const std::size_t size : {std::size_t{23}, std::size_t{40}}) {
-        trial.sendFrame(wire::frameRequest("ReadFrame", frame, std::to_string(size)));
+        trial.sendFrame(wire::frameRequest("ReadFrame", frameId, std::to_string(size)));
         if (trial.status().empty()) {
             std::string bytes = fullFrame;
             bytes.resize(size, '\0');
             trial.payload(bytes);
         }
     }
-    trial.read(frame, fullFrame);
+    trial.read(frameId, fullFrame);
 }
 
 void badReadSizesFail(Trial& trial) {
-    Frames frames;
-    trial.makeClip(1, frames);
+    FrameIds frameIds;
+    trial.makeClip(1, frameIds);
     for (const char* size : {"-1", "x", "", "24 ", "99999999999999999999"}) {
-        trial.sendFrame(wire::frameRequest("ReadFrame", frames[0], size));
+        trial.sendFrame(wire::frameRequest("ReadFrame", frameIds[0], size));
         trial.fails();
     }
-    trial.read(frames[0], std::string(24, '\0'));
+    trial.read(frameIds[0], std::string(24, '\0'));
 }
 
 void badWriteSizesEndTheConnection(Trial& trial) {
-    const std::string frame = makeWrittenFrame(trial);
+    const std::string frameId = makeWrittenFrame(trial);
     for (const char* size : {"-1", "x", ""}) {
         trial.reopenFrames();
-        trial.sendFrame(wire::frameRequest("WriteFrame", frame, size));
+        trial.sendFrame(wire::frameRequest("WriteFrame", frameId, size));
         trial.fails();
         trial.frameEnd();
     }
     trial.reopenFrames();
-    trial.read(frame, fullFrame);
+    trial.read(frameId, fullFrame);
 }
 
 void unknownRequestsEndTheConnection(Trial& trial) {
@@ -115,11 +115,11 @@ void unknownRequestsEndTheConnection(Trial& trial) {
 }
 
 void announcementsHaveNoAnswer(Trial& trial) {
-    const std::string frame = makeWrittenFrame(trial);
-    for (const std::string& id : Frames{frame, "no-such-frame", ""})
+    const std::string frameId = makeWrittenFrame(trial);
+    for (const std::string& id : FrameIds{frameId, "no-such-frame", ""})
         for (const char* count : {"24", "x", ""})
             trial.sendFrame(wire::frameRequest("ReadAhead", id, count));
-    trial.read(frame, fullFrame);
+    trial.read(frameId, fullFrame);
 }
 
 void announcementsAreUnknown(Trial& trial) {

@@ -17,32 +17,32 @@ const std::string linkEnd = " h 0 u " + std::string(plainFormat) + "\"\"";
 // A clip of one written frame, and the path of its file.
 struct WrittenClip {
     std::string clip;
-    std::string frame;
+    std::string frameId;
     std::string path;
 };
 
 WrittenClip makeWritten(Trial& trial) {
-    std::vector<std::string> frames;
-    std::string clip = trial.makeClip(1, frames);
-    trial.write(frames[0], fullFrame);
+    std::vector<std::string> frameIds;
+    std::string clip = trial.makeClip(1, frameIds);
+    trial.write(frameIds[0], fullFrame);
     std::string path = trial.ok("GetFramePaths", clip + " h 0 u");
     if (path.empty())
         throw Inapplicable{"the server names no files"};
-    return {std::move(clip), frames[0], std::move(path)};
+    return {std::move(clip), frameIds[0], std::move(path)};
 }
 
-// A clip whose only frame is the file; its id goes to \p frame.
-std::string makeLinked(Trial& trial, const std::string& path, std::string& frame) {
+// A clip whose only frame is the file; its id goes to \p frameId.
+std::string makeLinked(Trial& trial, const std::string& path, std::string& frameId) {
     const std::string clip = trial.makeNode("linked", "1 clip");
     trial.ok("SetFramePaths", clip + " " + path + linkEnd);
-    frame = trial.ok("GetFrames", clip);
-    trial.require(wire::isId(frame), "the id of one frame");
+    frameId = trial.ok("GetFrames", clip);
+    trial.require(wire::isId(frameId), "the id of one frame");
     return clip;
 }
 
 void eachFrameHasAPath(Trial& trial) {
-    std::vector<std::string> frames;
-    const std::string clip = trial.makeClip(3, frames);
+    std::vector<std::string> frameIds;
+    const std::string clip = trial.makeClip(3, frameIds);
     const std::vector<std::string> paths =
         wire::split(trial.ok("GetFramePaths", clip + " h 0 u"), ',');
     trial.require(paths.empty() ||
@@ -52,21 +52,21 @@ void eachFrameHasAPath(Trial& trial) {
 
 void linkedFramesAreTheFiles(Trial& trial) {
     const WrittenClip written = makeWritten(trial);
-    std::string frame;
-    const std::string linked = makeLinked(trial, written.path, frame);
+    std::string frameId;
+    const std::string linked = makeLinked(trial, written.path, frameId);
     trial.ok("GetFramePaths", linked + " h 0 u", written.path);
     trial.ok("GetClipFormat", linked, plainFormat);
-    trial.read(frame, fullFrame);
+    trial.read(frameId, fullFrame);
 }
 
 void linkedFramesAreNotWritten(Trial& trial) {
     const WrittenClip written = makeWritten(trial);
-    std::string frame;
-    const std::string linked = makeLinked(trial, written.path, frame);
-    trial.sendFrame(wire::frameRequest("WriteFrame", frame, "24") + otherFrame);
+    std::string frameId;
+    const std::string linked = makeLinked(trial, written.path, frameId);
+    trial.sendFrame(wire::frameRequest("WriteFrame", frameId, "24") + otherFrame);
     trial.fails();
     trial.ok("DestroyNode", linked);
-    trial.read(written.frame, fullFrame);
+    trial.read(written.frameId, fullFrame);
 }
 
 void shortFilesAreNotRead(Trial& trial) {
@@ -79,30 +79,31 @@ void shortFilesAreNotRead(Trial& trial) {
 }
 
 void missingFilesAreNotLinked(Trial& trial) {
-    std::vector<std::string> frames;
-    const std::string clip = trial.makeClip(1, frames);
-    trial.write(frames[0], fullFrame);
+    std::vector<std::string> frameIds;
+    const std::string clip = trial.makeClip(1, frameIds);
+    trial.write(frameIds[0], fullFrame);
     trial.error("SetFramePaths", clip + " /lantrix-conform-no-such-file" + linkEnd);
-    trial.ok("GetFrames", clip, frames[0]);
-    trial.read(frames[0], fullFrame);
+    trial.ok("GetFrames", clip, frameIds[0]);
+    trial.read(frameIds[0], fullFrame);
 }
 
 void linkingNothingLeavesNoFrame(Trial& trial) {
-    std::vector<std::string> frames;
-    const std::string clip = trial.makeClip(2, frames);
+    std::vector<std::string> frameIds;
+    const std::string clip = trial.makeClip(2, frameIds);
     trial.ok("SetFramePaths", clip + " " + linkEnd);
     trial.ok("GetFrames", clip, "");
 }
 
 void allocatingLeavesLinks(Trial& trial) {
     const WrittenClip written = makeWritten(trial);
-    std::string frame;
-    const std::string linked = makeLinked(trial, written.path, frame);
+    std::string frameId;
+    const std::string linked = makeLinked(trial, written.path, frameId);
     const std::string request = linked + " 2 " + plainFormat + "\"\"";
-    const std::vector<std::string> frames = wire::split(trial.ok("AllocateFrames", request), ',');
-    trial.require(frames.size() == 2 && frames[0] == frame, "the linked frame's id and another");
-    trial.read(frames[0], fullFrame);
-    trial.write(frames[1], otherFrame);
+    const std::vector<std::string> frameIds = wire::split(trial.ok("AllocateFrames", request), ',');
+    trial.require(frameIds.size() == 2 && frameIds[0] == frameId,
+                  "the linked frame's id and another");
+    trial.read(frameIds[0], fullFrame);
+    trial.write(frameIds[1], otherFrame);
 }
 
 } // namespace

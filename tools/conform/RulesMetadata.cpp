@@ -10,16 +10,16 @@ namespace {
 
 void streamsComeBack(Trial& trial) {
     for (const char* text : {"a\tb\r\nc\\d \"e\" \xE9 ", "second text", "\"", "\\"}) {
-        trial.ok("SetMetaData", trial.node() + " note " + wire::quoted(text));
-        trial.ok("GetMetaData", trial.node() + " note * 1", text);
+        trial.ok("SetMetaData", trial.nodeId() + " note " + wire::quoted(text));
+        trial.ok("GetMetaData", trial.nodeId() + " note * 1", text);
     }
 }
 
 void streamsAreListed(Trial& trial) {
     for (const char* name : {"note", "other"})
-        trial.ok("SetMetaData", trial.node() + " " + name + " \"x\"");
+        trial.ok("SetMetaData", trial.nodeId() + " " + name + " \"x\"");
     const std::vector<std::string> names =
-        wire::split(trial.ok("QueryMetaDataSupport", trial.node()), ',');
+        wire::split(trial.ok("QueryMetaDataSupport", trial.nodeId()), ',');
     for (const char* name : {"note", "other"}) {
         trial.require(std::count(names.begin(), names.end(), name) == 1,
                       "a list that holds '" + std::string(name) + "' once");
@@ -27,32 +27,32 @@ void streamsAreListed(Trial& trial) {
 }
 
 void emptyTextsAreTexts(Trial& trial) {
-    trial.ok("SetMetaData", trial.node() + " note \"\"");
-    trial.ok("GetMetaData", trial.node() + " note * 1", "");
+    trial.ok("SetMetaData", trial.nodeId() + " note \"\"");
+    trial.ok("GetMetaData", trial.nodeId() + " note * 1", "");
 }
 
 void unknownStreamsAreErrors(Trial& trial) {
-    trial.error("GetMetaData", trial.node() + " no-such-stream * 1");
+    trial.error("GetMetaData", trial.nodeId() + " no-such-stream * 1");
 }
 
 void filtersMayBeEmpty(Trial& trial) {
-    trial.ok("SetMetaData", trial.node() + " note \"a text\"");
-    trial.ok("GetMetaData", trial.node() + " note  0", "a text");
-    trial.error("GetMetaData", trial.node() + " note");
-    trial.error("GetMetaData", trial.node() + " note *");
-    trial.error("GetMetaData", trial.node() + " note * x");
+    trial.ok("SetMetaData", trial.nodeId() + " note \"a text\"");
+    trial.ok("GetMetaData", trial.nodeId() + " note  0", "a text");
+    trial.error("GetMetaData", trial.nodeId() + " note");
+    trial.error("GetMetaData", trial.nodeId() + " note *");
+    trial.error("GetMetaData", trial.nodeId() + " note * x");
 }
 
 void badTextsChangeNothing(Trial& trial) {
-    trial.ok("SetMetaData", trial.node() + " note \"kept\"");
+    trial.ok("SetMetaData", trial.nodeId() + " note \"kept\"");
     for (const char* text : {" note bare", " note \"open", " note \"a\"b\"", " note", ""})
-        trial.error("SetMetaData", trial.node() + text);
-    trial.ok("GetMetaData", trial.node() + " note * 1", "kept");
+        trial.error("SetMetaData", trial.nodeId() + text);
+    trial.ok("GetMetaData", trial.nodeId() + " note * 1", "kept");
 }
 
 void badStreamNamesAreErrors(Trial& trial) {
-    trial.error("SetMetaData", trial.node() + "  \"x\"");
-    trial.error("SetMetaData", trial.node() + " a,b \"x\"");
+    trial.error("SetMetaData", trial.nodeId() + "  \"x\"");
+    trial.error("SetMetaData", trial.nodeId() + " a,b \"x\"");
 }
 
 } // namespace

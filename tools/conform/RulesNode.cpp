@@ -16,11 +16,11 @@ void theRootHasAnId(Trial& trial) {
 }
 
 void childrenAreListedInOrder(Trial& trial) {
-    trial.ok("GetChildren", trial.node(), "");
+    trial.ok("GetChildren", trial.nodeId(), "");
     std::string list;
     for (const char* name : {"b", "a", "c"})
         list += (list.empty() ? "" : ",") + trial.makeNode(name) + "," + name;
-    trial.ok("GetChildren", trial.node(), list);
+    trial.ok("GetChildren", trial.nodeId(), list);
 }
 
 void namesComeBack(Trial& trial) {
@@ -32,21 +32,21 @@ void namesComeBack(Trial& trial) {
 
 void badNamesAreErrors(Trial& trial) {
     for (const char* name : {"", "a,b", "a/b", "a\nb"})
-        trial.error("CreateNode", trial.node() + " \"" + name + "\" 0 folder");
-    trial.ok("GetChildren", trial.node(), "");
+        trial.error("CreateNode", trial.nodeId() + " \"" + name + "\" 0 folder");
+    trial.ok("GetChildren", trial.nodeId(), "");
 }
 
 void sameNamesAreTwoNodes(Trial& trial) {
     const std::string first = trial.makeNode("same");
     const std::string second = trial.makeNode("same");
     trial.require(first != second, "an id of its own");
-    trial.ok("GetChildren", trial.node(), first + ",same," + second + ",same");
+    trial.ok("GetChildren", trial.nodeId(), first + ",same," + second + ",same");
 }
 
 void cutRequestsAreErrors(Trial& trial) {
     for (const char* cut : {"", " \"name", " \"name\"", " \"name\" 0", " name 0 folder"})
-        trial.error("CreateNode", trial.node() + cut);
-    trial.ok("GetChildren", trial.node(), "");
+        trial.error("CreateNode", trial.nodeId() + cut);
+    trial.ok("GetChildren", trial.nodeId(), "");
 }
 
 void theKindDecides(Trial& trial) {
@@ -62,7 +62,7 @@ void theKindDecides(Trial& trial) {
 
 void otherKindsAreErrors(Trial& trial) {
     for (const char* kind : {"2", "-1", "x", "+1", ""})
-        trial.error("CreateNode", trial.node() + " \"node\" " + kind + " folder");
+        trial.error("CreateNode", trial.nodeId() + " \"node\" " + kind + " folder");
 }
 
 void anyTypeIsTaken(Trial& trial) {
@@ -79,16 +79,16 @@ void clipsHaveNoChildren(Trial& trial) {
 }
 
 void destroyedTreesAreGone(Trial& trial) {
-    std::vector<std::string> frames;
+    std::vector<std::string> frameIds;
     const std::string parent = trial.makeNode("parent");
     const std::string child = trial.ok("CreateNode", parent + " \"clip\" 1 clip");
-    frames = wire::split(trial.ok("AllocateFrames", child + " 1 " + plainFormat + "\"\""), ',');
-    trial.require(frames.size() == 1, "the id of a frame");
+    frameIds = wire::split(trial.ok("AllocateFrames", child + " 1 " + plainFormat + "\"\""), ',');
+    trial.require(frameIds.size() == 1, "the id of a frame");
     trial.ok("DestroyNode", parent);
-    trial.ok("GetChildren", trial.node(), "");
+    trial.ok("GetChildren", trial.nodeId(), "");
     trial.error("GetDisplayName", parent);
     trial.error("GetDisplayName", child);
-    trial.sendFrame(wire::frameRequest("ReadFrame", frames[0], "24"));
+    trial.sendFrame(wire::frameRequest("ReadFrame", frameIds[0], "24"));
     trial.fails();
 }
 

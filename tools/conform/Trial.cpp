@@ -160,28 +160,28 @@ void Trial::frameEnd() {
     end(frames());
 }
 
-const std::string& Trial::node() {
+const std::string& Trial::nodeId() {
     if (nodeId_.empty()) {
         const std::string name = "lantrix-conform-" + std::to_string(::getpid());
-        const std::string nodeId = ok("CreateNode", place_.nodeId + " \"" + name + "\" 0 folder");
-        require(wire::isId(nodeId), "the new node's id");
-        nodeId_ = nodeId;
+        const std::string made = ok("CreateNode", place_.nodeId + " \"" + name + "\" 0 folder");
+        require(wire::isId(made), "the new node's id");
+        nodeId_ = made;
     }
     return nodeId_;
 }
 
 std::string Trial::makeNode(const std::string& name, const std::string& kindAndType) {
-    std::string nodeId = ok("CreateNode", node() + " \"" + name + "\" " + kindAndType);
-    require(wire::isId(nodeId), "the new node's id: a word without a comma");
-    return nodeId;
+    std::string made = ok("CreateNode", nodeId() + " \"" + name + "\" " + kindAndType);
+    require(wire::isId(made), "the new node's id: a word without a comma");
+    return made;
 }
 
-std::string Trial::makeClip(int count, std::vector<std::string>& frames) {
+std::string Trial::makeClip(int count, std::vector<std::string>& frameIds) {
     std::string clip = makeNode("clip", "1 clip");
     const std::string request = clip + " " + std::to_string(count) + " " + plainFormat + "\"\"";
-    frames = wire::split(ok("AllocateFrames", request), ',');
-    require(frames.size() == static_cast<std::size_t>(count) &&
-                std::all_of(frames.begin(), frames.end(), wire::isId),
+    frameIds = wire::split(ok("AllocateFrames", request), ',');
+    require(frameIds.size() == static_cast<std::size_t>(count) &&
+                std::all_of(frameIds.begin(), frameIds.end(), wire::isId),
             std::to_string(count) + " ids of frames, separated by commas");
     return clip;
 }

@@ -91,10 +91,10 @@ public:
     // ---- nodes
 
     /// The node to work in.
-    const std::string& node();
+    const std::string& nodeId();
     std::string makeNode(const std::string& name, const std::string& kindAndType = "0 folder");
-    /// A clip with frames of 24 bytes, whose ids go to \p frames.
-    std::string makeClip(int count, std::vector<std::string>& frames);
+    /// A clip with frames of 24 bytes, whose ids go to \p frameIds.
+    std::string makeClip(int count, std::vector<std::string>& frameIds);
 
     // ---- judging
 
