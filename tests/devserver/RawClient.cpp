@@ -48,7 +48,7 @@ std::string RawClient::receive(std::size_t size) {
 }
 
 std::string RawClient::take(std::size_t size) {
-    const std::string bytes = received_.substr(0, size);
+    std::string bytes = received_.substr(0, size);
     received_.erase(0, size);
     return bytes;
 }

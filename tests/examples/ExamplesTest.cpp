@@ -81,7 +81,7 @@ TEST_F(Examples, CopyclipCopiesEveryByteToAnotherServer) {
     LantrixNodeHandle clip = target.find("/Library/copy");
     for (int i = 0; i < 2; ++i) {
         std::string frame(24, '?');
-        EXPECT_TRUE(clip.readFrame(i, &frame[0], 24)) << clip.lastError();
+        EXPECT_TRUE(clip.readFrame(i, frame.data(), 24)) << clip.lastError();
         EXPECT_EQ(frames[i], frame);
     }
 }

@@ -17,7 +17,7 @@ constexpr std::size_t problemsTold = 10;
 void useSmallStacks() {
     pthread_attr_t attributes;
     ::pthread_attr_init(&attributes);
-    ::pthread_attr_setstacksize(&attributes, 512 * 1024);
+    ::pthread_attr_setstacksize(&attributes, std::size_t{512} << 10);
     ::pthread_setattr_default_np(&attributes);
     ::pthread_attr_destroy(&attributes);
 }

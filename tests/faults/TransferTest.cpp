@@ -162,7 +162,7 @@ TEST(SignalStorm, LetsEveryTransferCompleteByteForByte) {
             EXPECT_EQ(operation.outputs, services.outputs());
         }
         EXPECT_EQ(1, services.frameService.writeFrame("f1", frame.data(), size));
-        EXPECT_EQ(size, services.frameService.readFrame("f1", &received[0], size));
+        EXPECT_EQ(size, services.frameService.readFrame("f1", received.data(), size));
         EXPECT_TRUE(received == frame);
         received.assign(frame.size(), '\0');
     }

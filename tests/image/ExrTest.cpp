@@ -74,7 +74,8 @@ TEST_F(ExrTest, DataOutsideAndHolesInsideTheDisplayWindowAreFittedOnlyOnRequest)
 
 TEST_F(ExrTest, CompressionIsChosen) {
     const image::PixelLayout layout = *image::layoutOfTag("gray32f");
-    const image::Image flat = image::imageOfFrame(image::Bytes(64 * 64 * 4), layout, 64, 64);
+    const image::Image flat =
+        image::imageOfFrame(image::Bytes(std::size_t{64} * 64 * 4), layout, 64, 64);
     const auto size = [&](const std::string& compression) {
         image::writeImage(flat, file("flat.exr"), {compression});
         EXPECT_TRUE(image::readImage(file("flat.exr")).pixels == flat.pixels) << compression;

@@ -187,7 +187,7 @@ TEST_F(LantrixServicesTest, ConnectionsThrowWithTheirPlace) {
     EXPECT_EQ("141 lantrix/LantrixFrameClientAPI: Full",
               thrownBy([&] { services.frameService.writeFrame("f1", "x", 1); }));
     EXPECT_EQ("73 lantrix/LantrixFrameClientAPI: Lost",
-              thrownBy([&] { services.frameService.readFrame("f1", &services.frame[0], 1); }));
+              thrownBy([&] { services.frameService.readFrame("f1", services.frame.data(), 1); }));
 }
 
 TEST(LantrixConnections, FrameFailuresNameTheirPlaceAndDropTheConnection) {

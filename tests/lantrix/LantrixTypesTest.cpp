@@ -65,7 +65,7 @@ TEST(LantrixStr, NullBufferAborts) {
         std::memset(reinterpret_cast<char*>(&broken + 1) - sizeof(void*), 0, sizeof(void*));
     };
     const std::pair<std::function<void()>, int> cases[] = {
-        {[&] { LantrixStr copy(broken); }, 192},
+        {[&] { static_cast<void>(LantrixStr(broken)); }, 192},
         {[&] { LantrixStr().operator=(broken); }, 192},
         {[&] { static_cast<void>(broken.length()); }, 192},
         {[&] { broken = "x"; }, 238},

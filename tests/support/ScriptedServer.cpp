@@ -174,7 +174,7 @@ private:
     // What one read gives; "" at the end of the stream, however the client ended it.
     std::string receiveSome(std::size_t most) {
         std::string bytes(most, '\0');
-        const ssize_t count = ::recv(connection_.get(), &bytes[0], most, 0);
+        const ssize_t count = ::recv(connection_.get(), bytes.data(), most, 0);
         bytes.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
         return bytes;
     }

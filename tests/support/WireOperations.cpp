@@ -178,7 +178,7 @@ const std::vector<WireOperation>& wireOperations() {
         {frames, "writeFrame", tokens("WriteFrame f1 4 ") + "data", std::string(1, '\0'), "",
          [](S& s) { return s.frameService.writeFrame("f1", "data", 4) == 1; }},
         {frames, "readFrame", tokens("ReadFrame f1 4 "), tokens(" data"), "frame=data;",
-         [](S& s) { return s.frameService.readFrame("f1", &s.frame[0], 4) == 4; }},
+         [](S& s) { return s.frameService.readFrame("f1", s.frame.data(), 4) == 4; }},
         {frames, "readAhead", tokens("ReadAhead f1 4 "), "", "",
          [](S& s) { return s.frameService.readAhead("f1", 4) == 2; }}};
     return operations;

@@ -92,8 +92,8 @@ TEST_P(CompletionTest, CompletesWhatStandsThereFromTheRightServer) {
         {"lantrix meta get " + host_ + ":/Library r",
          "lantrix meta get " + host_ + ":/Library remark"}};
     if (GetParam().name != std::string("bash")) // which does not tell what stands before a command
-        cases.push_back({"LANTRIX_HOST=" + host_ + " lantrix ls /L",
-                         "LANTRIX_HOST=" + host_ + " lantrix ls /Library/"});
+        cases.emplace_back("LANTRIX_HOST=" + host_ + " lantrix ls /L",
+                           "LANTRIX_HOST=" + host_ + " lantrix ls /Library/");
     EXPECT_EQ("$", terminal.awaitEnd("$"));
     for (const auto& [typed, completed] : cases) {
         terminal.type(typed);

@@ -29,7 +29,7 @@ protected:
 
     std::string received(unsigned length) {
         std::string bytes(length, '\0');
-        bytes.resize(static_cast<std::size_t>(peer.blockingRead(&bytes[0], length)));
+        bytes.resize(static_cast<std::size_t>(peer.blockingRead(bytes.data(), length)));
         return bytes;
     }
 
