@@ -87,14 +87,23 @@ std::string listIn(const std::string& value, bool isOfPairs, std::size_t most) {
     std::vector<std::string> pieces(1);
     for (const char c : value)
         c == ',' ? pieces.emplace_back() : pieces.back() += c;
+    const std::size_t step = isOfPairs ? 2 : 1;
     std::string list;
-    for (std::size_t i = 0; i + isOfPairs < pieces.size() && most > 0; i += 1U + isOfPairs) {
+    for (std::size_t i = 0; i + step <= pieces.size() && most > 0; i += step) {
         if (pieces[i].empty() && !isOfPairs)
             continue;
         list += (list.empty() ? "" : ",") + pieces[i] + (isOfPairs ? ":" + pieces[i + 1] : "");
         --most;
     }
     return list;
+}
+
+std::string numbersIn(PlainFields& fields, bool isType) {
+    const int type = isType ? fields.number(0) & 255 : 0;
+    const int first = fields.number(-1), second = isType ? -1 : fields.number(-1);
+    const std::string numbers = std::to_string(first) + "," + std::to_string(second);
+    return (isType && type != 99 ? "type=" + std::to_string(type) + ";" : "") +
+           (numbers == "-1,-1" ? "" : "numbers=" + numbers + ";");
 }
 
 // Services::outputs() after a reply with this value.
@@ -111,13 +120,8 @@ std::string outputsOf(const std::string& operation, const std::string& value) {
     if (operation == "getClipFormat")
         return "format=" + formatIn(fields) + ";";
     const bool isType = operation == "getNodeType";
-    if (isType || operation == "queryVersion") {
-        const int type = isType ? fields.number(0) & 255 : 0;
-        const int first = fields.number(-1), second = isType ? -1 : fields.number(-1);
-        const std::string numbers = std::to_string(first) + "," + std::to_string(second);
-        return (isType && type != 99 ? "type=" + std::to_string(type) + ";" : "") +
-               (numbers == "-1,-1" ? "" : "numbers=" + numbers + ";");
-    }
+    if (isType || operation == "queryVersion")
+        return numbersIn(fields, isType);
     if (isPath) {
         const bool isBoth = list.find(',') != std::string::npos;
         return list.empty() ? "" : "paths=" + list + (isBoth ? ";" : ",kept;");
