@@ -278,7 +278,9 @@ Image readDpx(const std::string& file, Extent extent, const ReadOptions& /*optio
 }
 
 void writeDpx(const Image& image, const std::string& file, const WriteOptions& /*options*/) {
-    const PixelLayout layout = image.source.value_or(image.layout);
+    // What is packed otherwise than by method A goes as whole samples.
+    const bool isMethodA = image.source && image.source->kind == SampleKind::Packed10;
+    const PixelLayout layout = isMethodA ? *image.source : image.layout;
     const SampleFormat& samples = layout.samples();
     Bytes frame = samples.pack != nullptr ? samples.pack(image.pixels) : image.pixels;
     if (layout.kind == SampleKind::Integer16)

@@ -33,11 +33,10 @@ private:
 inline image::Bytes noiseFrame(const image::PixelLayout& layout, int width, int height) {
     std::minstd_rand random(7);
     image::Bytes frame(static_cast<std::size_t>(image::frameBytes(layout, width, height)));
-    for (std::size_t i = 0; i < frame.size(); ++i) {
-        const bool isLowest = layout.samples().packedChannels > 0 && i % 4 == 3;
-        frame[i] = static_cast<char>(random() >> 8U & (isLowest ? 0xFCU : 0xFFU));
-    }
-    return frame;
+    for (char& byte : frame)
+        byte = static_cast<char>(random() >> 8U & 0xFFU);
+    const image::SampleFormat& samples = layout.samples(); // bits that hold nothing become zero
+    return samples.pack != nullptr ? samples.pack(samples.unpack(frame)) : frame;
 }
 
 /// What \p work fails with; fails the test when it does not.
