@@ -27,7 +27,7 @@ protected:
             headers.back().setType(Imf::SCANLINEIMAGE);
             headers.back().channels().insert("Y", Imf::Channel(Imf::FLOAT));
         }
-        const std::string name = file("parts.exr");
+        std::string name = file("parts.exr");
         Imf::MultiPartOutputFile output(name.c_str(), headers.data(),
                                         static_cast<int>(headers.size()));
         for (int i = 0; i < output.parts(); ++i) {

@@ -32,8 +32,8 @@ protected:
             std::string tile(512, '\0');
             for (unsigned y = top; y < size && y < top + 16; ++y)
                 for (unsigned x = left; x < size && x < left + 16; ++x)
-                    std::memcpy(&tile[((y - top) * 16 + x - left) * 2],
-                                &image_.pixels[((y * size + x) * 3 + plane) * 2], 2);
+                    std::memcpy(&tile[std::size_t{2} * ((y - top) * 16 + x - left)],
+                                &image_.pixels[std::size_t{2} * ((y * size + x) * 3 + plane)], 2);
             TIFFWriteTile(tiff, tile.data(), left, top, 0, static_cast<std::uint16_t>(plane));
         }
         TIFFClose(tiff);
