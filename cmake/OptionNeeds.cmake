@@ -7,6 +7,7 @@ function(lantrix_needs option other why)
 endfunction()
 
 lantrix_needs(LANTRIX_TOOLS LANTRIX_DEVSERVER "lantrix starts development servers of its own")
+lantrix_needs(LANTRIX_PYTHON LANTRIX_STREAM "it reads and writes over many connections")
 lantrix_needs(LANTRIX_BENCH LANTRIX_DEVSERVER "the benchmarks run against it")
 lantrix_needs(LANTRIX_SOAK LANTRIX_DEVSERVER "the soak runs against it")
 if(LANTRIX_FUZZ AND NOT CMAKE_CXX_COMPILER_ID MATCHES Clang)

@@ -1,5 +1,5 @@
-# What is installed, in three components, each of which becomes a Debian package: the library that
-# programs run with, what building them takes, and the programs.
+# What is installed, in components, each of which becomes a Debian package: the library that programs
+# run with, what building them takes, the programs, and the Python package.
 include(CMakePackageConfigHelpers)
 
 set(LANTRIX_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/lantrixClientAPI)
@@ -72,5 +72,17 @@ if(TARGET lantrixd)
     set(CPACK_COMPONENT_TOOLS_DESCRIPTION
         "lantrix, the command-line tool, and lantrixd, a server for development and tests.")
     set(CPACK_COMPONENT_TOOLS_DEPENDS runtime)
+endif()
+if(TARGET lantrixPython)
+    list(APPEND CPACK_COMPONENTS_ALL python)
+    set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-lantrix)
+    set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+    # The extension is one of this version of Python alone.
+    math(EXPR next_minor "${Python_VERSION_MINOR} + 1")
+    set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
+        "python3 (>= 3.${Python_VERSION_MINOR}), python3 (<< 3.${next_minor}), python3-numpy")
+    set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "python3-dask, python3-distributed")
+    set(CPACK_COMPONENT_PYTHON_DESCRIPTION "The Python package: clips as numpy arrays.")
+    set(CPACK_COMPONENT_PYTHON_DEPENDS runtime)
 endif()
 include(CPack)

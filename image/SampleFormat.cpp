@@ -34,30 +34,49 @@ unsigned narrowed(const char* at) {
 }
 
 // One big-endian word per pixel: red in the top 10 bits, then green and blue; 2 bits stay 0.
-Bytes pack10(const Bytes& pixels) {
-    Bytes words(pixels.size() / 6 * 4);
-    for (std::size_t pixel = 0; pixel < words.size() / 4; ++pixel) {
-        const char* at = &pixels[pixel * 6];
+template <class TenBitsAt>
+void packWords(const char* samples, std::size_t pixels, char* words, TenBitsAt tenBitsAt) {
+    for (std::size_t pixel = 0; pixel < pixels; ++pixel) {
+        const char* at = samples + pixel * 6;
         const unsigned word =
-            narrowed(at) << 22U | narrowed(at + 2) << 12U | narrowed(at + 4) << 2U;
+            tenBitsAt(at) << 22U | tenBitsAt(at + 2) << 12U | tenBitsAt(at + 4) << 2U;
         for (unsigned byte = 0; byte < 4; ++byte)
             words[pixel * 4 + byte] = static_cast<char>(word >> (24U - 8U * byte) & 0xFFU);
     }
+}
+
+template <class SampleOf>
+void unpackWords(const char* words, std::size_t pixels, char* samples, SampleOf sampleOf) {
+    for (std::size_t pixel = 0; pixel < pixels; ++pixel) {
+        unsigned word = 0;
+        for (unsigned byte = 0; byte < 4; ++byte)
+            word = word << 8U | static_cast<unsigned char>(words[pixel * 4 + byte]);
+        for (unsigned channel = 0; channel < 3; ++channel) {
+            putSample(samples + pixel * 6 + std::size_t{2} * channel,
+                      sampleOf(word >> (22U - 10U * channel) & 0x3FFU));
+        }
+    }
+}
+
+Bytes pack10(const Bytes& pixels) {
+    Bytes words(pixels.size() / 6 * 4);
+    packWords(pixels.data(), words.size() / 4, words.data(), narrowed);
     return words;
 }
 
 Bytes unpack10(const Bytes& words) {
     Bytes pixels(words.size() / 4 * 6);
-    for (std::size_t pixel = 0; pixel < words.size() / 4; ++pixel) {
-        unsigned word = 0;
-        for (unsigned byte = 0; byte < 4; ++byte)
-            word = word << 8U | static_cast<unsigned char>(words[pixel * 4 + byte]);
-        for (unsigned channel = 0; channel < 3; ++channel) {
-            putSample(&pixels[pixel * 6 + std::size_t{2} * channel],
-                      widened(word >> (22U - 10U * channel) & 0x3FFU));
-        }
-    }
+    unpackWords(words.data(), words.size() / 4, pixels.data(), widened);
     return pixels;
+}
+
+unsigned codeAt(const char* at) {
+    const unsigned code = sampleAt(at);
+    if (code > 1023) {
+        throw Error(ErrorKind::Argument,
+                    "a sample (" + std::to_string(code) + ") has more than 10 bits");
+    }
+    return code;
 }
 
 } // namespace
@@ -78,6 +97,14 @@ const SampleFormat& sampleFormat(SampleKind kind) {
     const std::vector<SampleFormat>& formats = sampleFormats();
     return *std::find_if(formats.begin(), formats.end(),
                          [kind](const SampleFormat& format) { return format.kind == kind; });
+}
+
+void packCodes(const char* samples, std::size_t pixels, char* words) {
+    packWords(samples, pixels, words, codeAt);
+}
+
+void unpackCodes(const char* words, std::size_t pixels, char* samples) {
+    unpackWords(words, pixels, samples, [](unsigned code) { return code; });
 }
 
 } // namespace image

@@ -3,6 +3,7 @@
 #ifndef IMAGE_SAMPLEFORMAT_H
 #define IMAGE_SAMPLEFORMAT_H
 
+#include <cstddef>
 #include <vector>
 
 namespace image {
@@ -27,6 +28,12 @@ struct SampleFormat {
 /// All kinds, in the order of the documentation.
 [[nodiscard]] const std::vector<SampleFormat>& sampleFormats();
 [[nodiscard]] const SampleFormat& sampleFormat(SampleKind kind);
+
+/// Packed10 for whoever computes with the numbers: three little-endian samples of 16 bits a pixel,
+/// 0 to 1023 as they are, where an Image has them widened. Into words of 4 bytes, refusing samples
+/// above 1023, and back.
+void packCodes(const char* samples, std::size_t pixels, char* words);
+void unpackCodes(const char* words, std::size_t pixels, char* samples);
 
 } // namespace image
 

@@ -33,6 +33,8 @@ LAYERS = {
     "image": "lantrix/LantrixTypes.h",
     # Read by the development server too, and whatever the locale.
     "image/ClipShape.cpp": "image lantrix/LantrixTypes.h base/loggerBase/src/CoText.h",
+    "python": "stream image/PixelLayout.h image/SampleFormat.h image/Error.h "
+              f"base/loggerBase/src/CoMsg.h {PUBLIC}",
     "devserver": f"image/ClipShape.h {RECORDS}",
     "tools/report": LIBRARY,
     "tools/session": f"tools/report stream devserver {LIBRARY}",
