@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import fnmatch
 import html
-from typing import TYPE_CHECKING, Any, Callable, Iterator, Mapping, Sequence, overload
+from typing import TYPE_CHECKING, Any, Iterator, Mapping, Sequence, overload
 
 from . import _core
 from ._errors import IndexNotFound, KeyNotFound, NotFound
@@ -102,7 +102,8 @@ class Node:
         """The node that display names lead to from this one. Raises NotFound."""
         return at_path(self, path)
 
-    __getitem__: Callable[[Node, Any], Any] = __truediv__
+    def __getitem__(self, path: Any) -> Any:  # a clip has more to give
+        return at_path(self, path)
 
     def child(self, name: str) -> Node:
         """The first child of this name, which may hold slashes. Raises NotFound."""
