@@ -36,7 +36,7 @@ LAYERS = {
     "python": "stream image/PixelLayout.h image/SampleFormat.h image/Error.h "
               f"base/loggerBase/src/CoMsg.h {PUBLIC}",
     "devserver": f"image/ClipShape.h {RECORDS}",
-    "tools/report": LIBRARY,
+    "tools/report": f"stream/Failure.h {LIBRARY}",
     "tools/session": f"tools/report stream devserver {LIBRARY}",
     "tools/conform": f"tools/session tools/report {LIBRARY}",
     "tools/transfer": f"tools/session tools/report image stream {LIBRARY}",

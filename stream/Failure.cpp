@@ -42,9 +42,12 @@ Failure::Kind kindOf(const std::string& text) {
 
 } // namespace
 
-// A reply that a closed connection cut off leaves no text.
 Failure Failure::lastOf(const LantrixServerHandle& server) {
-    const std::string text = server.lastError();
+    return of(server.lastError());
+}
+
+// A reply that a closed connection cut off leaves no text.
+Failure Failure::of(const std::string& text) {
     if (text.empty())
         return {Kind::Connection, "Connection closed"};
     return {kindOf(text), text};

@@ -27,6 +27,8 @@ struct LANTRIX_EXPORT Failure {
     /// True when there is a failure.
     explicit operator bool() const { return kind != Kind::None; }
 
+    /// The failure that a handle's lastError() tells.
+    static Failure of(const std::string& text);
     /// The failure of the call on \p server that has just returned false, of the kind that its
     /// lastError() tells.
     static Failure lastOf(const LantrixServerHandle& server);

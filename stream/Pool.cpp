@@ -6,9 +6,22 @@
 
 namespace lantrix {
 
+namespace {
+
+PoolOptions optionsOf(unsigned connections, const std::atomic<bool>* cancelFlag) {
+    PoolOptions options;
+    options.connections = connections;
+    options.cancelFlag = cancelFlag;
+    return options;
+}
+
+} // namespace
+
 Pool::Pool(const std::string& host, unsigned connections, const std::atomic<bool>* cancelFlag)
-    : core_(std::make_unique<PoolCore>(host, connections, cancelFlag)),
-      own_(std::make_shared<PoolGroup>()) {}
+    : Pool(host, optionsOf(connections, cancelFlag)) {}
+
+Pool::Pool(const std::string& host, const PoolOptions& options)
+    : core_(std::make_unique<PoolCore>(host, options)), own_(std::make_shared<PoolGroup>()) {}
 
 Pool::~Pool() = default;
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <exception>
+#include <locale>
+#include <sstream>
 #include <utility>
 
 namespace lantrix {
@@ -14,9 +16,18 @@ static_assert(std::atomic<bool>::is_always_lock_free); // signal handlers may ca
 
 } // namespace
 
-PoolCore::PoolCore(std::string host, unsigned connections, const std::atomic<bool>* cancelFlag)
-    : host_(std::move(host)), limit_(std::max(connections, 1U)), cancelFlag_(cancelFlag),
-      watcher_([this] { watch(); }) {}
+namespace {
+
+PoolOptions checked(PoolOptions options) {
+    options.connections = std::max(options.connections, 1U);
+    return options;
+}
+
+} // namespace
+
+PoolCore::PoolCore(std::string host, PoolOptions options)
+    : host_(std::move(host)), options_(checked(std::move(options))), watcher_([this] { watch(); }) {
+}
 
 // The watcher goes last: workers may need its stops to end.
 PoolCore::~PoolCore() {
@@ -38,7 +49,7 @@ PoolCore::~PoolCore() {
 }
 
 bool PoolCore::isCancelled() const noexcept {
-    return cancelled_ || (cancelFlag_ != nullptr && *cancelFlag_);
+    return cancelled_ || (options_.cancelFlag != nullptr && *options_.cancelFlag);
 }
 
 bool PoolCore::isCancelled(const PoolGroup& group) const noexcept {
@@ -56,7 +67,7 @@ void PoolCore::run(const std::shared_ptr<PoolGroup>& group, Work work, Done done
     ++group->pending;
     if (pending_++ == 0)
         watchNeeded_.notify_one();
-    if (queue_.size() > idle_ && workers_.size() < limit_ && !ending_)
+    if (queue_.size() > idle_ && workers_.size() < options_.connections && !ending_)
         startWorker();
     workCame_.notify_one();
 }
@@ -67,6 +78,7 @@ void PoolCore::startWorker() {
         auto worker = std::make_unique<Worker>();
         workers_.reserve(workers_.size() + 1);
         worker->number = static_cast<unsigned>(workers_.size());
+        worker->server = worker->number == 0 ? options_.first : nullptr;
         worker->thread = std::thread([this, &me = *worker] { work(me); });
         workers_.push_back(std::move(worker));
     } catch (const std::exception&) {
@@ -96,6 +108,8 @@ void PoolCore::work(Worker& worker) {
         Task task = std::move(queue_.front());
         queue_.pop_front();
         worker.running = task.group.get();
+        worker.deadline = options_.timeLimit.count() == 0 ? Clock::time_point::max()
+                                                          : Clock::now() + options_.timeLimit;
         lock.unlock();
         const Failure failure = perform(worker, task);
         lock.lock();
@@ -107,7 +121,6 @@ void PoolCore::work(Worker& worker) {
 }
 
 Failure PoolCore::perform(Worker& worker, const Task& task) {
-    const Retries retries;
     for (unsigned failures = 0;; ++failures) {
         if (isCancelled(*task.group))
             return {Failure::Kind::Stopped, "Cancelled."};
@@ -119,19 +132,45 @@ Failure PoolCore::perform(Worker& worker, const Task& task) {
             failure.kind = Failure::Kind::Connection;
         if (failure && failure.kind != Failure::Kind::Refused)
             renew(worker);
-        if (failure.kind != Failure::Kind::Connection || task.retry == Retry::Never ||
-            failures == retries.count)
+        if (failure.kind != Failure::Kind::Connection)
             return failure;
-        std::this_thread::sleep_for(retries.pause(failures));
+        if (Clock::now() > worker.deadline)
+            return lateFailure();
+        if (task.retry == Retry::Never || failures == options_.retries.count ||
+            !rest(task, failure, failures, worker.deadline))
+            return failure;
     }
+}
+
+// False when there is no time left for the wait. A cancelled one ends early, and so does the work.
+bool PoolCore::rest(const Task& task, const Failure& failure, unsigned failures,
+                    Clock::time_point deadline) const {
+    const std::chrono::milliseconds pause = options_.retries.pause(failures);
+    const Clock::time_point end = Clock::now() + pause;
+    if (end >= deadline)
+        return false;
+    if (options_.retrying)
+        options_.retrying(failure, pause);
+    while (!isCancelled(*task.group) && Clock::now() < end)
+        std::this_thread::sleep_for(watchInterval);
+    return true;
+}
+
+Failure PoolCore::lateFailure() const {
+    std::ostringstream text;
+    text.imbue(std::locale::classic());
+    text << "no answer within " << std::chrono::duration<double>(options_.timeLimit).count()
+         << " s";
+    return {Failure::Kind::Connection, text.str()};
 }
 
 Failure PoolCore::attempt(Worker& worker, const Work& work) {
     try {
-        if (!worker.server) {
+        if (worker.server == nullptr) {
             auto server = std::make_unique<LantrixServerHandle>(host_.c_str());
             const Lock lock(mutex_);
-            worker.server = std::move(server);
+            worker.own = std::move(server);
+            worker.server = worker.own.get();
         }
         Connection connection{*worker.server, worker.number};
         return work(connection);
@@ -144,7 +183,8 @@ Failure PoolCore::attempt(Worker& worker, const Work& work) {
 void PoolCore::renew(Worker& worker) {
     std::unique_ptr<LantrixServerHandle> broken;
     const Lock lock(mutex_);
-    broken.swap(worker.server);
+    broken.swap(worker.own);
+    worker.server = nullptr;
 }
 
 // What the work holds is let go before its group hears of the end.
@@ -171,9 +211,15 @@ void PoolCore::watch() {
 }
 
 void PoolCore::stopRunning() {
-    for (const auto& worker : workers_)
-        if (worker->running != nullptr && worker->server && isCancelled(*worker->running))
-            worker->server->stop();
+    const Clock::time_point now = Clock::now();
+    for (const auto& worker : workers_) {
+        if (worker->running == nullptr || worker->server == nullptr ||
+            (now <= worker->deadline && !isCancelled(*worker->running)))
+            continue;
+        worker->server->stop();
+        if (options_.wake)
+            options_.wake(worker->thread.native_handle());
+    }
 }
 
 // Work that waits for a busy worker need not wait for its end to be told that it is cancelled.

@@ -5,7 +5,7 @@
 #ifndef STREAM_POOLCORE_H
 #define STREAM_POOLCORE_H
 
-#include "stream/Work.h"
+#include "stream/Pool.h"
 
 #include <atomic>
 #include <chrono>
@@ -27,7 +27,7 @@ struct PoolGroup {
 
 class PoolCore {
 public:
-    PoolCore(std::string host, unsigned connections, const std::atomic<bool>* cancelFlag);
+    PoolCore(std::string host, PoolOptions options);
     ~PoolCore();
     PoolCore(const PoolCore&) = delete;
     PoolCore& operator=(const PoolCore&) = delete;
@@ -37,7 +37,7 @@ public:
     void cancel(PoolGroup& group);
     void wait(const PoolGroup& group);
     [[nodiscard]] bool isCancelled() const noexcept;
-    [[nodiscard]] unsigned connections() const noexcept { return limit_; }
+    [[nodiscard]] unsigned connections() const noexcept { return options_.connections; }
     [[nodiscard]] unsigned opened() const;
 
 private:
@@ -47,11 +47,14 @@ private:
         Done done;
         Retry retry;
     };
+    using Clock = std::chrono::steady_clock;
     struct Worker {
         unsigned number;
-        std::unique_ptr<LantrixServerHandle> server; // null until needed, and behind a failure
-        const PoolGroup* running = nullptr;          // whose work is under way
-        std::thread thread;                          // last: starts when all else is there
+        std::unique_ptr<LantrixServerHandle> own; // null until needed, and behind a failure
+        LantrixServerHandle* server = nullptr;    // its own, or the one that was lent
+        const PoolGroup* running = nullptr;       // whose work is under way
+        Clock::time_point deadline;               // of that work
+        std::thread thread;                       // last: starts when all else is there
     };
     using Lock = std::unique_lock<std::mutex>;
 
@@ -60,6 +63,9 @@ private:
     void work(Worker& worker);
     Failure perform(Worker& worker, const Task& task);
     Failure attempt(Worker& worker, const Work& work);
+    [[nodiscard]] bool rest(const Task& task, const Failure& failure, unsigned failures,
+                            Clock::time_point deadline) const;
+    [[nodiscard]] Failure lateFailure() const;
     void renew(Worker& worker);
     void finish(Task& task, const Failure& failure);
 
@@ -68,8 +74,7 @@ private:
     void endWaiting(Lock& lock);
 
     const std::string host_;
-    const unsigned limit_;
-    const std::atomic<bool>* const cancelFlag_;
+    const PoolOptions options_;
     std::atomic<bool> cancelled_{false};
 
     mutable std::mutex mutex_; // guards all that follows but the threads, and each worker's server

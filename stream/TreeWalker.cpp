@@ -39,7 +39,7 @@ using Entries = std::list<Entry>;
 // behind or before it when it is told. Whoever asks takes the first one that nobody has asked.
 class TreeWalkerCore {
 public:
-    TreeWalkerCore(Pool& pool, const std::string& id, const WalkOptions& options);
+    TreeWalkerCore(Pool& pool, const std::vector<WalkStart>& starts, const WalkOptions& options);
 
     void start();
     std::optional<WalkedNode> next();
@@ -58,7 +58,9 @@ private:
     std::size_t countKnown();
     Entries::iterator firstKnown();
     Failure visit(LantrixServerHandle& server, Ticket& ticket);
-    [[nodiscard]] bool ask(const LantrixNodeHandle& node, WalkedNode& walked) const;
+    [[nodiscard]] bool askAll(const LantrixNodeHandle& node, WalkedNode& walked) const;
+    static bool askName(const LantrixNodeHandle& node, WalkedNode& walked);
+    static bool askFormat(const LantrixNodeHandle& node, WalkedNode& walked);
     static bool askKind(const LantrixNodeHandle& node, WalkedNode& walked);
     static bool askStreams(const LantrixNodeHandle& node, WalkedNode& walked);
     bool askChildren(const LantrixNodeHandle& node, Ticket& ticket) const;
@@ -77,11 +79,15 @@ private:
     WorkGroup group_; // last: nothing of it is under way when the rest is destroyed
 };
 
-TreeWalkerCore::TreeWalkerCore(Pool& pool, const std::string& id, const WalkOptions& options)
+TreeWalkerCore::TreeWalkerCore(Pool& pool, const std::vector<WalkStart>& starts,
+                               const WalkOptions& options)
     : options_(options), ahead_(aheadOfEachConnection * pool.connections()),
       tickets_(pool.connections()), group_(pool) {
-    entries_.emplace_back();
-    entries_.front().node.id = id;
+    for (const WalkStart& start : starts) {
+        entries_.emplace_back();
+        entries_.back().node.id = start.id;
+        entries_.back().node.name = start.name;
+    }
 }
 
 void TreeWalkerCore::start() {
@@ -137,32 +143,59 @@ Failure TreeWalkerCore::visit(LantrixServerHandle& server, Ticket& ticket) {
     WalkedNode& walked = ticket.entry->node;
     const LantrixNodeHandle node(server, walked.id.c_str());
     ticket.children.clear();
+    walked.unanswered = WalkedNode::Question::None;
     Failure failure;
-    if (walked.depth < options_.depth && !askChildren(node, ticket))
+    if (walked.depth < options_.depth && !askChildren(node, ticket)) {
         failure = Failure::lastOf(server);
+        walked.unanswered = WalkedNode::Question::Children;
+    }
     // What one question is refused, another may be told.
-    if ((!failure || failure.kind == Failure::Kind::Refused) && !ask(node, walked))
+    if (failure && failure.kind != Failure::Kind::Refused)
+        return failure;
+    const WalkedNode::Question first = walked.unanswered;
+    if (!askAll(node, walked) && !failure)
         failure = Failure::lastOf(server);
+    if (first != WalkedNode::Question::None)
+        walked.unanswered = first;
     return failure;
 }
 
-bool TreeWalkerCore::ask(const LantrixNodeHandle& node, WalkedNode& walked) const {
+// Notes what fails.
+bool TreeWalkerCore::askAll(const LantrixNodeHandle& node, WalkedNode& walked) const {
+    using Question = WalkedNode::Question;
+    const auto asked = [&walked](Question question, bool succeeded) {
+        if (!succeeded)
+            walked.unanswered = question;
+        return succeeded;
+    };
+    if (walked.name.empty() && walked.depth == 0 && !asked(Question::Name, askName(node, walked)))
+        return false;
+    if (options_.isDescribed && !options_.isDescribed(walked.name))
+        return true;
+    if ((options_.kinds || options_.formats || options_.frames) &&
+        !asked(Question::Kind, askKind(node, walked)))
+        return false;
+    if (options_.frames && walked.isClip &&
+        !asked(Question::Frames, node.getNumFrames(walked.frames)))
+        return false;
+    if (options_.formats && walked.isClip && !asked(Question::Format, askFormat(node, walked)))
+        return false;
+    return !options_.streams || asked(Question::Streams, askStreams(node, walked));
+}
+
+bool TreeWalkerCore::askName(const LantrixNodeHandle& node, WalkedNode& walked) {
     LantrixStr name;
-    if (walked.depth == 0 && !node.getDisplayName(name))
-        return false;
-    if (walked.depth == 0)
-        walked.name = name;
-    if ((options_.kinds || options_.formats || options_.frames) && !askKind(node, walked))
-        return false;
+    const bool isTold = node.getDisplayName(name);
+    walked.name = name;
+    return isTold;
+}
+
+bool TreeWalkerCore::askFormat(const LantrixNodeHandle& node, WalkedNode& walked) {
     LantrixClipFormat format;
-    if (options_.formats && walked.isClip) {
-        if (!node.getClipFormat(format))
-            return false;
+    const bool isTold = node.getClipFormat(format);
+    if (isTold)
         walked.format = format;
-    }
-    if (options_.frames && walked.isClip && !node.getNumFrames(walked.frames))
-        return false;
-    return !options_.streams || askStreams(node, walked);
+    return isTold;
 }
 
 bool TreeWalkerCore::askKind(const LantrixNodeHandle& node, WalkedNode& walked) {
@@ -264,7 +297,10 @@ std::optional<WalkedNode> TreeWalkerCore::next() {
 }
 
 TreeWalker::TreeWalker(Pool& pool, const std::string& id, const WalkOptions& options)
-    : core_(std::make_unique<TreeWalkerCore>(pool, id, options)) {
+    : TreeWalker(pool, {WalkStart{id, ""}}, options) {}
+
+TreeWalker::TreeWalker(Pool& pool, const std::vector<WalkStart>& starts, const WalkOptions& options)
+    : core_(std::make_unique<TreeWalkerCore>(pool, starts, options)) {
     core_->start();
 }
 

@@ -9,6 +9,7 @@
 #include "stream/Pool.h"
 
 #include <climits>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -38,13 +39,25 @@ struct WalkOptions {
     bool frames = false;
     /// The names of metadata streams. Sends "QueryMetaDataSupport" for each node.
     bool streams = false;
+    /// By its name, whether the above is asked of a node; of all unless set. Called in the pool's
+    /// threads; must not throw.
+    std::function<bool(const std::string& name)> isDescribed;
+};
+
+/// A node at which a walk begins.
+struct WalkStart {
+    std::string id;   ///< Names it on its server.
+    std::string name; ///< The name that people see; when it is empty, "GetDisplayName" is sent.
 };
 
 /// One node as a walk has found it. What was not asked is as it is here.
 struct WalkedNode {
+    /// Something that is asked of a node, in this order.
+    enum class Question { None, Children, Name, Kind, Frames, Format, Streams };
+
     std::string id;                          ///< Names it on its server.
     std::string name;                        ///< The name that people see.
-    int depth = 0;                           ///< Levels below the first node, which is at 0.
+    int depth = 0;                           ///< Levels below the node where the walk began.
     int type = 0;                            ///< The server's number for its kind,
     std::string kind;                        ///< and the server's text for it.
     bool isClip = false;                     ///< Whether it may have a format and frames.
@@ -54,6 +67,9 @@ struct WalkedNode {
     int children = 0;                        ///< Count; 0 too at the depth where the walk ends.
     /// Why something of this node could not be told, or it is not walked into.
     Failure failure;
+    /// The first question that failed, and behind which, but for the children's, no other was
+    /// asked; none when the failure is another.
+    Question unanswered = Question::None;
 };
 
 /// Visits a subtree over all connections of a pool, in a stable order.
@@ -67,6 +83,9 @@ public:
     /// node, "GetChildren" for each, and what \p options ask for, on another connection again when
     /// one broke.
     TreeWalker(Pool& pool, const std::string& id, const WalkOptions& options = WalkOptions());
+    /// The same for several nodes, one behind the other.
+    TreeWalker(Pool& pool, const std::vector<WalkStart>& starts,
+               const WalkOptions& options = WalkOptions());
     /// Ends the walk where it is, within 1.1 s.
     ~TreeWalker();
     TreeWalker(const TreeWalker&) = delete;

@@ -77,7 +77,9 @@ void addGlobalOptions(CLI::App& app, Options& options, CaptureOptions& capture) 
                    "How often a request is repeated whose connection could not be made or broke")
         ->check(CLI::Range(0, 100, "0..100"))
         ->group(group);
-    app.add_option("-j,--jobs", options.workers, "Worker processes of a transfer")
+    app.add_option("-j,--jobs", options.connections,
+                   "Connections to a server at once; 8 for verbs that browse, 4 for those that "
+                   "move frames, opened as they are needed")
         ->check(CLI::Range(1, 64, "1..64"))
         ->group(group);
 }
@@ -240,6 +242,7 @@ int runApplication(int argc, char** argv) {
     addGlobalOptions(app, context.options, captureOptions);
     addVerbs(app, context);
     app.parse_complete_callback([&] {
+        context.options.workers = context.options.connections.value_or(1);
         redirectLog(context.options);
         openCapture(captureOptions, capture, context.options);
     });

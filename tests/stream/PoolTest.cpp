@@ -2,9 +2,11 @@
 // left of it.
 #include "stream/Pool.h"
 #include "tests/stream/StreamServer.h"
+#include "tests/support/ScriptedServer.h"
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <iterator>
@@ -99,6 +101,31 @@ TEST(Pool, ABrokenConnectionIsOneFailedPieceOfWork) {
             EXPECT_TRUE(relayed.relay.disarm());
         }
     }
+}
+
+TEST(Pool, WorkEndsAtItsTimeLimitItsRetriesIncluded) {
+    ScriptedServer remote;
+    remote.commands(
+        {{"sync 0 Ping \n", "", Step::Then::Cut}, expect("sync 0 Ping \n"), awaitClose});
+    lantrix::PoolOptions options;
+    options.timeLimit = std::chrono::milliseconds(500);
+    std::atomic<int> retries{0};
+    options.retrying = [&](const Failure&, std::chrono::milliseconds) { ++retries; };
+    LantrixServerHandle first(remote.host());
+    options.first = &first;
+    Pool pool(remote.host(), options);
+    bool isFirst = true;
+    const Failure failure = pool.run(
+                                    [&](Connection& connection) {
+                                        isFirst = isFirst && &connection.server == &first;
+                                        return ping(connection);
+                                    },
+                                    Retry::OnAnotherConnection)
+                                .get();
+    EXPECT_EQ(Kind::Connection, failure.kind);
+    EXPECT_EQ("no answer within 0.5 s", failure.text);
+    EXPECT_EQ(1, retries);
+    EXPECT_FALSE(isFirst); // a handle that failed is not used again
 }
 
 TEST(Pool, AGroupEndsByItself) {

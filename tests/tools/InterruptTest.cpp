@@ -72,12 +72,18 @@ TEST_F(ToolTest, ResumeSendsOnlyWhatIsNotThere) {
 
 // The server takes a request and never answers.
 TEST_F(ToolTest, ASilentServerIsLeftAtAnInterruptAndAfterTheTimeLimit) {
+    const Words root{"ls"}, details{"ls", "-l", "id=n2"}; // which a pool asks for
     auto fastest = std::chrono::steady_clock::duration::max();
-    for (const bool isSignalled : {true, false}) {
+    for (const auto& [words, isSignalled] :
+         {std::pair{root, true}, {root, false}, {details, true}, {details, false}}) {
         ScriptedServer silent;
-        silent.commands({expect("sync 0 GetRootNode \n"), gate, awaitClose});
+        Script script{expect("sync 0 GetRootNode \n"), gate, awaitClose};
+        if (words == details)
+            script = {call("GetChildren n2", "ok n3,x"), expect("sync 0 GetNodeType n3\n"), gate,
+                      awaitClose};
+        silent.commands(script);
         ToolProgram program(silent.host(), folder_,
-                            isSignalled ? Words{"ls"} : Words{"ls", "--timeout", "0.2"});
+                            isSignalled ? words : words + Words{"--timeout", "0.2"});
         silent.awaitGate();
         const auto start = std::chrono::steady_clock::now();
         if (isSignalled)

@@ -40,6 +40,14 @@ TEST_F(ToolTest, AQuestionIsRepeatedAsOftenAsItMayBe) {
     EXPECT_EQ(5, runAt({lost("GetRootNode ")}, folder_, {"ls", "--retries", "0"}).status);
 }
 
+TEST_F(ToolTest, AWalkRepeatsItsQuestions) {
+    const ToolResult result = runAt({call("GetChildren n2", "ok n3,x"), lost("GetNodeType n3"),
+                                     call("GetNodeType n3", "ok 0 0"),
+                                     call("GetNodeTypeStr n3", "ok folder"), awaitClose},
+                                    folder_, {"ls", "-l", "id=n2"});
+    EXPECT_EQ("folder\t-\t-\tn3\tx\n", result.output) << result.errors;
+}
+
 TEST_F(ToolTest, WhatMayHaveBeenDoneIsAskedForFirst) {
     const Script made =
         wayToNothing + Script{lost("CreateNode n0 \"x\" 0 folder"),

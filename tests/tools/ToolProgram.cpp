@@ -90,6 +90,10 @@ void ToolTest::serve(int minor) {
     options.listen = host_;
     options.protocolMinor = minor;
     options.sync = DevSync::None; // no test cuts the power
+    options.verbose = true;
+    options.log = [this](const std::string& line) {
+        connected_ += line.find("Connected: ") != std::string::npos ? 1 : 0;
+    };
     server_ = std::make_unique<DevServer>(options);
 }
 

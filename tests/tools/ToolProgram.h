@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <atomic>
 #include <memory>
 #include <string>
 #include <vector>
@@ -75,6 +76,7 @@ protected:
     const std::string host_;
     const ScratchDirectory scratch_;
     const std::string folder_;
+    std::atomic<int> connected_{0}; ///< Connections that the server has accepted.
     std::unique_ptr<DevServer> server_;
 };
 

@@ -1,10 +1,9 @@
 #include "tools/report/LibraryError.h"
 
+#include "stream/Failure.h"
+
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <initializer_list>
-#include <iterator>
 
 namespace tool {
 
@@ -19,28 +18,6 @@ bool startsWithAny(const std::string& text, std::initializer_list<const char*> s
                        [&](const char* start) { return startsWith(text, start); });
 }
 
-bool endsWith(const std::string& text, const std::string& end) {
-    return text.size() >= end.size() &&
-           text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
-
-bool isSocketError(const std::string& text) {
-    constexpr int numbers[] = {ECONNRESET,   ECONNREFUSED, ECONNABORTED, EPIPE,     ETIMEDOUT,
-                               EHOSTUNREACH, ENETUNREACH,  ENETDOWN,     ENETRESET, ENOTCONN};
-    return std::any_of(std::begin(numbers), std::end(numbers),
-                       [&](int number) { return text == std::strerror(number); });
-}
-
-bool isConnectionError(const std::string& text) {
-    // A reply that a closed connection cut off leaves no text at all.
-    if (text.empty() || isSocketError(text) || endsWith(text, " command stopped."))
-        return true;
-    return startsWithAny(text, {"Can't open connection to host", "Can't open socket for host",
-                                "Unknown host", "Connection closed", "Connection stopped",
-                                "Connection not established", "Cannot read data on socket",
-                                "Not connected.", "Operation aborted."});
-}
-
 bool isOwnText(const std::string& text) {
     return startsWithAny(text, {"Unable to read frame: Supplied", "Unable to write frame: Supplied",
                                 "Child node index out of range", "Cannot allocate",
@@ -53,7 +30,8 @@ bool isOwnText(const std::string& text) {
 } // namespace
 
 Status statusOfLibraryError(const std::string& text) {
-    if (isConnectionError(text))
+    const lantrix::Failure::Kind kind = lantrix::Failure::of(text).kind;
+    if (kind == lantrix::Failure::Kind::Connection || kind == lantrix::Failure::Kind::Stopped)
         return Status::NoConnection;
     if (startsWith(text, "Frame index out of range") ||
         startsWith(text, "Metadata stream index out of range"))

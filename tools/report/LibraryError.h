@@ -1,4 +1,5 @@
-// The one place where texts of the library's lastError() are sorted into exit statuses.
+// Where texts of the library's lastError() are sorted into exit statuses, beyond the kinds that
+// stream/ tells apart.
 // Plain text; has no failures.
 #ifndef TOOLS_REPORT_LIBRARYERROR_H
 #define TOOLS_REPORT_LIBRARYERROR_H

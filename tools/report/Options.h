@@ -24,6 +24,7 @@ struct Options {
     std::optional<double> timeout; ///< Seconds that one request may take; 0: as long as it takes.
     int retries = 3;               ///< How often a request is repeated whose connection failed.
     int workers = 1;
+    std::optional<int> connections; ///< To one server at once; what suits the verb unless given.
 };
 
 /// The options of a verb that only asks: somebody waits, so that each request has a limit of a

@@ -66,10 +66,15 @@ Failure CallWatch::failure(const std::string& host, Port port, const std::string
     } else if (error.empty()) {
         error = "the server closed the connection";
     }
+    return serverFailure(status, host, port, doing, error);
+}
+
+Failure serverFailure(Status status, const std::string& host, Port port, const std::string& doing,
+                      const std::string& reason) {
     const int number = static_cast<int>(port);
-    Failure failure(status,
-                    "can't " + doing + " on " + host + ":" + std::to_string(number) + ": " + error);
-    failure.with("host", host).with("port", number).with("reason", error);
+    Failure failure(status, "can't " + doing + " on " + host + ":" + std::to_string(number) + ": " +
+                                reason);
+    failure.with("host", host).with("port", number).with("reason", reason);
     return failure;
 }
 

@@ -24,6 +24,10 @@ namespace tool {
 /// The server's two ports, for what a failure tells.
 enum class Port { Commands = rcProtocol::commandPort, Frames = rcProtocol::framePort };
 
+/// The failure of what was being done on a server, for the reason that it or the library gave.
+[[nodiscard]] Failure serverFailure(Status status, const std::string& host, Port port,
+                                    const std::string& doing, const std::string& reason);
+
 /// Whether a signal that asked for the end ends calls. What undoes something goes on.
 enum class AtInterrupt { End, GoOn };
 

@@ -38,6 +38,10 @@ bool wasInterrupted() {
     return interrupted.load();
 }
 
+const std::atomic<bool>& interruptFlag() {
+    return interrupted;
+}
+
 void wake(pthread_t thread) {
     ::pthread_kill(thread, SIGURG);
 }

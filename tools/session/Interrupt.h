@@ -3,6 +3,8 @@
 #ifndef TOOLS_SESSION_INTERRUPT_H
 #define TOOLS_SESSION_INTERRUPT_H
 
+#include <atomic>
+
 #include <pthread.h>
 
 namespace tool {
@@ -12,6 +14,8 @@ namespace tool {
 void catchInterrupts();
 /// True once a signal has asked for the end.
 [[nodiscard]] bool wasInterrupted();
+/// The same as a flag, for pools to watch.
+[[nodiscard]] const std::atomic<bool>& interruptFlag();
 /// Ends the thread's wait for a descriptor, if it is in one, by a signal that does nothing else.
 void wake(pthread_t thread);
 

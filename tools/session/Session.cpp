@@ -5,6 +5,7 @@
 #include "tools/report/PrintableText.h"
 #include "tools/session/CallWatch.h"
 #include "tools/session/HostAliases.h"
+#include "tools/session/Interrupt.h"
 #include "tools/session/TraceRelay.h"
 
 #include <cstdio>
@@ -45,7 +46,7 @@ std::string Session::endpoint() const {
 void Session::retry(const std::function<void()>& step) {
     if (isRetrying_)
         return step();
-    const lantrix::Retries retries{static_cast<unsigned>(options_.retries), firstPause};
+    const lantrix::Retries retries = this->retries();
     watch_->startLimit();
     const Flag retrying(isRetrying_);
     for (unsigned failures = 0;; ++failures) {
@@ -55,7 +56,7 @@ void Session::retry(const std::function<void()>& step) {
             if (failure.status() != Status::NoConnection || failures == retries.count)
                 throw;
             const std::chrono::milliseconds pause = retries.pause(failures);
-            announceRetry(failure, pause);
+            announceRetry(failure.what(), pause);
             if (!watch_->rest(pause))
                 throw watch_->isInterrupted() ? Failure(Status::Interrupted, "interrupted")
                                               : failure;
@@ -63,11 +64,15 @@ void Session::retry(const std::function<void()>& step) {
     }
 }
 
-void Session::announceRetry(const Failure& failure, std::chrono::milliseconds pause) const {
+lantrix::Retries Session::retries() const {
+    return {static_cast<unsigned>(options_.retries), firstPause};
+}
+
+void Session::announceRetry(const std::string& reason, std::chrono::milliseconds pause) const {
     if (options_.verbose || options_.trace) {
         const std::chrono::duration<double> seconds = pause;
-        std::fprintf(stderr, "lantrix: %s; tried again in %s s\n",
-                     printableText(failure.what()).c_str(), shortNumber(seconds.count()).c_str());
+        std::fprintf(stderr, "lantrix: %s; tried again in %s s\n", printableText(reason).c_str(),
+                     shortNumber(seconds.count()).c_str());
     }
 }
 
@@ -84,11 +89,43 @@ void Session::endCall(bool succeeded, const std::string& doing, Port port) {
 }
 
 Failure Session::callFailure(const std::string& doing, Port port) {
-    std::string error = server_->lastError();
-    if (relay_ && statusOfLibraryError(error) == Status::NoConnection &&
-        !relay_->connectError().empty())
-        error = relay_->connectError(); // the library has only reached the relay
-    return watch_->failure(host_, port, doing, error);
+    return watch_->failure(host_, port, doing, reasonOf(server_->lastError()));
+}
+
+// The library may only have reached the relay.
+std::string Session::reasonOf(const std::string& error) const {
+    const bool isRelays = relay_ && statusOfLibraryError(error) == Status::NoConnection &&
+                          !relay_->connectError().empty();
+    return isRelays ? relay_->connectError() : error;
+}
+
+Failure Session::failureOf(const std::string& doing, const lantrix::Failure& failure,
+                           Port port) const {
+    if (failure.kind == lantrix::Failure::Kind::Stopped)
+        return {Status::Interrupted, "interrupted"};
+    const bool isRefused = failure.kind == lantrix::Failure::Kind::Refused;
+    return serverFailure(isRefused ? statusOfLibraryError(failure.text) : Status::NoConnection,
+                         host_, port, doing, reasonOf(failure.text));
+}
+
+std::string Session::target() const {
+    return relay_ ? relay_->address() : aliasedHost(host_);
+}
+
+// The relay of a trace passes one connection on at a time.
+lantrix::PoolOptions Session::poolOptions() {
+    lantrix::PoolOptions pool;
+    pool.connections = relay_ ? 1U : static_cast<unsigned>(options_.connections.value_or(8));
+    pool.cancelFlag = &interruptFlag();
+    pool.retries = retries();
+    pool.retrying = [this](const lantrix::Failure& failure, std::chrono::milliseconds pause) {
+        announceRetry(failure.text, pause);
+    };
+    pool.timeLimit = std::chrono::duration_cast<std::chrono::milliseconds>(
+        std::chrono::duration<double>(options_.timeout.value_or(0)));
+    pool.wake = wake;
+    pool.first = server_.get();
+    return pool;
 }
 
 LantrixNodeHandle Session::root() {
@@ -122,9 +159,12 @@ std::vector<std::string> Session::streamNames(const LantrixNodeHandle& node) {
 }
 
 Failure Session::noSuchNode(const LantrixNodeHandle& node) {
-    const std::string id = node.getNodeId().id();
-    return Failure(Status::NodeNotFound, "there is no node with the id '" + id + "' on " +
-                                             endpoint() + ": " + server_->lastError())
+    return noSuchNode(node.getNodeId().id(), server_->lastError());
+}
+
+Failure Session::noSuchNode(const std::string& id, const std::string& reason) const {
+    return Failure(Status::NodeNotFound,
+                   "there is no node with the id '" + id + "' on " + endpoint() + ": " + reason)
         .with("host", host_)
         .with("port", static_cast<int>(Port::Commands))
         .with("missing", id);

@@ -7,7 +7,7 @@
 #define TOOLS_SESSION_SESSION_H
 
 #include "lantrix/LantrixClientAPI.h"
-#include "stream/Work.h"
+#include "stream/Pool.h"
 #include "tools/report/Failure.h"
 #include "tools/report/Options.h"
 #include "tools/session/CallWatch.h"
@@ -33,6 +33,10 @@ public:
 
     [[nodiscard]] const std::string& host() const { return host_; }
     [[nodiscard]] const Options& options() const { return options_; }
+    /// The host that connections are made to: that of the relay, with --trace.
+    [[nodiscard]] std::string target() const;
+    /// For a pool on that host, whose first connection is this session's; it ends at Ctrl-C, too.
+    [[nodiscard]] lantrix::PoolOptions poolOptions();
     /// Host and port, for messages.
     [[nodiscard]] std::string endpoint() const;
     [[nodiscard]] LantrixServerHandle& server() { return *server_; }
@@ -71,6 +75,10 @@ public:
     [[nodiscard]] int protocol();
     /// The failure of an operation on a node that the server does not have.
     [[nodiscard]] Failure noSuchNode(const LantrixNodeHandle& node);
+    [[nodiscard]] Failure noSuchNode(const std::string& id, const std::string& reason) const;
+    /// What has failed in a pool.
+    [[nodiscard]] Failure failureOf(const std::string& doing, const lantrix::Failure& failure,
+                                    Port port = Port::Commands) const;
     /// The failure of the last call.
     [[nodiscard]] Failure callFailure(const std::string& doing, Port port);
 
@@ -81,7 +89,9 @@ private:
         endCall(operation(), doing, port);
     }
     void retry(const std::function<void()>& step);
-    void announceRetry(const Failure& failure, std::chrono::milliseconds pause) const;
+    void announceRetry(const std::string& reason, std::chrono::milliseconds pause) const;
+    [[nodiscard]] lantrix::Retries retries() const;
+    [[nodiscard]] std::string reasonOf(const std::string& error) const;
     void beginCall();
     void endCall(bool succeeded, const std::string& doing, Port port);
 

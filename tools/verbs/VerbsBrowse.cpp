@@ -3,6 +3,7 @@
 #include "tools/report/Json.h"
 #include "tools/report/NumberText.h"
 #include "tools/report/PrintableText.h"
+#include "tools/report/Troubles.h"
 #include "tools/session/TreeWalk.h"
 #include "tools/verbs/AddVerb.h"
 #include "tools/verbs/FrameOptions.h"
@@ -42,21 +43,25 @@ struct TreeArguments {
 
 class Tree {
 public:
-    Tree(Session& session, Troubles& troubles, int depth)
-        : walk_(session, troubles), depth_(depth) {}
+    Tree(Session& session, Troubles& troubles, const std::vector<FoundNode>& children, int depth)
+        : troubles_(troubles), walk_(session, children, optionsOf(depth)) {}
 
-    Json draw(const FoundNode& node, int level = 1, const std::string& indent = "") {
+    /// The next nodes of the walk, as many as there are in a folder, with all below.
+    Json draw(std::size_t count, const std::string& indent = "") {
         Json below = Json::array();
-        if (level > depth_)
-            return below;
-        const std::vector<FoundNode> children = walk_.children(node, level);
-        for (const FoundNode& child : children) {
-            const bool isLast = &child == &children.back();
-            const std::string name = child.address.name();
+        for (std::size_t i = 1; i <= count; ++i) {
+            const std::optional<VisitedNode> visited = walk_.next();
+            if (!visited)
+                break;
+            if (visited->failure)
+                troubles_.attempt([&] { throw *visited->failure; });
+            const bool isLast = i == count;
+            const std::string name = visited->address.name();
             lines_ += indent + (isLast ? "└── " : "├── ") + printableText(name) + "\n";
             ++count_;
-            below.push_back({{"name", name}, {"id", child.handle.getNodeId().id()}});
-            below.back()["children"] = draw(child, level + 1, indent + (isLast ? "    " : "│   "));
+            below.push_back({{"name", name}, {"id", visited->node.id}});
+            below.back()["children"] = draw(static_cast<std::size_t>(visited->node.children),
+                                            indent + (isLast ? "    " : "│   "));
         }
         return below;
     }
@@ -64,8 +69,14 @@ public:
     [[nodiscard]] std::size_t count() const { return count_; }
 
 private:
+    static lantrix::WalkOptions optionsOf(int depth) {
+        lantrix::WalkOptions options;
+        options.depth = depth - 1; // the first level is known
+        return options;
+    }
+
+    Troubles& troubles_;
     TreeWalk walk_;
-    const int depth_;
     std::string lines_;
     std::size_t count_ = 0;
 };
@@ -74,8 +85,9 @@ void runTree(Context& context, const TreeArguments& arguments) {
     const Address address = parseAddress(arguments.address, context.options.host);
     Session session(browsingOptions(context.options), address.host);
     Troubles troubles(context.output);
-    Tree tree(session, troubles, arguments.depth);
-    const Json children = tree.draw({address, findNode(session, address)});
+    const std::vector<FoundNode> nodes = childrenOf(session, {address, findNode(session, address)});
+    Tree tree(session, troubles, nodes, arguments.depth);
+    const Json children = tree.draw(nodes.size());
     context.output.text(
         address.text() + "\n" + tree.lines(),
         {{"path", address.path()}, {"nodes", tree.count()}, {"children", children}});
@@ -127,27 +139,32 @@ public:
 
     void run(const Address& address) {
         Session session(browsingOptions(context_.options), address.host);
-        for (const FoundNode& top : findNodes(session, address)) {
-            take(session, top);
-            TreeWalk(session, troubles_)
-                .visitBelow(
-                    top, [&](const FoundNode& node, const std::string&) { take(session, node); });
-        }
+        lantrix::WalkOptions asked;
+        asked.kinds = !arguments_.kind.empty();
+        asked.isDescribed = [this](const std::string& name) {
+            return matchesNamePattern(arguments_.name, name);
+        };
+        TreeWalk walk(session, findNodes(session, address), asked);
+        while (const std::optional<VisitedNode> visited = walk.next())
+            take(*visited);
         show();
         troubles_.finish();
     }
 
 private:
-    void take(Session& session, const FoundNode& node) {
-        bool isWanted = matchesNamePattern(arguments_.name, node.address.name());
-        if (isWanted && !arguments_.kind.empty())
-            troubles_.attempt(
-                [&] { isWanted = session.isClip(node.handle) == (arguments_.kind == "clip"); });
+    void take(const VisitedNode& visited) {
+        if (visited.failure && visited.node.depth == 0 && visited.isMissing())
+            throw *visited.failure; // what was asked for
+        if (visited.failure)
+            troubles_.attempt([&] { throw *visited.failure; });
+        const bool isWanted =
+            matchesNamePattern(arguments_.name, visited.address.name()) &&
+            (arguments_.kind.empty() || visited.node.isClip == (arguments_.kind == "clip"));
         if (!isWanted)
             return;
-        rows_.push_back({{"path", node.address.path()}});
+        rows_.push_back({{"path", visited.address.path()}});
         if (context_.options.json)
-            rows_.back()["id"] = node.handle.getNodeId().id();
+            rows_.back()["id"] = visited.node.id;
     }
     void show() {
         if (!arguments_.print0) {
@@ -177,28 +194,46 @@ struct DuArguments {
     bool human = false;
 };
 
-Json diskUse(Session& session, Troubles& troubles, const FoundNode& top, bool human) {
-    long long clips = 0;
-    long long frames = 0;
+struct Use {
+    Address top;
     long long bytes = 0;
-    const auto count = [&](const FoundNode& node) {
-        troubles.attempt([&] {
-            if (!session.isClip(node.handle))
-                return;
-            ++clips;
-            const int held = session.countFrames(node.handle);
-            frames += held;
-            bytes += 1LL * held * session.format(node.handle).frameBufferSize();
-        });
-    };
-    TreeWalk(session, troubles).visitBelow(top, [&](const FoundNode& node, const std::string&) {
-        count(node);
-    });
-    count(top);
-    Json row = {
-        {"bytes", bytes}, {"frames", frames}, {"clips", clips}, {"path", top.address.path()}};
+    long long frames = 0;
+    long long clips = 0;
+
+    void count(const lantrix::WalkedNode& node) {
+        if (!node.isClip)
+            return;
+        ++clips;
+        frames += node.frames;
+        bytes += node.format ? 1LL * node.frames * node.format->frameBufferSize() : 0;
+    }
+};
+
+// What lies below each of the nodes, counted on one walk over all.
+std::vector<Use> usesOf(Session& session, Troubles& troubles, const std::vector<FoundNode>& tops) {
+    lantrix::WalkOptions asked;
+    asked.frames = asked.formats = true;
+    std::vector<Use> uses;
+    TreeWalk walk(session, tops, asked);
+    while (const std::optional<VisitedNode> visited = walk.next()) {
+        if (visited->failure)
+            troubles.attempt([&] { throw *visited->failure; });
+        if (visited->node.depth == 0 && visited->isMissing())
+            continue;
+        if (visited->node.depth == 0)
+            uses.push_back({visited->address});
+        uses.back().count(visited->node);
+    }
+    return uses;
+}
+
+Json rowOf(const Use& use, bool human) {
+    Json row = {{"bytes", use.bytes},
+                {"frames", use.frames},
+                {"clips", use.clips},
+                {"path", use.top.path()}};
     if (human)
-        row["bytes"] = byteText(bytes);
+        row["bytes"] = byteText(use.bytes);
     return row;
 }
 
@@ -210,8 +245,8 @@ void runDu(Context& context, const DuArguments& arguments) {
         const Address address = parseAddress(text, context.options.host);
         troubles.attempt([&] {
             Session session(browsingOptions(context.options), address.host);
-            for (const FoundNode& top : findNodes(session, address))
-                rows.push_back(diskUse(session, troubles, top, human));
+            for (const Use& use : usesOf(session, troubles, findNodes(session, address)))
+                rows.push_back(rowOf(use, human));
         });
     }
     context.output.table("use", rows);

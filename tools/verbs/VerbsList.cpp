@@ -1,6 +1,7 @@
 // ls: lists of nodes, with what each is.
 #include "image/PixelLayout.h"
 #include "tools/report/Json.h"
+#include "tools/report/Troubles.h"
 #include "tools/session/TreeWalk.h"
 #include "tools/verbs/AddVerb.h"
 #include "tools/verbs/Verbs.h"
@@ -33,11 +34,12 @@ public:
         std::vector<Entry> entries;
         troubles_.attempt([&] {
             Session session(browsingOptions(context_.options), address.host);
-            for (const FoundNode& node : findNodes(session, address))
-                if (node.address.path() != address.path()) // a pattern lists what it matches
-                    entries.push_back(entry(session, node, node.address.name()));
-                else
-                    addChildren(session, node, entries);
+            const std::vector<FoundNode> found = findNodes(session, address);
+            const bool isPattern = found.size() > 1 || found[0].address.path() != address.path();
+            if (isPattern) // lists what it matches
+                addNodes(session, found, Depth::These, entries);
+            else
+                addChildren(session, found[0], entries);
         });
         sort(entries);
         lists_.push_back({address.text(), {}});
@@ -51,51 +53,79 @@ public:
     }
 
 private:
+    enum class Depth { These, AllBelow };
+
     void addChildren(Session& session, const FoundNode& top, std::vector<Entry>& entries) {
-        TreeWalk walk(session, troubles_);
-        const auto visit = [&](const FoundNode& node, const std::string& name) {
-            entries.push_back(entry(session, node, name));
-        };
-        if (arguments_.recursive)
-            walk.visitBelow(top, visit);
-        else
-            for (const FoundNode& child : walk.children(top, 1))
-                visit(child, child.address.name());
-        if (entries.empty() && session.isClip(top.handle)) // as a file lists itself
-            visit(top, session.name(top.handle));
+        const std::vector<FoundNode> children = childrenOf(session, top);
+        addNodes(session, children, arguments_.recursive ? Depth::AllBelow : Depth::These, entries);
+        if (children.empty() && session.isClip(top.handle)) { // as a file lists itself
+            addNodes(session, {top}, Depth::These, entries);
+            setName(entries.back(), session.name(top.handle));
+        }
     }
 
-    Entry entry(Session& session, const FoundNode& node, const std::string& name) {
+    void addNodes(Session& session, const std::vector<FoundNode>& nodes, Depth depth,
+                  std::vector<Entry>& entries) {
+        lantrix::WalkOptions asked;
+        asked.depth = depth == Depth::These ? 0 : asked.depth;
+        asked.kinds = arguments_.isLong;
+        asked.frames = arguments_.isLong || isSortedByNumber();
+        asked.formats = arguments_.isLong || arguments_.sort == "size";
+        if (depth == Depth::These && !asked.frames) { // what is shown is known
+            for (const FoundNode& node : nodes)
+                entries.push_back(
+                    entry(node.address, node.handle.getNodeId().id(), node.address.name()));
+            return;
+        }
+        TreeWalk walk(session, nodes, asked);
+        while (const std::optional<VisitedNode> visited = walk.next())
+            entries.push_back(entry(*visited));
+    }
+
+    [[nodiscard]] bool isSortedByNumber() const {
+        return arguments_.sort == "frames" || arguments_.sort == "size";
+    }
+
+    static void setName(Entry& entry, const std::string& name) {
+        entry.name = name;
+        entry.row["name"] = name;
+    }
+
+    [[nodiscard]] Entry entry(const Address& address, const std::string& id,
+                              const std::string& name) const {
         Entry entry{Json::object(), name};
         if (context_.options.json)
-            entry.row = {{"host", session.host()}, {"path", node.address.path()}};
+            entry.row = {{"host", address.host}, {"path", address.path()}};
         if (arguments_.isLong)
             entry.row.update({{"type", "-"}, {"frames", nullptr}, {"format", nullptr}});
         if (arguments_.isLong || context_.options.json)
-            entry.row["id"] = node.handle.getNodeId().id();
-        entry.row["name"] = name;
-        if (!arguments_.isLong && arguments_.sort != "frames" && arguments_.sort != "size")
-            return entry;
-        const std::string trouble = troubles_.attempt([&] { describe(session, node, entry); });
-        if (!trouble.empty() && arguments_.isLong)
-            entry.row[context_.options.json ? "error" : "format"] = trouble;
+            entry.row["id"] = id;
+        setName(entry, name);
         return entry;
     }
 
-    // What is known before a question fails stays.
-    void describe(Session& session, const FoundNode& node, Entry& entry) const {
-        if (arguments_.isLong)
-            entry.row["type"] = session.typeName(node.handle);
-        if (!session.isClip(node.handle))
-            return;
-        entry.size = session.countFrames(node.handle);
-        if (arguments_.isLong)
-            entry.row["frames"] = entry.size;
-        const LantrixClipFormat format = session.format(node.handle);
+    // What is known of a node that does not tell all of itself stands in its line.
+    Entry entry(const VisitedNode& visited) {
+        using Question = lantrix::WalkedNode::Question;
+        const lantrix::WalkedNode& node = visited.node;
+        Entry line = entry(visited.address, node.id, visited.path);
+        const bool isCounted = node.isClip && node.unanswered != Question::Frames;
+        if (isCounted)
+            line.size = node.frames;
         if (arguments_.sort == "size")
-            entry.size *= format.frameBufferSize();
-        if (arguments_.isLong)
-            entry.row["format"] = image::describeFormat(format);
+            line.size *= node.format ? node.format->frameBufferSize() : 0;
+        if (arguments_.isLong && !node.kind.empty())
+            line.row["type"] = node.kind;
+        if (arguments_.isLong && isCounted)
+            line.row["frames"] = node.frames;
+        if (arguments_.isLong && node.format)
+            line.row["format"] = image::describeFormat(*node.format);
+        if (!visited.failure)
+            return line;
+        const std::string trouble = troubles_.attempt([&] { throw *visited.failure; });
+        if (arguments_.isLong && node.unanswered != Question::Children)
+            line.row[context_.options.json ? "error" : "format"] = trouble;
+        return line;
     }
 
     // Names from the first letter on, numbers from the largest on.
