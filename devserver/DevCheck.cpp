@@ -89,7 +89,7 @@ void Check::checkFrames(const DevFolder& folder, const std::string& node,
             continue;
         const std::string path = "nodes/" + node + "/" + name;
         if (isFrame && lost_ != nullptr) {
-            folder.move(name, *lost_, node + "-" + name);
+            folder.moveBeside(name, *lost_, node + "-" + name);
             tell_(path + " was moved to 'lost': it can't be a frame of this clip.");
         } else if (!isFrame) {
             found(path + " is not a frame of this clip.");

@@ -56,16 +56,20 @@ DevCommandConnection::Next DevCommandConnection::take(std::string_view bytes) {
     }
 }
 
-// A page that a browser shows may have it send anything but the first bytes of what it sends.
+// A page that a browser shows may have it send anything but the first bytes of what it sends, of
+// which it may choose the first word: behind that stands a path, and in a request a number.
 bool DevCommandConnection::beginsAsRequest(std::string_view bytes) {
     constexpr std::string_view starts[] = {"sync ", "async "};
-    constexpr std::size_t longest = 6;
+    constexpr std::string_view signsOfNumber = "-0123456789";
+    constexpr std::size_t longest = 7;
     if (start_.size() == longest)
         return true;
     start_.append(bytes.substr(0, longest - start_.size()));
     return std::any_of(std::begin(starts), std::end(starts), [&](std::string_view start) {
         const std::size_t known = std::min(start.size(), start_.size());
-        return start.substr(0, known) == std::string_view(start_).substr(0, known);
+        return start.substr(0, known) == std::string_view(start_).substr(0, known) &&
+               (start_.size() == known ||
+                signsOfNumber.find(start_[known]) != std::string_view::npos);
     });
 }
 

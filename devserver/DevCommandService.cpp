@@ -2,7 +2,7 @@
 
 #include "devserver/DevArguments.h"
 #include "devserver/DevError.h"
-#include "devserver/DevLimits.h"
+#include "devserver/DevNodeChecks.h"
 #include "devserver/DevText.h"
 #include "devserver/DevTreeNames.h"
 #include "lantrix/LantrixClipFormatFields.h"
@@ -47,11 +47,31 @@ LantrixOS::OsType osOf(DevArguments& arguments, const char* what) {
     return static_cast<LantrixOS::OsType>(number);
 }
 
-// The ids of a clip's frames, as a list.
-std::string frameIds(const Call& call, std::string_view clip, std::size_t count) {
+// What a change of a node takes beside the request: its description is copied and written anew.
+std::size_t descriptionSize(const DevNode& node) {
+    std::size_t size = std::strlen(node.format.metaData());
+    for (const auto& [name, text] : node.streams)
+        size += name.size() + text.size();
+    for (const std::string& path : node.links)
+        size += sizeof path + path.size();
+    return size;
+}
+
+// A list's pieces take more memory than the request has bytes; \p beside is what else is taken.
+std::vector<std::string> chargedList(const Call& call, std::string_view text,
+                                     std::size_t beside = 0) {
+    const auto commas = std::count(text.begin(), text.end(), ',');
+    call.charge(beside + text.size() +
+                (static_cast<std::size_t>(commas) + 1) * sizeof(std::string));
+    return devListOf(text);
+}
+
+// The ids of a clip's frames, as a list; \p beside is what else is taken of memory.
+std::string frameIds(const Call& call, std::string_view clip, std::size_t count,
+                     std::size_t beside = 0) {
     const std::string start = std::string(clip) + "-" + DevTreeNames::frameStart;
     const std::size_t size = count * (start.size() + sizeof "1000000");
-    call.charge(size);
+    call.charge(size + beside);
     std::string list;
     list.reserve(size);
     for (std::size_t index = 0; index < count; ++index) {
@@ -77,7 +97,7 @@ std::string translatePaths(const Call& call) {
     const LantrixOS::OsType source = osOf(call.arguments, "source system");
     (void)call.arguments.quotedWord("destination host");
     const LantrixOS::OsType destination = osOf(call.arguments, "destination system");
-    std::vector<std::string> paths = devListOf(call.arguments.rest());
+    std::vector<std::string> paths = chargedList(call, call.arguments.rest());
     for (std::string& path : paths) {
         if (path.size() < 2 || path.front() != '"' || path.back() != '"')
             throw DevError("The path " + devQuoted(path) + " is not a text in double quotes.");
@@ -153,8 +173,12 @@ std::string allocateFrames(const Call& call) {
     if (count < 0)
         throw DevError("The number of frames is negative.");
     const LantrixClipFormat format = call.arguments.clipFormat();
+    devCheckFrameCount(static_cast<std::size_t>(count));
+    // Before the change: what can't be answered is not done.
+    std::string ids =
+        frameIds(call, id, static_cast<std::size_t>(count), descriptionSize(*call.tree.clip(id)));
     call.tree.allocateFrames(id, static_cast<std::size_t>(count), format);
-    return frameIds(call, id, static_cast<std::size_t>(count));
+    return ids;
 }
 
 std::string getFrames(const Call& call) {
@@ -189,14 +213,17 @@ std::string setFramePaths(const Call& call) {
     (void)behindPaths.number("operating system");
     (void)behindPaths.word("operating system's version");
     const LantrixClipFormat format = behindPaths.clipFormat();
-    std::vector<std::string> paths = devListOf(call.arguments.rest());
+    const std::vector<std::string> paths =
+        chargedList(call, call.arguments.rest(), descriptionSize(*call.tree.clip(id)));
     call.tree.linkFrames(id, paths, format);
     return "";
 }
 
 // An empty tag travels as a word, for the client reads words; the metadata is the rest of the line.
 std::string getClipFormat(const Call& call) {
-    LantrixClipFormat format = call.tree.clip(call.arguments.rest())->format;
+    const DevTree::Node clip = call.tree.clip(call.arguments.rest());
+    call.charge(std::strlen(clip->format.metaData()));
+    LantrixClipFormat format = clip->format;
     format.setFormatTag(orNone(format.formatTag()).c_str());
     format.setMetaDataTag(orNone(format.metaDataTag()).c_str());
     return lantrixClipFormatText(format) + format.metaData();
@@ -236,16 +263,22 @@ std::string getMetaData(const Call& call) {
 std::string setMetaData(const Call& call) {
     const std::string id = call.arguments.word("node's id");
     const std::string stream = call.arguments.word("metadata stream");
-    call.charge(call.arguments.rest().size() * copiesOfText);
+    call.charge(call.arguments.rest().size() * copiesOfText + descriptionSize(*call.tree.node(id)));
     call.tree.setStream(id, stream, call.arguments.escapedText("metadata"));
     return "";
 }
 
 std::string queryMetaDataSupport(const Call& call) {
-    std::vector<std::string> names;
-    for (const auto& [name, text] : call.tree.node(call.arguments.rest())->streams)
-        names.push_back(name);
-    return rcProtocol::joined(names);
+    const DevTree::Node node = call.tree.node(call.arguments.rest());
+    std::size_t size = 0;
+    for (const auto& [name, text] : node->streams)
+        size += name.size() + 1;
+    call.charge(size);
+    std::string list;
+    list.reserve(size);
+    for (const auto& [name, text] : node->streams)
+        rcProtocol::appendItem(list, name);
+    return list;
 }
 
 struct Row {

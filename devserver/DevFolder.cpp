@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <exception>
 #include <memory>
 #include <string_view>
 #include <utility>
@@ -33,6 +34,16 @@ DevDescriptor opened(int descriptor, const std::string& name) {
 struct CloseDirectory {
     void operator()(DIR* directory) const { ::closedir(directory); }
 };
+
+// A list that a failure cuts short must not pass for a whole one: what is missing in it would be
+// taken for lost.
+const dirent* nextEntry(DIR* directory) {
+    errno = 0;
+    const dirent* const entry = ::readdir(directory);
+    if (entry == nullptr && errno != 0)
+        fail("list the folder", ".");
+    return entry;
+}
 
 constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 // Non-blocking, so that a pipe in a file's place can't hold the server up.
@@ -168,6 +179,20 @@ void DevFolder::move(const std::string& name, const DevFolder& target,
         fail("write", targetName);
 }
 
+void DevFolder::moveBeside(const std::string& name, const DevFolder& target,
+                           const std::string& targetName) const {
+    std::string free = targetName;
+    for (int i = 2; target.holds(free); ++i)
+        free = targetName + "." + std::to_string(i);
+    move(name, target, free);
+}
+
+bool DevFolder::holds(const std::string& name) const {
+    struct stat status {};
+    return ::fstatat(descriptor_.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 ||
+           errno != ENOENT;
+}
+
 std::optional<std::uint64_t> DevFolder::fileSize(const std::string& name) const {
     struct stat status {};
     if (::fstatat(descriptor_.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 ||
@@ -201,13 +226,13 @@ void DevFolder::removeAtDepth(const std::string& name, int depth) const {
 }
 
 std::vector<std::string> DevFolder::names() const {
-    const int descriptor = ::openat(descriptor_.get(), ".", folderFlags);
-    const std::unique_ptr<DIR, CloseDirectory> directory(descriptor < 0 ? nullptr
-                                                                        : ::fdopendir(descriptor));
+    DevDescriptor folder = opened(::openat(descriptor_.get(), ".", folderFlags), ".");
+    const std::unique_ptr<DIR, CloseDirectory> directory(::fdopendir(folder.get()));
     if (directory == nullptr)
         fail("list the folder", ".");
+    folder.release();
     std::vector<std::string> names;
-    while (const dirent* const entry = ::readdir(directory.get())) {
+    while (const dirent* const entry = nextEntry(directory.get())) {
         const std::string_view name = entry->d_name;
         if (name != "." && name != "..")
             names.emplace_back(name);
@@ -231,7 +256,7 @@ DevAside::~DevAside() {
         return;
     try {
         parent_.remove(name_);
-    } catch (const DevError&) {
+    } catch (const std::exception&) {
         // What stays aside is removed when the directory is next opened.
     }
 }

@@ -23,6 +23,8 @@ public:
 
     [[nodiscard]] bool isOpen() const { return descriptor_ >= 0; }
     [[nodiscard]] int get() const { return descriptor_; }
+    /// Leaves the closing to somebody else.
+    void release() { descriptor_ = -1; }
 
 private:
     int descriptor_ = -1;
@@ -77,6 +79,11 @@ public:
     /// Renames a file or folder of this folder, in one step, over what \p target has of that name.
     void move(const std::string& name, const DevFolder& target,
               const std::string& targetName) const;
+    /// As move(), under another name where \p target has something of that name.
+    void moveBeside(const std::string& name, const DevFolder& target,
+                    const std::string& targetName) const;
+    /// False only when there is surely nothing of that name.
+    [[nodiscard]] bool holds(const std::string& name) const;
     /// Removes a file, a link, or a folder with all that is in it, unless its folders are deeper
     /// in each other than ours ever are; what is not there is fine.
     void remove(const std::string& name) const;

@@ -10,9 +10,12 @@ namespace {
 void appendEscaped(std::string& line, std::string_view text) {
     constexpr std::string_view cut = "...";
     constexpr std::size_t room = DevLog::longestLine - cut.size();
+    unsigned char previous = 0;
     for (const char c : text) {
         const auto byte = static_cast<unsigned char>(c);
-        const bool isControl = byte < ' ' || byte == 127;
+        // Behind 0xc2 stand those that terminals take for controls in UTF-8.
+        const bool isControl = byte < ' ' || byte == 127 || (previous == 0xc2 && byte < 0xa0);
+        previous = byte;
         const std::string piece = isControl ? coFormatCut(8, "\\x%02x", byte) : std::string(1, c);
         if (line.size() + piece.size() > room) {
             line.append(cut);

@@ -13,7 +13,6 @@
 #include <asio/io_context.hpp>
 #include <asio/ip/tcp.hpp>
 #include <asio/post.hpp>
-#include <asio/steady_timer.hpp>
 
 #include <algorithm>
 #include <chrono>
@@ -115,11 +114,10 @@ private:
     struct Listener {
         Listener(asio::io_context& context, const asio::ip::address& address, unsigned short port,
                  Serve serveConnection, Refusal refusalText)
-            : acceptor(boundAcceptor(context, {address, port})), pause(context),
-              serve(serveConnection), refusal(refusalText) {}
+            : acceptor(boundAcceptor(context, {address, port})), serve(serveConnection),
+              refusal(refusalText) {}
 
         tcp::acceptor acceptor;
-        asio::steady_timer pause;
         const Serve serve;
         const Refusal refusal; // as the connection's clients expect an error
     };
@@ -247,11 +245,8 @@ void DevServer::Impl::accepted(Listener& listener, const std::error_code& error,
     refused_.clear();
     if (cache_.dropFiles())
         return accept(listener);
-    listener.pause.expires_after(acceptPause);
-    listener.pause.async_wait([this, &listener](const std::error_code& cancelled) {
-        if (!cancelled)
-            accept(listener);
-    });
+    std::this_thread::sleep_for(acceptPause);
+    accept(listener);
 }
 
 void DevServer::Impl::startConnection(tcp::socket socket, const Listener& listener) {
@@ -351,7 +346,6 @@ void DevServer::Impl::closeListeners() {
     for (Listener* const listener : {&commandListener_, &frameListener_}) {
         std::error_code ignored;
         listener->acceptor.close(ignored);
-        listener->pause.cancel();
     }
 }
 

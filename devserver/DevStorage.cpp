@@ -61,7 +61,8 @@ DevStorage::DevStorage(const std::string& root, DevSync sync, const DevLog& log)
     for (const std::string& name : unfinished())
         if (const auto number = DevTreeNames::numberIn<std::uint64_t>(name, 'a'))
             asideCount_ = std::max<std::uint64_t>(asideCount_, *number);
-    flush(root_);
+    if (!readOnly_)
+        root_.flush();
 }
 
 void DevStorage::takeDirectory() {
@@ -91,15 +92,15 @@ void DevStorage::openStorage() {
     }
 }
 
+// Seldom, and always flushed: without it the directory is no server's any more.
 void DevStorage::saveStorage(std::uint64_t reserved) const {
     const nlohmann::json storage = {{"storageId", storageId_}, {"nextNode", reserved}};
     const std::string text = storage.dump(2) + "\n";
     DevAsideFile file(root_, storageAsideName);
     file.write(text.data(), text.size());
-    if (sync_ != DevSync::None)
-        file.flush();
+    file.flush();
     file.moveTo(root_, DevTreeNames::storage);
-    flush(root_);
+    root_.flush();
 }
 
 DevStorage::Numbers DevStorage::numbersIn(const DevFolder& folder) {
@@ -236,6 +237,12 @@ void DevStorage::lose(std::uint64_t number) {
     moveNode(number, nodes_, lost_);
 }
 
+void DevStorage::loseRoot() {
+    checkWritable();
+    nodes_.moveBeside(DevTreeNames::folderName(DevTreeNames::rootNumber), lost_, "root");
+    flush(lost_);
+}
+
 void DevStorage::bringBack(std::uint64_t number) {
     moveNode(number, lost_, nodes_);
 }
@@ -243,7 +250,12 @@ void DevStorage::bringBack(std::uint64_t number) {
 void DevStorage::setAside(std::uint64_t number) {
     checkWritable();
     const std::string name = DevTreeNames::folderName(number);
-    nodes_.move(name, aside_, name);
+    try {
+        nodes_.move(name, aside_, name);
+    } catch (const DevError&) {
+        if (nodes_.holds(name)) // else it went with a node above it that is being destroyed too
+            throw;
+    }
 }
 
 void DevStorage::flushAside() const {
@@ -256,9 +268,12 @@ DevAsideFile DevStorage::newFrameFile() {
     return DevAsideFile(aside_, asideName());
 }
 
-void DevStorage::storeFrame(std::uint64_t node, std::size_t index, DevAsideFile& file) {
+void DevStorage::flushFrame(DevAsideFile& file) const {
     if (sync_ == DevSync::All)
         file.flush();
+}
+
+void DevStorage::storeFrame(std::uint64_t node, std::size_t index, DevAsideFile& file) {
     const DevFolder folder = folderOf(node);
     file.moveTo(folder, DevTreeNames::frameName(index));
     if (sync_ == DevSync::All)
@@ -269,8 +284,9 @@ DevDescriptor DevStorage::openFrame(std::uint64_t node, std::size_t index) const
     return folderOf(node).openFile(DevTreeNames::frameName(index));
 }
 
-// What is not a regular file is never served as a frame, and stays where it can't be removed.
+// What is not a regular file was never a frame: whoever put it there may miss it.
 void DevStorage::sweep(std::uint64_t number, const DevNode& node) const {
+    checkWritable();
     const DevFolder folder = folderOf(number);
     const auto frameSize = static_cast<std::uint64_t>(node.format.frameBufferSize());
     for (const std::string& name : folder.names()) {
@@ -281,13 +297,13 @@ void DevStorage::sweep(std::uint64_t number, const DevNode& node) const {
         const bool owned = *index >= node.links.size() && *index < node.frames;
         if (owned && size == frameSize)
             continue;
-        try {
+        if (size) {
             folder.remove(name);
-        } catch (const DevError& error) {
-            if (size)
-                throw;
-            log_(error.what());
+            continue;
         }
+        const std::string lostName = DevTreeNames::folderName(number) + "-" + name;
+        folder.moveBeside(name, lost_, lostName);
+        log_("'" + lostName + "' is not a frame, and was moved to 'lost'.");
     }
     flush(folder);
 }

@@ -52,8 +52,11 @@ public:
     void add(std::uint64_t number, const DevNode& node);
     void save(std::uint64_t number, const DevNode& node);
     void lose(std::uint64_t number);
+    /// Makes room for another root.
+    void loseRoot();
     void bringBack(std::uint64_t number);
-    /// Takes a node away from the others; remove() frees its space later.
+    /// Takes a node away from the others; removeAside() frees its space later. One that is not
+    /// there is fine.
     void setAside(std::uint64_t number);
     /// Makes sure that what was set aside stays there.
     void flushAside() const;
@@ -61,10 +64,13 @@ public:
 
     /// A file to write a frame's new contents to; storeFrame() puts it in its place.
     [[nodiscard]] DevAsideFile newFrameFile();
+    /// Before storeFrame(), and without a lock around it: a frame may take its time.
+    void flushFrame(DevAsideFile& file) const;
     void storeFrame(std::uint64_t node, std::size_t index, DevAsideFile& file);
     /// Not open when the frame was never written.
     [[nodiscard]] DevDescriptor openFrame(std::uint64_t node, std::size_t index) const;
-    /// Removes the files of frames that the clip doesn't have, or has with another size.
+    /// Removes the files of frames that the clip doesn't have, or has with another size; what is
+    /// in a frame's place and is no file goes to "lost".
     void sweep(std::uint64_t number, const DevNode& node) const;
 
 private:

@@ -268,6 +268,7 @@ void DevTree::checkWrite(std::string_view frameId, std::size_t size) const {
 }
 
 void DevTree::commitFrame(std::string_view frameId, DevAsideFile& file, std::size_t size) {
+    storage_.flushFrame(file);
     const std::unique_lock<std::mutex> edit = editing(frame(frameId).key.node);
     const DevFrame written = frame(frameId);
     checkFrameWrite(written, frameId, size);

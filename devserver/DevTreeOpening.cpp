@@ -35,8 +35,11 @@ void DevTree::load() {
     }
     for (const std::uint64_t number : nodes)
         loadNode(number);
-    if (!index_.has(DevTreeNames::rootNumber))
-        throw DevError("Can't read the description of the root node in '" + storage_.path() + "'.");
+    if (!index_.has(DevTreeNames::rootNumber)) {
+        storage_.loseRoot();
+        log_("The root node's folder was moved to 'lost/root': a new one was made.");
+        makeRoot();
+    }
     settleOrphans();
     finishDrops();
 }
@@ -54,7 +57,7 @@ void DevTree::loadNode(std::uint64_t number) {
         DevNode node = storage_.read(number);
         devCheckNode(node);
         index_.add(number, std::make_shared<const DevNode>(std::move(node)));
-    } catch (const DevError& error) {
+    } catch (const std::exception& error) { // a lack of memory, too
         log_("The node '" + DevTreeNames::folderName(number) + "' is left out: " + error.what());
     }
 }

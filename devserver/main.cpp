@@ -103,7 +103,9 @@ void addAnswerOptions(CLI::App& program, DevServerOptions& options) {
 bool check(const std::string& root, Mode mode) {
     const DevTell tell = [](const std::string& line) { std::cout << line << std::endl; };
     const std::size_t findings = mode == Mode::Check ? devCheck(root, tell) : devRepair(root, tell);
-    std::cout << (findings == 0 ? "Nothing is wrong." : std::to_string(findings) + " findings.")
+    std::cout << (findings == 0
+                      ? "Nothing is wrong."
+                      : std::to_string(findings) + (findings == 1 ? " finding." : " findings."))
               << std::endl;
     return findings == 0;
 }
@@ -123,15 +125,15 @@ void endWithinASecond() {
 // Serves until a signal arrives or a client asks for the end.
 void serve(DevServerOptions options) {
     asio::io_context context;
-    std::signal(SIGINT, endNow); // while it starts
+    std::signal(SIGINT, endNow); // while it starts, and while nobody reads that it is ready
     std::signal(SIGTERM, endNow);
     options.log = DevLogWriter(STDERR_FILENO, "lantrixd: ");
     options.shutdownRequested = [&context] { context.stop(); };
     DevServer server(options);
-    asio::signal_set signals(context, SIGINT, SIGTERM);
-    signals.async_wait([](const std::error_code&, int) {});
     std::cout << "lantrixd is ready on " << options.listen << ", ports " << DevServer::commandPort
               << " and " << DevServer::framePort << ", with " << options.root << std::endl;
+    asio::signal_set signals(context, SIGINT, SIGTERM);
+    signals.async_wait([](const std::error_code&, int) {});
     context.run();
     endWithinASecond();
     server.stop();

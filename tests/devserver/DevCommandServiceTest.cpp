@@ -73,6 +73,10 @@ TEST_F(DevCommandServiceTest, BadRequestsSayWhatIsWrong) {
         {"CreateNode", "n1 \"\" 0 y", "A node needs a name."},
         {"CreateNode", "n1 \"" + std::string(1024, 'a') + "\" 0 y",
          "The node's name is longer than 1023 bytes."},
+        {"CreateNode", "n1 \"a\" 0 " + std::string(1024, 't'),
+         "The node's type is longer than 1023 bytes."},
+        {"SetMetaData", "n2 " + std::string(1024, 's') + " \"\"",
+         "The metadata stream name is longer than 1023 bytes."},
         {"CreateNode", "n1 \"a/b\" 0 y",
          "The name 'a/b' holds a comma, a slash or a line feed, which lists and paths can't "
          "carry."},

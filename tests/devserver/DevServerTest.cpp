@@ -9,6 +9,10 @@
 #include <deque>
 #include <future>
 #include <mutex>
+#include <thread>
+
+#include <netinet/in.h>
+#include <sys/socket.h>
 
 namespace {
 
@@ -87,6 +91,35 @@ TEST_F(DevServerTest, AsynchronousRequestsHaveNoReply) {
     CommandClient client("127.0.0.128");
     client.send("async 0 CreateNode n0 \"made\" 0 t\nasync 0 Nothing \nsomething else\n");
     EXPECT_EQ(client("GetChildren n0"), "ok n1,Reel,n3,made");
+    EXPECT_TRUE(isLogged(" connections at once."));
+    int kept = 0; // alive, of the sockets that the server has accepted
+    for (int descriptor = 0; descriptor < 1024; ++descriptor) {
+        sockaddr_in address{};
+        socklen_t size = sizeof address;
+        ::getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &size);
+        int keepsAlive = 0;
+        size = sizeof keepsAlive;
+        ::getsockopt(descriptor, SOL_SOCKET, SO_KEEPALIVE, &keepsAlive, &size);
+        kept += ntohs(address.sin_port) == DevServer::commandPort && keepsAlive != 0 ? 1 : 0;
+    }
+    EXPECT_EQ(kept, 1);
+}
+
+TEST_F(DevServerTest, PortsListenWhenTheTreeIsThere) {
+    DevServerOptions served = options("127.0.0.144");
+    DevServer(served).stop();
+    served.clips.clear();
+    writeFile(scratch_ / "root/nodes/n2/node.json", "");
+    std::error_code whileItStarts;
+    served.log = [&](const std::string& line) {
+        asio::io_context context;
+        if (line.find("is left out") != std::string::npos)
+            asio::ip::tcp::socket(context).connect(
+                {asio::ip::make_address(served.listen), DevServer::commandPort}, whileItStarts);
+    };
+    const DevServer server(served);
+    EXPECT_EQ(whileItStarts, asio::error::connection_refused);
+    EXPECT_EQ(CommandClient(served.listen)("Ping "), "ok ");
 }
 
 TEST_F(DevServerTest, LinesHaveABoundThatTheErrorNames) {
@@ -101,7 +134,8 @@ TEST_F(DevServerTest, LinesHaveABoundThatTheErrorNames) {
 
 TEST_F(DevServerTest, WhatAWebPageSendsIsNotCarriedOut) {
     const DevServer server(options("127.0.0.140"));
-    for (const std::string head : {"POST / HTTP/1.1\r\n\r\n", "P", "synch 0 ", "\n"}) {
+    for (const std::string head :
+         {"POST / HTTP/1.1\r\n\r\n", "P", "synch 0 ", "\n", "sync / HTTP/1.1\r\n\r\n", "async /"}) {
         CommandClient page("127.0.0.140");
         page.send(head);
         EXPECT_TRUE(page.isClosed());
@@ -137,7 +171,35 @@ TEST_F(DevServerTest, MemoryOfRequestsAndRepliesIsBounded) {
     EXPECT_EQ(another("Ping " + std::string(1900000, 'x')), problem);
     EXPECT_TRUE(another.isClosed());
     unfinished.close(/*abortive=*/false);
-    EXPECT_EQ(client("GetFrames n2").size(), 888892U);
+    EXPECT_EQ(client("GetFrames n2").size(), 79892U); // nothing was changed
+    EXPECT_EQ(client("AllocateFrames n2 90000 1 1 8 1 1 1 30 t 4 m \"\"").size(), 888892U);
+}
+
+TEST_F(DevServerTest, EachRequestIsChargedForWhatItTakes) {
+    DevServerOptions bounded = options("127.0.0.145");
+    const std::string longName(1000, 'x'), text(100000, 'x');
+    {
+        const DevServer server(bounded);
+        CommandClient client("127.0.0.145");
+        for (int i = 0; i < 100; ++i) {
+            client.value("CreateNode n1 \"" + longName + "\" 0 t");
+            client.value("SetMetaData n1 " + longName + std::to_string(i) + " \"\"");
+        }
+        client.value("SetMetaData n1 s \"" + text + "\"");
+        client.value("AllocateFrames n2 20000 1 1 8 1 1 1 30 t 4 m \"" + text + "\"");
+    }
+    bounded.memoryBytes = 100000;
+    const DevServer server(bounded);
+    CommandClient client("127.0.0.145");
+    for (const std::string request :
+         {"GetChildren n1", "GetMetaData n1 s  0", "QueryMetaDataSupport n1", "GetFrames n2",
+          "GetFramePaths n2 h 0 v", "GetClipFormat n2", "SetMetaData n1 s \"\"",
+          "AllocateFrames n2 1 1 1 8 1 1 1 30 t 4 m \"\"",
+          "SetFramePaths n2 / h 0 v 1 1 8 1 1 1 30 t 4 m \"\""})
+        EXPECT_EQ(client(request).substr(0, 30), "error Requests and replies may") << request;
+    EXPECT_EQ(client("TranslatePaths \"\" 0 \"\" 0 " + std::string(9000, ',')).substr(0, 30),
+              "error Requests and replies may");
+    EXPECT_EQ(client("GetNodeType n2"), "ok 1 0");
 }
 
 TEST_F(DevServerTest, SilentConnectionsEndAndNoAddressTakesThemAll) {
@@ -147,7 +209,7 @@ TEST_F(DevServerTest, SilentConnectionsEndAndNoAddressTakesThemAll) {
     const DevServer server(strict);
     CommandClient command("127.0.0.142");
     FrameClient frame("127.0.0.142");
-    EXPECT_EQ(command("Ping "), "ok ");
+    command.value(allocate_);
     const std::string problem = "The address 127.0.0.1 has 2 connections already, which is its "
                                 "share: this one is refused.";
     EXPECT_EQ(CommandClient("127.0.0.142").receiveUntil('\n'), "error " + problem);
@@ -161,6 +223,13 @@ TEST_F(DevServerTest, SilentConnectionsEndAndNoAddressTakesThemAll) {
     EXPECT_TRUE(command.isClosed()); // after a second
     EXPECT_TRUE(frame.isClosed());
     EXPECT_EQ(CommandClient("127.0.0.142")("Ping "), "ok ");
+    FrameClient unread("127.0.0.142");
+    std::string reads;
+    for (int i = 0; i < 10; ++i)
+        reads += frameRequest("ReadFrame", "n2-f0", "4194304");
+    unread.send(reads);
+    std::this_thread::sleep_for(std::chrono::seconds(3));
+    EXPECT_LT(unread.receive(10 * 4194305).size(), 10U * 4194305);
 }
 
 TEST_F(DevServerTest, ShutdownIsAnsweredBeforeTheEnd) {

@@ -84,6 +84,8 @@ TEST_F(DevTreeTest, EverythingIsThereAfterReopening) {
     const std::string name = "\xc3\xbc \"quoted\" \xff no UTF-8"; // valid, and not
     const std::string folder = tree_->createNode(DevTree::rootId(), name, DevNode::Plain, "folder");
     tree_->setStream(clip_, "notes", "line\n\xfe\tline");
+    EXPECT_NE(contentsOf(file("node.json")).find("{\n        \"base64\": \"bGluZQr+CWxpbmU=\""),
+              std::string::npos);
     write(1, "abcd");
     const std::string storage = tree_->storageId();
 
@@ -119,6 +121,19 @@ TEST_F(DevTreeTest, WhatAKillLeftUnfinishedIsMended) {
     EXPECT_FALSE(std::filesystem::exists(root_ + "/nodes/" + below));
     EXPECT_TRUE(std::filesystem::exists(root_ + "/nodes/" + broken)); // somebody may repair it
     EXPECT_TRUE(std::filesystem::is_empty(root_ + "/lost"));
+    EXPECT_EQ(log().substr(0, 16), "The node '" + broken + "' is");
+}
+
+TEST_F(DevTreeTest, TwoDestructionsOfOneSubtreeDoNotDisturbEachOther) {
+    const std::string parent = tree_->createNode(DevTree::rootId(), "p", DevNode::Plain, "");
+    const std::string child = tree_->createNode(parent, "c", DevNode::Plain, "");
+    const std::string other = tree_->createNode(parent, "o", DevNode::Plain, "");
+    std::filesystem::rename(root_ + "/nodes/" + child, root_ + "/aside/" + child); // the other's
+    tree_->destroyNode(parent);
+    tree_->awaitRemovals();
+    EXPECT_EQ(log(), "");
+    EXPECT_TRUE(std::filesystem::is_empty(root_ + "/aside"));
+    EXPECT_FALSE(std::filesystem::exists(root_ + "/nodes/" + other));
 }
 
 TEST_F(DevTreeTest, WhatLosesItsParentIsKeptAndReturnsWithIt) {
@@ -236,6 +251,10 @@ TEST_F(DevTreeTest, CheckTellsWhatRepairMends) {
     EXPECT_TRUE(std::filesystem::exists(root_ + "/aside/a9"));
     EXPECT_EQ(devRepair(root_, tell), 3U); // they are in "lost"
     EXPECT_EQ(contentsOf(root_ + "/lost/" + clip_ + "-f0"), "abc");
+    writeFile(file("f0"), "ab");
+    EXPECT_EQ(devRepair(root_, tell), 4U);
+    EXPECT_EQ(contentsOf(root_ + "/lost/" + clip_ + "-f0"), "abc");
+    EXPECT_EQ(contentsOf(root_ + "/lost/" + clip_ + "-f0.2"), "ab");
     open();
     EXPECT_EQ(read(0) + read(1), "");
     EXPECT_EQ(errorOf([&] { devCheck(scratch_ / "", tell); }),
@@ -271,7 +290,7 @@ TEST_F(DevTreeTest, BadThingsOnTheDiskLeaveTheRestServed) {
     EXPECT_EQ(read(0), "abcd");
     write(2, "wxyz");
     tree_->allocateFrames(clip_, 1, formatOf(4));
-    EXPECT_FALSE(std::filesystem::exists(file("f1")));
+    EXPECT_TRUE(std::filesystem::exists(root_ + "/lost/" + clip_ + "-f1/folder"));
 }
 
 TEST_F(DevTreeTest, ATreeThatCannotBeWrittenIsServedReadOnly) {
