@@ -130,29 +130,28 @@ std::string frameOf(std::uint32_t sequence) {
     return frame;
 }
 
-/// Folders below the root with a clip in each, made, given frames and destroyed one after the
-/// other.
+/// Folders below the root with a clip in each: made, given frames and destroyed.
 class Folders {
 public:
-    /// Makes the next change; true when the server has acknowledged it.
-    bool change(CommandClient& client, std::uint32_t sequence) {
-        const std::string name = "k" + std::to_string(sequence / 4);
-        std::string made;
-        std::string request;
+    /// Makes one change of four kinds, if there is what it takes; true when it is acknowledged.
+    bool change(CommandClient& client, unsigned kind, unsigned frames) {
+        std::string made, request;
         tried_ = known_;
-        if (sequence % 4 == 0) {
-            made = name;
-            request = "CreateNode n0 \"" + name + "\" 0 t";
-            tried_[name] = -1;
-        } else if (sequence % 4 == 1 && known_.count(name) != 0) {
-            made = name + "/c";
-            request = "CreateNode " + ids_[name] + " \"c\" 1 t";
-            tried_[name] = 0;
-        } else if (sequence % 4 == 2 && ids_.count(name + "/c") != 0) {
-            tried_[name] = static_cast<int>(1 + sequence % 500);
-            request = "AllocateFrames " + ids_[name + "/c"] + " " + std::to_string(tried_[name]) +
+        const auto newest = known_.find(newest_);
+        const int held = newest != known_.end() ? newest->second : -2;
+        if (kind == 0) {
+            made = newest_ = "k" + std::to_string(++count_);
+            request = "CreateNode n0 \"" + made + "\" 0 t";
+            tried_[made] = -1;
+        } else if (kind == 1 && held == -1) {
+            made = newest_ + "/c";
+            request = "CreateNode " + ids_[newest_] + " \"c\" 1 t";
+            tried_[newest_] = 0;
+        } else if (kind == 2 && held >= 0) {
+            request = "AllocateFrames " + ids_[newest_ + "/c"] + " " + std::to_string(frames) +
                       " 1 1 8 1 1 1 30 t 4 m \"\"";
-        } else if (sequence % 4 == 3 && known_.size() > 2) {
+            tried_[newest_] = static_cast<int>(frames);
+        } else if (kind == 3 && known_.size() > 2) {
             request = "DestroyNode " + ids_[known_.begin()->first];
             tried_.erase(known_.begin()->first);
         }
@@ -196,6 +195,8 @@ private:
 
     std::map<std::string, int> known_, tried_; // the number of frames, -1 without a clip
     std::map<std::string, std::string> ids_;   // of "FOLDER" and "FOLDER/c"
+    std::string newest_;
+    int count_ = 0;
 };
 
 // LANTRIX_KILLS sets the number of moments.
@@ -209,7 +210,7 @@ TEST(LantrixdTest, AKillAtAnyMomentLosesNothingAcknowledged) {
     std::string triedNote, acknowledgedNote;
     Folders folders;
     const char* const asked = std::getenv("LANTRIX_KILLS");
-    const int rounds = asked != nullptr ? std::atoi(asked) : 50;
+    const int rounds = asked != nullptr ? std::atoi(asked) : 40;
     for (int round = 0; round <= rounds; ++round) {
         Lantrixd server(address, scratch / "root");
         CommandClient commands(address);
@@ -231,23 +232,31 @@ TEST(LantrixdTest, AKillAtAnyMomentLosesNothingAcknowledged) {
         acknowledgedNote = note;
         ASSERT_TRUE(folders.areThere(commands)) << "in round " << round;
         ASSERT_TRUE(std::filesystem::is_empty(scratch / "root/lost"));
-        std::thread killer([&, delay = random() % 20000] {
-            std::this_thread::sleep_for(std::chrono::microseconds(delay));
-            server.end(SIGKILL);
-        });
+        std::thread killer; // strikes in a change of any kind, or just behind it
+        unsigned changes = static_cast<unsigned>(random() % 12);
         for (bool alive = true; alive;) {
+            if (changes-- == 0)
+                killer = std::thread([&, delay = random() % 2500] {
+                    std::this_thread::sleep_for(std::chrono::microseconds(delay));
+                    server.end(SIGKILL);
+                });
             const std::size_t index = ++sequence % 4;
-            tried[index] = sequence;
-            frames.send(frameRequest("WriteFrame", "n1-f" + std::to_string(index), "262144") +
-                        frameOf(sequence));
-            if (frames.receive(1) == std::string(1, '\0'))
-                acknowledged[index] = sequence;
-            triedNote = std::to_string(sequence) + std::string(sequence % 5000, 'n');
-            alive = commands("SetMetaData n1 note \"" + triedNote + "\"") == "ok ";
-            if (alive)
-                acknowledgedNote = triedNote;
-            for (std::uint32_t i = 0; alive && i < 4; ++i)
-                alive = folders.change(commands, sequence * 4 + i);
+            const auto kind = static_cast<unsigned>(random() % 6);
+            if (kind < 4) {
+                alive = folders.change(commands, kind, static_cast<unsigned>(random() % 500));
+            } else if (kind == 4) {
+                tried[index] = sequence;
+                frames.send(frameRequest("WriteFrame", "n1-f" + std::to_string(index), "262144") +
+                            frameOf(sequence));
+                alive = frames.receive(1) == std::string(1, '\0');
+                if (alive)
+                    acknowledged[index] = sequence;
+            } else {
+                triedNote = std::to_string(sequence) + std::string(sequence % 5000, 'n');
+                alive = commands("SetMetaData n1 note \"" + triedNote + "\"") == "ok ";
+                if (alive)
+                    acknowledgedNote = triedNote;
+            }
         }
         killer.join();
     }
