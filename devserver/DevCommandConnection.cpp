@@ -60,7 +60,7 @@ DevCommandConnection::Next DevCommandConnection::take(std::string_view bytes) {
 // which it may choose the first word: behind that stands a path, and in a request a number.
 bool DevCommandConnection::beginsAsRequest(std::string_view bytes) {
     constexpr std::string_view starts[] = {"sync ", "async "};
-    constexpr std::string_view signsOfNumber = "-0123456789";
+    constexpr std::string_view signsOfNumber = "-0123456789 "; // or of an empty field
     constexpr std::size_t longest = 7;
     if (start_.size() == longest)
         return true;
