@@ -118,7 +118,7 @@ void endNow(int) {
 // What still runs when the time is up ends with the process.
 void endWithinASecond() {
     std::signal(SIGALRM, endNow);
-    const itimerval almost{{0, 0}, {0, 800000}};
+    const itimerval almost{{0, 0}, {0, 500000}};
     ::setitimer(ITIMER_REAL, &almost, nullptr);
 }
 
