@@ -55,14 +55,14 @@ TEST_F(DevCommandServiceTest, RepliesAreExact) {
         {"GetChildren", "n0", "ok "},
     };
     for (const auto& [method, arguments, expected] : requests)
-        EXPECT_EQ(reply(method, arguments), expected) << method << " " << arguments;
+        EXPECT_EQ(expected, reply(method, arguments)) << method << " " << arguments;
 }
 
 TEST_F(DevCommandServiceTest, BadRequestsSayWhatIsWrong) {
     const std::string longTag(256, 't');
     for (const std::string method : {"GetChildren", "GetFrames", "DestroyNode", "GetClipFormat"})
         for (const std::string id : {"", "n9", "n01", "../n2", "/etc", "n2 "})
-            EXPECT_EQ(reply(method, id), "error There is no node '" + id + "'.");
+            EXPECT_EQ("error There is no node '" + id + "'.", reply(method, id));
     const std::string requests[][3] = {
         {"Nothing", "", "Unknown method 'Nothing'."},
         {"DestroyNode", "n0", "The root node can't be destroyed."},
@@ -97,18 +97,18 @@ TEST_F(DevCommandServiceTest, BadRequestsSayWhatIsWrong) {
         {"TranslatePaths", "\"a\" 5 \"b\" 1 ", "The source system 5 is not from 0 to 4."},
     };
     for (const auto& [method, arguments, error] : requests)
-        EXPECT_EQ(reply(method, arguments), "error " + error) << method << " " << arguments;
-    EXPECT_EQ(reply("GetFrames", "n2"), "ok n2-f0,n2-f1");
+        EXPECT_EQ("error " + error, reply(method, arguments)) << method << " " << arguments;
+    EXPECT_EQ("ok n2-f0,n2-f1", reply("GetFrames", "n2"));
 }
 
 TEST_F(DevCommandServiceTest, LinkedPathsMayHoldBlanksAndQuotes) {
     ScratchDirectory files;
     const std::string path = files / "a \"b\" c";
     writeFile(path, "12345678");
-    EXPECT_EQ(reply("SetFramePaths", "n2 " + path + "," + path + " h 0 v " + format), "ok ");
-    EXPECT_EQ(reply("GetFramePaths", "n2 h 0 v"), "ok " + path + "," + path);
-    EXPECT_EQ(reply("SetFramePaths", "n2  h 0 v " + format), "ok ");
-    EXPECT_EQ(reply("GetFrames", "n2"), "ok ");
+    EXPECT_EQ("ok ", reply("SetFramePaths", "n2 " + path + "," + path + " h 0 v " + format));
+    EXPECT_EQ("ok " + path + "," + path, reply("GetFramePaths", "n2 h 0 v"));
+    EXPECT_EQ("ok ", reply("SetFramePaths", "n2  h 0 v " + format));
+    EXPECT_EQ("ok ", reply("GetFrames", "n2"));
 }
 
 TEST_F(DevCommandServiceTest, OlderServersLackLaterMethods) {
@@ -117,12 +117,12 @@ TEST_F(DevCommandServiceTest, OlderServersLackLaterMethods) {
     for (const auto& [method, minor] : later) {
         const std::string unknown = "error Unknown method '" + std::string(method) + "'.";
         options_.protocolMinor = minor - 1;
-        EXPECT_EQ(reply(method, ""), unknown);
+        EXPECT_EQ(unknown, reply(method, ""));
         options_.protocolMinor = minor;
         EXPECT_NE(reply(method, ""), unknown);
     }
     options_.protocolMinor = 4;
-    EXPECT_EQ(reply("QueryVersion", ""), "ok 2 4");
+    EXPECT_EQ("ok 2 4", reply("QueryVersion", ""));
 }
 
 } // namespace

@@ -53,30 +53,30 @@ private:
 
 TEST_F(DevFrameServiceTest, ReadsMayBeLargerThanTheFrameButNotSmaller) {
     start("127.0.0.120");
-    EXPECT_EQ(client_->read("n1-f0", 9), "");
-    EXPECT_EQ(client_->payload, std::string(9, '\0')); // never written
-    EXPECT_EQ(client_->write("n1-f0", "abcdefgh"), "");
+    EXPECT_EQ("", client_->read("n1-f0", 9));
+    EXPECT_EQ(std::string(9, '\0'), client_->payload); // never written
+    EXPECT_EQ("", client_->write("n1-f0", "abcdefgh"));
     for (int again = 0; again < 2; ++again) { // from disk, then from memory
-        EXPECT_EQ(client_->read("n1-f0", 11), "");
-        EXPECT_EQ(client_->payload, std::string("abcdefgh\0\0\0", 11));
+        EXPECT_EQ("", client_->read("n1-f0", 11));
+        EXPECT_EQ(std::string("abcdefgh\0\0\0", 11), client_->payload);
     }
     awaitLog("ReadFrame: from memory n1-f0");
-    EXPECT_EQ(client_->read("n1-f0", 7), "The frame has 8 bytes, only 7 were to be read.");
-    EXPECT_EQ(client_->write("n1-f0", "ABCDEFGH"), "");
-    EXPECT_EQ(client_->read("n1-f0", 8), "");
-    EXPECT_EQ(client_->payload, "ABCDEFGH"); // and no older contents from memory
+    EXPECT_EQ("The frame has 8 bytes, only 7 were to be read.", client_->read("n1-f0", 7));
+    EXPECT_EQ("", client_->write("n1-f0", "ABCDEFGH"));
+    EXPECT_EQ("", client_->read("n1-f0", 8));
+    EXPECT_EQ("ABCDEFGH", client_->payload); // and no older contents from memory
 }
 
 TEST_F(DevFrameServiceTest, RefusedWritesAreDrainedAndStoreNothing) {
     start("127.0.0.121");
-    EXPECT_EQ(client_->write("n1-f0", "abcdefgh"), "");
+    EXPECT_EQ("", client_->write("n1-f0", "abcdefgh"));
     const std::string large(3000000, '\0');
-    EXPECT_EQ(client_->write("n1-f0", large),
-              "The frame 'n1-f0' has 8 bytes, 3000000 were to be written.");
-    EXPECT_EQ(client_->write("n1-f3", large), "There is no frame 'n1-f3'.");
-    EXPECT_EQ(client_->write("n1-f/../f0", large), "There is no frame 'n1-f/../f0'.");
-    EXPECT_EQ(client_->read("n1-f0", 8), "");
-    EXPECT_EQ(client_->payload, "abcdefgh");
+    EXPECT_EQ("The frame 'n1-f0' has 8 bytes, 3000000 were to be written.",
+              client_->write("n1-f0", large));
+    EXPECT_EQ("There is no frame 'n1-f3'.", client_->write("n1-f3", large));
+    EXPECT_EQ("There is no frame 'n1-f/../f0'.", client_->write("n1-f/../f0", large));
+    EXPECT_EQ("", client_->read("n1-f0", 8));
+    EXPECT_EQ("abcdefgh", client_->payload);
 }
 
 TEST_F(DevFrameServiceTest, WhatCannotBeUnderstoodEndsTheConnectionWithAStatus) {
@@ -93,24 +93,24 @@ TEST_F(DevFrameServiceTest, WhatCannotBeUnderstoodEndsTheConnectionWithAStatus) 
     for (const auto& [request, status] : requests) {
         FrameClient client("127.0.0.122");
         client.send(request);
-        EXPECT_EQ(client.receiveUntil('\0'), status);
+        EXPECT_EQ(status, client.receiveUntil('\0'));
         EXPECT_TRUE(client.isClosed()) << status;
     }
-    EXPECT_EQ(client_->read("n1-f0", 8), ""); // others are not disturbed
-    EXPECT_EQ(client_->read("n1-f0", 1073741825),
-              "The size '1073741825' is not from 0 to 1073741824 bytes.");
-    EXPECT_EQ(client_->read("n1-f0", 8), "");
+    EXPECT_EQ("", client_->read("n1-f0", 8)); // others are not disturbed
+    EXPECT_EQ("The size '1073741825' is not from 0 to 1073741824 bytes.",
+              client_->read("n1-f0", 1073741825));
+    EXPECT_EQ("", client_->read("n1-f0", 8));
 }
 
 TEST_F(DevFrameServiceTest, AnnouncedFramesAreReadAhead) {
     start("127.0.0.123");
-    EXPECT_EQ(client_->write("n1-f1", "abcdefgh"), "");
+    EXPECT_EQ("", client_->write("n1-f1", "abcdefgh"));
     client_->send(frameRequest("ReadAhead", "n9-f9", "8")); // has no reply, and no effect
     client_->send(frameRequest("ReadAhead", "n1-f1", "8"));
     awaitLog("ReadAhead: n1-f1 is at hand");
     std::filesystem::remove(scratch_ / "root/nodes/n1/f1");
-    EXPECT_EQ(client_->read("n1-f1", 8), "");
-    EXPECT_EQ(client_->payload, "abcdefgh");
+    EXPECT_EQ("", client_->read("n1-f1", 8));
+    EXPECT_EQ("abcdefgh", client_->payload);
 }
 
 TEST_F(DevFrameServiceTest, RequestsMayArriveInOnePiece) {
@@ -120,7 +120,7 @@ TEST_F(DevFrameServiceTest, RequestsMayArriveInOnePiece) {
                   frameRequest("ReadFrame", "n1-f0", "8") +
                   frameRequest("ReadFrame", "n1-f1", "8"));
     const std::string replies = std::string("\0\0abcdefgh\0", 11) + std::string(8, '\0');
-    EXPECT_EQ(client_->receive(replies.size()), replies);
+    EXPECT_EQ(replies, client_->receive(replies.size()));
 }
 
 } // namespace

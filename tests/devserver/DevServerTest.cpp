@@ -51,12 +51,12 @@ protected:
 
 TEST_F(DevServerTest, WhatItCannotHaveIsNamed) {
     const DevServer server(options("127.0.0.126"));
-    EXPECT_EQ(errorOf(options("127.0.0.126")),
-              "Can't listen on port 7549 of 127.0.0.126: Address already in use.");
-    EXPECT_EQ(errorOf(options("here")), "'here' is not a numeric address.");
-    EXPECT_EQ(errorOf(options("0.0.0.0")),
-              "'0.0.0.0' can be reached from other machines, and the protocol has no "
-              "authentication: pass --allow-remote to allow it.");
+    EXPECT_EQ("Can't listen on port 7549 of 127.0.0.126: Address already in use.",
+              errorOf(options("127.0.0.126")));
+    EXPECT_EQ("'here' is not a numeric address.", errorOf(options("here")));
+    EXPECT_EQ("'0.0.0.0' can be reached from other machines, and the protocol has no "
+              "authentication: pass --allow-remote to allow it.",
+              errorOf(options("0.0.0.0")));
 }
 
 TEST_F(DevServerTest, TwoHundredClientsAreServedBesideSlowAndVanishingOnes) {
@@ -77,10 +77,10 @@ TEST_F(DevServerTest, TwoHundredClientsAreServedBesideSlowAndVanishingOnes) {
     for (int i = 0; i < 10; ++i)
         FrameClient("127.0.0.127").send(frameRequest("WriteFrame", "n2-f1", "4194304") + "gone");
     for (CommandClient& client : commands)
-        EXPECT_EQ(client("Ping "), "ok ");
+        EXPECT_EQ("ok ", client("Ping "));
     const std::string pixels(4194304, 'p');
-    EXPECT_EQ(frames.back().write("n2-f0", pixels), "");
-    EXPECT_EQ(frames.back().read("n2-f0", pixels.size()), "");
+    EXPECT_EQ("", frames.back().write("n2-f0", pixels));
+    EXPECT_EQ("", frames.back().read("n2-f0", pixels.size()));
     EXPECT_TRUE(frames.back().payload == pixels);
     server.stop(); // ends those that stand still
     EXPECT_TRUE(first.isClosed());
@@ -90,7 +90,7 @@ TEST_F(DevServerTest, AsynchronousRequestsHaveNoReply) {
     const DevServer server(options("127.0.0.128"));
     CommandClient client("127.0.0.128");
     client.send("async 0 CreateNode n0 \"made\" 0 t\nasync 0 Nothing \nsomething else\n");
-    EXPECT_EQ(client("GetChildren n0"), "ok n1,Reel,n3,made");
+    EXPECT_EQ("ok n1,Reel,n3,made", client("GetChildren n0"));
     EXPECT_TRUE(isLogged(" connections at once."));
     int kept = 0; // alive, of the sockets that the server has accepted
     for (int descriptor = 0; descriptor < 1024; ++descriptor) {
@@ -102,7 +102,7 @@ TEST_F(DevServerTest, AsynchronousRequestsHaveNoReply) {
         ::getsockopt(descriptor, SOL_SOCKET, SO_KEEPALIVE, &keepsAlive, &size);
         kept += ntohs(address.sin_port) == DevServer::commandPort && keepsAlive != 0 ? 1 : 0;
     }
-    EXPECT_EQ(kept, 1);
+    EXPECT_EQ(1, kept);
 }
 
 TEST_F(DevServerTest, PortsListenWhenTheTreeIsThere) {
@@ -118,18 +118,18 @@ TEST_F(DevServerTest, PortsListenWhenTheTreeIsThere) {
                 {asio::ip::make_address(served.listen), DevServer::commandPort}, whileItStarts);
     };
     const DevServer server(served);
-    EXPECT_EQ(whileItStarts, asio::error::connection_refused);
-    EXPECT_EQ(CommandClient(served.listen)("Ping "), "ok ");
+    EXPECT_EQ(asio::error::connection_refused, whileItStarts);
+    EXPECT_EQ("ok ", CommandClient(served.listen)("Ping "));
 }
 
 TEST_F(DevServerTest, LinesHaveABoundThatTheErrorNames) {
     const DevServer server(options("127.0.0.129"));
     CommandClient client("127.0.0.129");
     const std::string longest((16U << 20) - std::string("sync 0 Ping ").size(), 'x');
-    EXPECT_EQ(client("Ping " + longest), "ok ");
-    EXPECT_EQ(client("Ping x" + longest), "error The request line is longer than 16777216 bytes.");
+    EXPECT_EQ("ok ", client("Ping " + longest));
+    EXPECT_EQ("error The request line is longer than 16777216 bytes.", client("Ping x" + longest));
     EXPECT_TRUE(client.isClosed());
-    EXPECT_EQ(CommandClient("127.0.0.129")("Ping "), "ok ");
+    EXPECT_EQ("ok ", CommandClient("127.0.0.129")("Ping "));
 }
 
 TEST_F(DevServerTest, WhatAWebPageSendsIsNotCarriedOut) {
@@ -143,12 +143,12 @@ TEST_F(DevServerTest, WhatAWebPageSendsIsNotCarriedOut) {
     }
     FrameClient page("127.0.0.140");
     page.send("POST / HTTP/1.1\r\n\r\n" + frameRequest("WriteFrame", "n2-f0", "1") + "x");
-    EXPECT_EQ(page.receiveUntil('\0').substr(0, 15), "Unknown request");
+    EXPECT_EQ("Unknown request", page.receiveUntil('\0').substr(0, 15));
     EXPECT_TRUE(page.isClosed());
     CommandClient client("127.0.0.140");
-    EXPECT_EQ(client("GetChildren n0"), "ok n1,Reel");
+    EXPECT_EQ("ok n1,Reel", client("GetChildren n0"));
     client.send(std::string("sync 0 Ping\0junk \n", 18));
-    EXPECT_EQ(client.receiveUntil('\n'), "error The request holds a NUL byte.");
+    EXPECT_EQ("error The request holds a NUL byte.", client.receiveUntil('\n'));
     EXPECT_TRUE(isLogged("is closed: what it sent is not a request, but 'POST / HTTP/1.1"));
 }
 
@@ -161,18 +161,18 @@ TEST_F(DevServerTest, MemoryOfRequestsAndRepliesIsBounded) {
     CommandClient unfinished("127.0.0.141");
     unfinished.send("sync 0 Ping " + std::string(1900000, 'x'));
     CommandClient client("127.0.0.141");
-    EXPECT_EQ(client("AllocateFrames n2 9000 1 1 8 1 1 1 30 t 4 m \"\"").substr(0, 12),
-              "ok n2-f0,n2-"); // small enough to be served at any time
+    EXPECT_EQ("ok n2-f0,n2-", client("AllocateFrames n2 9000 1 1 8 1 1 1 30 t 4 m \"\"")
+                                  .substr(0, 12)); // small enough to be served at any time
     std::string reply;
     for (int i = 0; i < 100 && reply != problem; ++i) // the server may not have read all of it yet
         reply = client("AllocateFrames n2 90000 1 1 8 1 1 1 30 t 4 m \"\"");
-    EXPECT_EQ(reply.substr(0, problem.size()), problem);
+    EXPECT_EQ(problem, reply.substr(0, problem.size()));
     CommandClient another("127.0.0.141");
-    EXPECT_EQ(another("Ping " + std::string(1900000, 'x')), problem);
+    EXPECT_EQ(problem, another("Ping " + std::string(1900000, 'x')));
     EXPECT_TRUE(another.isClosed());
     unfinished.close(/*abortive=*/false);
-    EXPECT_EQ(client("GetFrames n2").size(), 79892U); // nothing was changed
-    EXPECT_EQ(client("AllocateFrames n2 90000 1 1 8 1 1 1 30 t 4 m \"\"").size(), 888892U);
+    EXPECT_EQ(79892U, client("GetFrames n2").size()); // nothing was changed
+    EXPECT_EQ(888892U, client("AllocateFrames n2 90000 1 1 8 1 1 1 30 t 4 m \"\"").size());
 }
 
 TEST_F(DevServerTest, EachRequestIsChargedForWhatItTakes) {
@@ -196,10 +196,10 @@ TEST_F(DevServerTest, EachRequestIsChargedForWhatItTakes) {
           "GetFramePaths n2 h 0 v", "GetClipFormat n2", "SetMetaData n1 s \"\"",
           "AllocateFrames n2 1 1 1 8 1 1 1 30 t 4 m \"\"",
           "SetFramePaths n2 / h 0 v 1 1 8 1 1 1 30 t 4 m \"\""})
-        EXPECT_EQ(client(request).substr(0, 30), "error Requests and replies may") << request;
-    EXPECT_EQ(client("TranslatePaths \"\" 0 \"\" 0 " + std::string(9000, ',')).substr(0, 30),
-              "error Requests and replies may");
-    EXPECT_EQ(client("GetNodeType n2"), "ok 1 0");
+        EXPECT_EQ("error Requests and replies may", client(request).substr(0, 30)) << request;
+    EXPECT_EQ("error Requests and replies may",
+              client("TranslatePaths \"\" 0 \"\" 0 " + std::string(9000, ',')).substr(0, 30));
+    EXPECT_EQ("ok 1 0", client("GetNodeType n2"));
 }
 
 TEST_F(DevServerTest, SilentConnectionsEndAndNoAddressTakesThemAll) {
@@ -212,17 +212,17 @@ TEST_F(DevServerTest, SilentConnectionsEndAndNoAddressTakesThemAll) {
     command.value(allocate_);
     const std::string problem = "The address 127.0.0.1 has 2 connections already, which is its "
                                 "share: this one is refused.";
-    EXPECT_EQ(CommandClient("127.0.0.142").receiveUntil('\n'), "error " + problem);
-    EXPECT_EQ(FrameClient("127.0.0.142").receiveUntil('\0'), problem);
+    EXPECT_EQ("error " + problem, CommandClient("127.0.0.142").receiveUntil('\n'));
+    EXPECT_EQ(problem, FrameClient("127.0.0.142").receiveUntil('\0'));
     asio::io_context context;
     asio::ip::tcp::socket elsewhere(context, {asio::ip::make_address("127.0.0.143"), 0});
     elsewhere.connect({asio::ip::make_address("127.0.0.142"), DevServer::commandPort});
     RawClient other(std::move(elsewhere));
     other.send("sync 0 Ping \n");
-    EXPECT_EQ(other.receiveUntil('\n'), "ok ");
+    EXPECT_EQ("ok ", other.receiveUntil('\n'));
     EXPECT_TRUE(command.isClosed()); // after a second
     EXPECT_TRUE(frame.isClosed());
-    EXPECT_EQ(CommandClient("127.0.0.142")("Ping "), "ok ");
+    EXPECT_EQ("ok ", CommandClient("127.0.0.142")("Ping "));
     FrameClient unread("127.0.0.142");
     std::string reads;
     for (int i = 0; i < 10; ++i)
@@ -239,10 +239,10 @@ TEST_F(DevServerTest, ShutdownIsAnsweredBeforeTheEnd) {
     DevServer server(served);
     CommandClient client("127.0.0.130");
     CommandClient other("127.0.0.130");
-    EXPECT_EQ(client("Shutdown "), "ok ");
+    EXPECT_EQ("ok ", client("Shutdown "));
     EXPECT_TRUE(client.isClosed());
     EXPECT_TRUE(other.isClosed());
-    EXPECT_EQ(requested.get_future().wait_for(std::chrono::seconds(50)), std::future_status::ready);
+    EXPECT_EQ(std::future_status::ready, requested.get_future().wait_for(std::chrono::seconds(50)));
     server.stop();
     const DevServer next(options("127.0.0.130")); // ports and directory are free again
 }

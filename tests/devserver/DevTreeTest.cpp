@@ -90,16 +90,16 @@ TEST_F(DevTreeTest, EverythingIsThereAfterReopening) {
     const std::string storage = tree_->storageId();
 
     open();
-    EXPECT_EQ(tree_->storageId(), storage);
-    EXPECT_EQ(tree_->children(DevTree::rootId()).size(), 2U);
-    EXPECT_EQ(tree_->node(folder)->name, name);
-    EXPECT_EQ(tree_->node(clip_)->streams.at("notes"), "line\n\xfe\tline");
-    EXPECT_EQ(tree_->clip(clip_)->frames, 3U);
-    EXPECT_EQ(read(0) + read(1), "abcd");
+    EXPECT_EQ(storage, tree_->storageId());
+    EXPECT_EQ(2U, tree_->children(DevTree::rootId()).size());
+    EXPECT_EQ(name, tree_->node(folder)->name);
+    EXPECT_EQ("line\n\xfe\tline", tree_->node(clip_)->streams.at("notes"));
+    EXPECT_EQ(3U, tree_->clip(clip_)->frames);
+    EXPECT_EQ("abcd", read(0) + read(1));
     const LantrixClipFormat format = tree_->clip(clip_)->format;
-    EXPECT_EQ(format.frameRate(), 29.97F);
-    EXPECT_STREQ(format.metaDataTag(), "none");
-    EXPECT_STREQ(format.metaData(), "a \"text\"");
+    EXPECT_EQ(29.97F, format.frameRate());
+    EXPECT_STREQ("none", format.metaDataTag());
+    EXPECT_STREQ("a \"text\"", format.metaData());
 }
 
 TEST_F(DevTreeTest, WhatAKillLeftUnfinishedIsMended) {
@@ -114,14 +114,14 @@ TEST_F(DevTreeTest, WhatAKillLeftUnfinishedIsMended) {
     writeFile(root_ + "/nodes/" + broken + "/node.json", "{ \"parent\": 0, \"na");
 
     open();
-    EXPECT_EQ(tree_->children(DevTree::rootId()).size(), 1U);
+    EXPECT_EQ(1U, tree_->children(DevTree::rootId()).size());
     tree_->awaitRemovals();
     EXPECT_TRUE(std::filesystem::is_empty(root_ + "/aside"));
     EXPECT_FALSE(std::filesystem::exists(root_ + "/nodes/" + child));
     EXPECT_FALSE(std::filesystem::exists(root_ + "/nodes/" + below));
     EXPECT_TRUE(std::filesystem::exists(root_ + "/nodes/" + broken)); // somebody may repair it
     EXPECT_TRUE(std::filesystem::is_empty(root_ + "/lost"));
-    EXPECT_EQ(log().substr(0, 16), "The node '" + broken + "' is");
+    EXPECT_EQ("The node '" + broken + "' is", log().substr(0, 16));
 }
 
 TEST_F(DevTreeTest, TwoDestructionsOfOneSubtreeDoNotDisturbEachOther) {
@@ -131,7 +131,7 @@ TEST_F(DevTreeTest, TwoDestructionsOfOneSubtreeDoNotDisturbEachOther) {
     std::filesystem::rename(root_ + "/nodes/" + child, root_ + "/aside/" + child); // the other's
     tree_->destroyNode(parent);
     tree_->awaitRemovals();
-    EXPECT_EQ(log(), "");
+    EXPECT_EQ("", log());
     EXPECT_TRUE(std::filesystem::is_empty(root_ + "/aside"));
     EXPECT_FALSE(std::filesystem::exists(root_ + "/nodes/" + other));
 }
@@ -148,19 +148,20 @@ TEST_F(DevTreeTest, WhatLosesItsParentIsKeptAndReturnsWithIt) {
     std::filesystem::rename(root_ + "/nodes/" + folder, scratch_ / "moved");
 
     open();
-    EXPECT_EQ(log(), "The folder 'nodes/" + folder +
-                         "' is missing. The 2 nodes below it were moved to 'lost'. Put the folder "
-                         "back and start again, and they return.\n");
+    EXPECT_EQ("The folder 'nodes/" + folder +
+                  "' is missing. The 2 nodes below it were moved to 'lost'. Put the folder "
+                  "back and start again, and they return.\n",
+              log());
     EXPECT_NE(errorOf([&] { (void)tree_->node(clip); }), "");
-    EXPECT_EQ(contentsOf(root_ + "/lost/" + clip + "/f0"), "abcd");
+    EXPECT_EQ("abcd", contentsOf(root_ + "/lost/" + clip + "/f0"));
     EXPECT_NE(tree_->createNode(DevTree::rootId(), "new", DevNode::Plain, ""), clip);
     tree_.reset();
     std::filesystem::rename(scratch_ / "moved", root_ + "/nodes/" + folder);
     std::filesystem::rename(root_ + "/nodes/n0", scratch_ / "root node");
     open();
-    EXPECT_EQ(tree_->children(inner).size(), 1U);
-    EXPECT_EQ(contentsOf(root_ + "/nodes/" + clip + "/f0"), "abcd");
-    EXPECT_EQ(tree_->children(DevTree::rootId()).size(), 3U); // below a new root
+    EXPECT_EQ(1U, tree_->children(inner).size());
+    EXPECT_EQ("abcd", contentsOf(root_ + "/nodes/" + clip + "/f0"));
+    EXPECT_EQ(3U, tree_->children(DevTree::rootId()).size()); // below a new root
 }
 
 TEST_F(DevTreeTest, DroppedFramesNeverComeBack) {
@@ -168,10 +169,10 @@ TEST_F(DevTreeTest, DroppedFramesNeverComeBack) {
         write(i, "abcd");
     tree_->allocateFrames(clip_, 1, formatOf(4));
     tree_->allocateFrames(clip_, 3, formatOf(4));
-    EXPECT_EQ(read(0) + read(1) + read(2), "abcd");
+    EXPECT_EQ("abcd", read(0) + read(1) + read(2));
     tree_->allocateFrames(clip_, 3, formatOf(5));
     tree_->allocateFrames(clip_, 3, formatOf(4));
-    EXPECT_EQ(read(0), "");
+    EXPECT_EQ("", read(0));
 
     // A kill between the new description and the removal of the files.
     write(2, "wxyz");
@@ -182,7 +183,7 @@ TEST_F(DevTreeTest, DroppedFramesNeverComeBack) {
     writeFile(file("node.json"), description);
     open();
     tree_->allocateFrames(clip_, 3, formatOf(4));
-    EXPECT_EQ(read(2), "");
+    EXPECT_EQ("", read(2));
 }
 
 TEST_F(DevTreeTest, IdsAreNeverUsedAgain) {
@@ -198,8 +199,8 @@ TEST_F(DevTreeTest, SymbolicLinksLeadNowhere) {
     std::filesystem::create_symlink(outside, file("f0"));
     EXPECT_NE(errorOf([&] { (void)read(0); }), "");
     write(0, "abcd"); // takes the link's place
-    EXPECT_EQ(read(0), "abcd");
-    EXPECT_EQ(contentsOf(outside), "mine");
+    EXPECT_EQ("abcd", read(0));
+    EXPECT_EQ("mine", contentsOf(outside));
 
     std::filesystem::create_directory(scratch_ / "folder");
     std::filesystem::rename(root_ + "/nodes/" + clip_, scratch_ / "moved");
@@ -212,17 +213,17 @@ TEST_F(DevTreeTest, SymbolicLinksLeadNowhere) {
 TEST_F(DevTreeTest, DamagedAndShortFilesAreErrors) {
     write(0, "abcd");
     std::filesystem::resize_file(file("f0"), 3);
-    EXPECT_EQ(errorOf([&] { (void)read(0); }),
-              "The file of the frame '" + frame(0) + "' has been damaged.");
+    EXPECT_EQ("The file of the frame '" + frame(0) + "' has been damaged.",
+              errorOf([&] { (void)read(0); }));
     const std::string linked = scratch_ / "linked, not";
     writeFile(linked, "abc");
     tree_->linkFrames(clip_, {linked}, formatOf(4));
-    EXPECT_EQ(errorOf([&] { (void)read(0); }),
-              "The file '" + linked + "' holds 3 bytes, a frame of the clip has 4.");
+    EXPECT_EQ("The file '" + linked + "' holds 3 bytes, a frame of the clip has 4.",
+              errorOf([&] { (void)read(0); }));
     writeFile(linked, "abcde");
-    EXPECT_EQ(read(0), "abcd");
+    EXPECT_EQ("abcd", read(0));
     EXPECT_NE(errorOf([&] { write(0, "wxyz"); }), "");
-    EXPECT_EQ(contentsOf(linked), "abcde");
+    EXPECT_EQ("abcde", contentsOf(linked));
 }
 
 TEST_F(DevTreeTest, CheckTellsWhatRepairMends) {
@@ -231,17 +232,17 @@ TEST_F(DevTreeTest, CheckTellsWhatRepairMends) {
     write(0, "abcd");
     std::string told;
     const DevTell tell = [&told](const std::string& line) { told += line + "\n"; };
-    EXPECT_EQ(errorOf([&] { devCheck(root_, tell); }),
-              "The directory '" + root_ + "' is in use by a server.");
+    EXPECT_EQ("The directory '" + root_ + "' is in use by a server.",
+              errorOf([&] { devCheck(root_, tell); }));
     tree_.reset();
-    EXPECT_EQ(devCheck(root_, tell), 0U);
-    EXPECT_EQ(told, "");
+    EXPECT_EQ(0U, devCheck(root_, tell));
+    EXPECT_EQ("", told);
 
     std::filesystem::remove_all(root_ + "/nodes/" + folder);
     std::filesystem::resize_file(file("f0"), 3);
     std::filesystem::create_directory(file("f1"));
     writeFile(root_ + "/aside/a9", "half");
-    EXPECT_EQ(devCheck(root_, tell), 4U);
+    EXPECT_EQ(4U, devCheck(root_, tell));
     for (const std::string& line :
          {"nodes/" + clip_ + "/f0 has 3 bytes, a frame has 4.\n",
           "nodes/" + clip_ + "/f1 is not a regular file.\n",
@@ -249,16 +250,16 @@ TEST_F(DevTreeTest, CheckTellsWhatRepairMends) {
           std::string("aside/a9 is left of what was not finished.\n")})
         EXPECT_NE(told.find(line), std::string::npos) << line << told;
     EXPECT_TRUE(std::filesystem::exists(root_ + "/aside/a9"));
-    EXPECT_EQ(devRepair(root_, tell), 3U); // they are in "lost"
-    EXPECT_EQ(contentsOf(root_ + "/lost/" + clip_ + "-f0"), "abc");
+    EXPECT_EQ(3U, devRepair(root_, tell)); // they are in "lost"
+    EXPECT_EQ("abc", contentsOf(root_ + "/lost/" + clip_ + "-f0"));
     writeFile(file("f0"), "ab");
-    EXPECT_EQ(devRepair(root_, tell), 4U);
-    EXPECT_EQ(contentsOf(root_ + "/lost/" + clip_ + "-f0"), "abc");
-    EXPECT_EQ(contentsOf(root_ + "/lost/" + clip_ + "-f0.2"), "ab");
+    EXPECT_EQ(4U, devRepair(root_, tell));
+    EXPECT_EQ("abc", contentsOf(root_ + "/lost/" + clip_ + "-f0"));
+    EXPECT_EQ("ab", contentsOf(root_ + "/lost/" + clip_ + "-f0.2"));
     open();
-    EXPECT_EQ(read(0) + read(1), "");
-    EXPECT_EQ(errorOf([&] { devCheck(scratch_ / "", tell); }),
-              "'" + scratch_ / "" + "' is not the directory of a server.");
+    EXPECT_EQ("", read(0) + read(1));
+    EXPECT_EQ("'" + scratch_ / "" + "' is not the directory of a server.",
+              errorOf([&] { devCheck(scratch_ / "", tell); }));
 }
 
 TEST_F(DevTreeTest, BadThingsOnTheDiskLeaveTheRestServed) {
@@ -271,7 +272,7 @@ TEST_F(DevTreeTest, BadThingsOnTheDiskLeaveTheRestServed) {
     writeFile(description, text.replace(text.find("\"w\""), 3, "\"a,b\""));
     std::filesystem::resize_file(root_ + "/nodes/" + huge + "/node.json", std::uintmax_t{1} << 40);
     std::filesystem::create_directories(file("f1") + "/folder");
-    EXPECT_EQ(::mkfifo(file("f2").c_str(), 0600), 0);
+    EXPECT_EQ(0, ::mkfifo(file("f2").c_str(), 0600));
     std::string deep = root_ + "/aside/a1";
     for (int i = 0; i < 30; ++i)
         deep += "/d";
@@ -284,10 +285,10 @@ TEST_F(DevTreeTest, BadThingsOnTheDiskLeaveTheRestServed) {
                                  wrong +
                                  "' is left out: The name 'a,b' holds a comma, a slash or a line "
                                  "feed, which lists and paths can't carry.\n";
-    EXPECT_EQ(log().substr(0, expected.size()), expected); // the folder in aside/ may follow
-    EXPECT_EQ(errorOf([&] { (void)read(1); }), "'f1' is not a regular file.");
-    EXPECT_EQ(errorOf([&] { (void)read(2); }), "'f2' is not a regular file.");
-    EXPECT_EQ(read(0), "abcd");
+    EXPECT_EQ(expected, log().substr(0, expected.size())); // the folder in aside/ may follow
+    EXPECT_EQ("'f1' is not a regular file.", errorOf([&] { (void)read(1); }));
+    EXPECT_EQ("'f2' is not a regular file.", errorOf([&] { (void)read(2); }));
+    EXPECT_EQ("abcd", read(0));
     write(2, "wxyz");
     tree_->allocateFrames(clip_, 1, formatOf(4));
     EXPECT_TRUE(std::filesystem::exists(root_ + "/lost/" + clip_ + "-f1/folder"));
@@ -299,35 +300,35 @@ TEST_F(DevTreeTest, ATreeThatCannotBeWrittenIsServedReadOnly) {
     ::chmod((scratch_ / "").c_str(), 0755);
     ::chmod(root_.c_str(), 0555);
     const uid_t user = ::geteuid();
-    EXPECT_EQ(user == 0 ? ::seteuid(65534) : 0, 0); // root may write anything
+    EXPECT_EQ(0, user == 0 ? ::seteuid(65534) : 0); // root may write anything
     open();
     const std::string problem = "The tree is served read-only: its directory can't be written.";
-    EXPECT_EQ(log(), "The directory '" + root_ + "' can't be written: it is served read-only.\n");
-    EXPECT_EQ(errorOf([&] { DevTree(root_, DevSync::None, sink_); }),
-              "The directory '" + root_ + "' is in use by another server.");
-    EXPECT_EQ(read(0), "abcd");
-    EXPECT_EQ(errorOf([&] { write(0, "wxyz"); }), problem);
-    EXPECT_EQ(errorOf([&] { tree_->setStream(clip_, "notes", "text"); }), problem);
-    EXPECT_EQ(errorOf([&] { tree_->destroyNode(clip_); }), problem);
-    EXPECT_EQ(::seteuid(user), 0);
+    EXPECT_EQ("The directory '" + root_ + "' can't be written: it is served read-only.\n", log());
+    EXPECT_EQ("The directory '" + root_ + "' is in use by another server.",
+              errorOf([&] { DevTree(root_, DevSync::None, sink_); }));
+    EXPECT_EQ("abcd", read(0));
+    EXPECT_EQ(problem, errorOf([&] { write(0, "wxyz"); }));
+    EXPECT_EQ(problem, errorOf([&] { tree_->setStream(clip_, "notes", "text"); }));
+    EXPECT_EQ(problem, errorOf([&] { tree_->destroyNode(clip_); }));
+    EXPECT_EQ(0, ::seteuid(user));
     ::chmod(root_.c_str(), 0755);
 }
 
 TEST_F(DevTreeTest, ForeignAndBusyDirectoriesAreRefused) {
-    EXPECT_EQ(errorOf([&] { DevTree(root_, DevSync::None, sink_); }),
-              "The directory '" + root_ + "' is in use by another server.");
+    EXPECT_EQ("The directory '" + root_ + "' is in use by another server.",
+              errorOf([&] { DevTree(root_, DevSync::None, sink_); }));
     const std::string parent = root_.substr(0, root_.rfind('/'));
-    EXPECT_EQ(errorOf([&] { DevTree(parent, DevSync::None, sink_); }),
-              "The directory '" + parent + "' is neither empty nor a server's: it holds 'root'.");
+    EXPECT_EQ("The directory '" + parent + "' is neither empty nor a server's: it holds 'root'.",
+              errorOf([&] { DevTree(parent, DevSync::None, sink_); }));
 }
 
 TEST(DevClipOptionTest, FormsAreReadAndProblemsNamed) {
     const DevClipOption clip = devClipOption("/A b/c=d=1920x1080x24@29.97");
-    EXPECT_EQ(clip.path, (std::vector<std::string>{"A b", "c=d"}));
-    EXPECT_EQ(clip.format.frameBufferSize(), 1920 * 1080 * 3);
-    EXPECT_EQ(clip.format.frameRate(), 29.97F);
-    EXPECT_EQ(clip.format.numChannels(), 3);
-    EXPECT_EQ(devClipOption("c=3x1x10x1").format.frameBufferSize(), 4); // 30 bits
+    EXPECT_EQ((std::vector<std::string>{"A b", "c=d"}), clip.path);
+    EXPECT_EQ(1920 * 1080 * 3, clip.format.frameBufferSize());
+    EXPECT_EQ(29.97F, clip.format.frameRate());
+    EXPECT_EQ(3, clip.format.numChannels());
+    EXPECT_EQ(4, devClipOption("c=3x1x10x1").format.frameBufferSize()); // 30 bits
     const std::pair<const char*, const char*> problems[] = {
         {"c", "there is no '='"},
         {"/=1x1x8", "the path is empty"},
@@ -336,9 +337,9 @@ TEST(DevClipOptionTest, FormsAreReadAndProblemsNamed) {
         {"c=65536x65536x8", "a frame would be larger than 1073741824 bytes"},
     };
     for (const auto& [text, problem] : problems)
-        EXPECT_EQ(errorOf([&, option = text] { (void)devClipOption(option); }),
-                  "The clip '" + std::string(text) +
-                      "' is not PATH=WxHxBITS[xCHANNELS][@RATE]: " + problem + ".");
+        EXPECT_EQ("The clip '" + std::string(text) +
+                      "' is not PATH=WxHxBITS[xCHANNELS][@RATE]: " + problem + ".",
+                  errorOf([&, option = text] { (void)devClipOption(option); }));
 }
 
 } // namespace

@@ -72,7 +72,7 @@ public:
     Lantrixd(const std::string& address, const std::string& root, const Prepare& prepare = {},
              int errorOutput = STDERR_FILENO, int givenOutput = -1) {
         int output[2];
-        EXPECT_EQ(::pipe(output), 0);
+        EXPECT_EQ(0, ::pipe(output));
         process_ = ::fork();
         if (process_ == 0) {
             if (prepare)
@@ -220,7 +220,7 @@ TEST(LantrixdTest, AKillAtAnyMomentLosesNothingAcknowledged) {
             commands.value("SetMetaData n1 note \"\"");
         }
         for (std::size_t i = 0; i < 4; ++i) {
-            ASSERT_EQ(frames.read("n1-f" + std::to_string(i), frameSize), "");
+            ASSERT_EQ("", frames.read("n1-f" + std::to_string(i), frameSize));
             std::uint32_t found = 0;
             std::memcpy(&found, frames.payload.data(), sizeof found);
             ASSERT_TRUE(frames.payload == frameOf(found)) << "half a frame in round " << round;
@@ -279,20 +279,20 @@ TEST(LantrixdTest, AFullDiskIsAnErrorThatKeepsTheOldContents) {
     commands.value(allocateFour);
     commands.value("SetMetaData n1 note \"old\"");
     for (const char* const id : {"n1-f0", "n1-f1", "n1-f2"})
-        EXPECT_EQ(frames.write(id, frameOf(1)), "");
+        EXPECT_EQ("", frames.write(id, frameOf(1)));
 
-    EXPECT_EQ(frames.write("n1-f3", frameOf(2)), full);
-    EXPECT_EQ(frames.write("n1-f0", frameOf(2)), full);
-    EXPECT_EQ(commands("SetMetaData n1 note \"" + std::string(frameSize, 'n') + "\""),
-              "error " + full);
-    EXPECT_EQ(frames.read("n1-f0", frameSize), "");
+    EXPECT_EQ(full, frames.write("n1-f3", frameOf(2)));
+    EXPECT_EQ(full, frames.write("n1-f0", frameOf(2)));
+    EXPECT_EQ("error " + full,
+              commands("SetMetaData n1 note \"" + std::string(frameSize, 'n') + "\""));
+    EXPECT_EQ("", frames.read("n1-f0", frameSize));
     EXPECT_TRUE(frames.payload == frameOf(1));
-    EXPECT_EQ(commands.value("GetMetaData n1 note  0"), "old");
+    EXPECT_EQ("old", commands.value("GetMetaData n1 note  0"));
     EXPECT_TRUE(std::filesystem::is_empty(server.view() + (scratch / "root/aside")));
 
     std::filesystem::remove(server.view() + (scratch / "root/nodes/n1/f2")); // room again
-    EXPECT_EQ(frames.write("n1-f0", frameOf(2)), "");
-    EXPECT_EQ(server.end(SIGINT), 0);
+    EXPECT_EQ("", frames.write("n1-f0", frameOf(2)));
+    EXPECT_EQ(0, server.end(SIGINT));
 }
 
 TEST(LantrixdTest, KeptFilesGiveWayWhenDescriptorsRunOut) {
@@ -303,29 +303,29 @@ TEST(LantrixdTest, KeptFilesGiveWayWhenDescriptorsRunOut) {
     FrameClient frames(address);
     commands.value("AllocateFrames n1 70 256 256 32 4 262144 1 30 t 4 m \"\"");
     for (std::uint32_t i = 0; i < 70; ++i)
-        ASSERT_EQ(frames.write("n1-f" + std::to_string(i), frameOf(i)), "");
+        ASSERT_EQ("", frames.write("n1-f" + std::to_string(i), frameOf(i)));
     for (std::uint32_t i = 0; i < 70; ++i) {
-        ASSERT_EQ(frames.read("n1-f" + std::to_string(i), frameSize), "");
+        ASSERT_EQ("", frames.read("n1-f" + std::to_string(i), frameSize));
         ASSERT_TRUE(frames.payload == frameOf(i));
     }
-    EXPECT_EQ(frames.write("n1-f0", frameOf(1)), "");
-    EXPECT_EQ(commands("SetMetaData n1 note \"text\""), "ok ");
-    EXPECT_EQ(CommandClient(address)("Ping "), "ok ");
+    EXPECT_EQ("", frames.write("n1-f0", frameOf(1)));
+    EXPECT_EQ("ok ", commands("SetMetaData n1 note \"text\""));
+    EXPECT_EQ("ok ", CommandClient(address)("Ping "));
 }
 
 TEST(LantrixdTest, ALogThatNobodyReadsHoldsNothingUp) {
     const std::string address = "127.0.0.134";
     ScratchDirectory scratch;
     int log[2];
-    ASSERT_EQ(::pipe(log), 0);
+    ASSERT_EQ(0, ::pipe(log));
     Lantrixd server(address, scratch / "root", {}, log[1]);
     CommandClient client(address);
     for (int i = 0; i < 3000; ++i)
-        ASSERT_EQ(client("Ping " + std::string(100, 'x')), "ok ");
+        ASSERT_EQ("ok ", client("Ping " + std::string(100, 'x')));
     std::string text(1 << 16, '\0');
     const ssize_t size = ::read(log[0], text.data(), text.size());
     EXPECT_GT(size, 0); // makes room again
-    EXPECT_EQ(client("Ping \\n\xc2\x9b"), "ok ");
+    EXPECT_EQ("ok ", client("Ping \\n\xc2\x9b"));
     text.resize(static_cast<std::size_t>(std::max<ssize_t>(::read(log[0], text.data(), 4096), 0)));
     EXPECT_NE(text.find(" lines of the log were dropped.\nlantrixd: Ping \\x0a\xc2\\x9b\n"),
               std::string::npos)
@@ -333,9 +333,9 @@ TEST(LantrixdTest, ALogThatNobodyReadsHoldsNothingUp) {
     (void)client(std::string(5000, 'm') + " ");
     text.assign(8192, '\0');
     text.resize(static_cast<std::size_t>(std::max<ssize_t>(::read(log[0], text.data(), 8192), 0)));
-    EXPECT_EQ(text.substr(0, text.find('\n')), "lantrixd: " + std::string(2045, 'm') + "...");
+    EXPECT_EQ("lantrixd: " + std::string(2045, 'm') + "...", text.substr(0, text.find('\n')));
     const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(server.end(SIGTERM), 0);
+    EXPECT_EQ(0, server.end(SIGTERM));
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
     ::close(log[0]);
     ::close(log[1]);
@@ -344,7 +344,7 @@ TEST(LantrixdTest, ALogThatNobodyReadsHoldsNothingUp) {
 TEST(LantrixdTest, ASignalEndsItWhileNobodyReadsThatItIsReady) {
     ScratchDirectory scratch;
     int log[2], full[2];
-    ASSERT_EQ(::pipe(log) + ::pipe(full), 0);
+    ASSERT_EQ(0, ::pipe(log) + ::pipe(full));
     ::fcntl(full[1], F_SETFL, O_NONBLOCK);
     while (::write(full[1], "x", 1) == 1) {
     }
@@ -352,10 +352,10 @@ TEST(LantrixdTest, ASignalEndsItWhileNobodyReadsThatItIsReady) {
     Lantrixd server("127.0.0.136", scratch / "root", {}, log[1], full[1]);
     std::string text;
     for (char byte; text.find("connections at once") == std::string::npos;) {
-        ASSERT_EQ(::read(log[0], &byte, 1), 1);
+        ASSERT_EQ(1, ::read(log[0], &byte, 1));
         text += byte;
     }
-    EXPECT_EQ(server.end(SIGTERM), 0);
+    EXPECT_EQ(0, server.end(SIGTERM));
     for (const int descriptor : {log[0], log[1], full[0], full[1]})
         ::close(descriptor);
 }
@@ -370,10 +370,10 @@ TEST(LantrixdTest, CheckAndRepairTellByTheirStatus) {
                             .c_str());
         return std::to_string(WEXITSTATUS(status)) + " " + contentsOf(scratch / "told");
     };
-    EXPECT_EQ(run("--check"), "0 Nothing is wrong.\n");
+    EXPECT_EQ("0 Nothing is wrong.\n", run("--check"));
     writeFile(scratch / "root/aside/a9", "half");
-    EXPECT_EQ(run("--check"), "1 aside/a9 is left of what was not finished.\n1 finding.\n");
-    EXPECT_EQ(run("--repair"), "0 Nothing is wrong.\n");
+    EXPECT_EQ("1 aside/a9 is left of what was not finished.\n1 finding.\n", run("--check"));
+    EXPECT_EQ("0 Nothing is wrong.\n", run("--repair"));
 }
 
 #ifndef LANTRIX_SANITIZED // which take address space by the terabyte
@@ -385,10 +385,9 @@ TEST(LantrixdTest, ALackOfMemoryEndsNoProcess) {
     for (int i = 2; i < 10; ++i) { // what was never written costs nothing
         CommandClient client(address);
         client.value("CreateNode n0 \"c\" 1 t");
-        ASSERT_EQ(
-            client("AllocateFrames n" + std::to_string(i) + " 1000000 1 1 8 1 1 1 30 t 4 m \"\"")
-                .substr(0, 6),
-            "ok n" + std::to_string(i) + "-");
+        ASSERT_EQ("ok n" + std::to_string(i) + "-", client("AllocateFrames n" + std::to_string(i) +
+                                                           " 1000000 1 1 8 1 1 1 30 t 4 m \"\"")
+                                                        .substr(0, 6));
     }
     const std::string text(15U << 20, '\xff');
     std::deque<CommandClient> clients;
@@ -401,8 +400,8 @@ TEST(LantrixdTest, ALackOfMemoryEndsNoProcess) {
         failed += client.receiveUntil('\n') == "ok " ? 0U : 1U;
     EXPECT_GT(failed, 0U);
     clients.clear();
-    EXPECT_EQ(CommandClient(address)("Ping "), "ok ");
-    EXPECT_EQ(server.end(SIGTERM), 0);
+    EXPECT_EQ("ok ", CommandClient(address)("Ping "));
+    EXPECT_EQ(0, server.end(SIGTERM));
 }
 #endif
 

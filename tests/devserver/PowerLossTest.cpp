@@ -304,7 +304,7 @@ TEST(SlowDiskTest, OnlyTheChangeItselfWaitsForIt) {
         std::async(std::launch::async, [&] { tree.setStream(changed, "note", "text"); });
     while (waiting == 0)
         std::this_thread::yield();
-    EXPECT_EQ(tree.children("n0").size(), 2U);
+    EXPECT_EQ(2U, tree.children("n0").size());
     EXPECT_TRUE(tree.node(changed)->streams.empty());
     tree.destroyNode(gone); // and not its removal
     while (waiting == 1)
@@ -324,7 +324,7 @@ TEST(DamagedDiskTest, AFolderThatCannotBeListedIsNotTakenForAnEmptyOne) {
     failsToList = true;
     EXPECT_THROW(DevTree(scratch / "root", DevSync::None, log), DevError);
     failsToList = false;
-    EXPECT_EQ(DevTree(scratch / "root", DevSync::None, log).children("n0").size(), 1U);
+    EXPECT_EQ(1U, DevTree(scratch / "root", DevSync::None, log).children("n0").size());
 }
 
 } // namespace

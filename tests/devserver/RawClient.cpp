@@ -70,7 +70,7 @@ std::string CommandClient::operator()(const std::string& methodAndArguments) {
 
 std::string CommandClient::value(const std::string& methodAndArguments) {
     const std::string reply = (*this)(methodAndArguments);
-    EXPECT_EQ(reply.substr(0, 3), "ok ") << methodAndArguments << " -> " << reply;
+    EXPECT_EQ("ok ", reply.substr(0, 3)) << methodAndArguments << " -> " << reply;
     return reply.substr(std::min<std::size_t>(3, reply.size()));
 }
 
