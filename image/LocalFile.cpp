@@ -48,6 +48,13 @@ Bytes readFile(const std::string& file, std::size_t most) {
     return bytes;
 }
 
+bool readWholeFile(const std::string& file, char* to, std::size_t size) {
+    const Descriptor input(file, O_RDONLY);
+    char more = 0;
+    return readUpTo(input.number(), to, size, file) == size &&
+           readUpTo(input.number(), &more, 1, file) == 0;
+}
+
 namespace {
 
 constexpr std::size_t bufferSize = std::size_t{64} << 10;
@@ -200,7 +207,7 @@ void removeDeadAsideFiles(const std::string& folder) {
     }
 }
 
-void AsideFile::write(const Bytes& bytes) const {
+void AsideFile::write(std::string_view bytes) const {
     const Descriptor file(path_, O_WRONLY | O_TRUNC);
     writeAll(file.number(), bytes, finalName_);
 }

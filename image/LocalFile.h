@@ -29,6 +29,8 @@ private:
 
 /// The whole file, at most \p most bytes of it.
 [[nodiscard]] Bytes readFile(const std::string& file, std::size_t most);
+/// Reads the first \p size bytes of a file; false when it has more or fewer.
+[[nodiscard]] bool readWholeFile(const std::string& file, char* to, std::size_t size);
 
 /// Writes everything, whatever the descriptor is. \p name is what messages call it.
 void writeAll(int descriptor, std::string_view bytes, const std::string& name);
@@ -98,7 +100,7 @@ public:
     [[nodiscard]] const std::string& path() const { return path_; }
     [[nodiscard]] const std::string& finalName() const { return finalName_; }
     /// Writes the whole file.
-    void write(const Bytes& bytes) const;
+    void write(std::string_view bytes) const;
     /// Gives the file its final name, replacing what had it.
     void commit();
 

@@ -242,7 +242,6 @@ int runApplication(int argc, char** argv) {
     addGlobalOptions(app, context.options, captureOptions);
     addVerbs(app, context);
     app.parse_complete_callback([&] {
-        context.options.workers = context.options.connections.value_or(1);
         redirectLog(context.options);
         openCapture(captureOptions, capture, context.options);
     });

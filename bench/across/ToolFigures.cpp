@@ -45,27 +45,28 @@ public:
         for (int i = 0; i < frameCount; ++i)
             image::writeImage(pictureOf(i), file(folder_, i));
         put();
-        tool::Options options;
-        clip_ = std::make_unique<tool::ClipFrames>(
-            options, tool::locateClip(options, tool::parseAddress(address_, "")));
+        clip_ = tool::locateClip(tool::Options(), tool::parseAddress(address_, ""));
     }
 
     void put() const { runTool({"put", (folder_ / "f.####.png").string(), address_}); }
     void get() const { runTool({"get", address_, (taken_ / "f.####.png").string()}); }
     void decode() {
-        forEach([this](int i) { files_.read(file(folder_, i), frame_); });
+        forEach([this](int i) { frame_ = files_.decode(file(folder_, i)); });
     }
     void encode() {
         forEach([this](int i) {
-            tool::Bytes frame = frame_;
-            files_.write(file(taken_, i), frame, tool::ReadBack::No);
+            files_.write(file(taken_, i), tool::MovedFrame(frame_), tool::ReadBack::No);
         });
     }
     void send() {
-        forEach([this](int i) { clip_->write(i, frame_); });
+        forEach([this](int i) {
+            clip_.session->call(clip_.doing("write", i), [&] {
+                return clip_.handle.writeFrame(i, frame_.data(), static_cast<int>(frame_.size()));
+            });
+        });
     }
     void receive() {
-        forEach([this](int i) { clip_->read(i, frame_); });
+        forEach([this](int i) { frame_ = tool::readFrame(clip_, i); });
     }
 
 private:
@@ -92,7 +93,7 @@ private:
     LantrixClipFormat format_;
     tool::FileFrames files_;
     tool::Bytes frame_;
-    std::unique_ptr<tool::ClipFrames> clip_;
+    tool::LocatedClip clip_;
 };
 
 std::string frameRate(const Samples& samples) {

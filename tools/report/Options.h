@@ -21,9 +21,8 @@ struct Options {
     bool yes = false;
     std::string progress = "auto";
     std::string color = "auto";
-    std::optional<double> timeout; ///< Seconds that one request may take; 0: as long as it takes.
-    int retries = 3;               ///< How often a request is repeated whose connection failed.
-    int workers = 1;
+    std::optional<double> timeout;  ///< Seconds that one request may take; 0: as long as it takes.
+    int retries = 3;                ///< How often a request is repeated whose connection failed.
     std::optional<int> connections; ///< To one server at once; what suits the verb unless given.
 };
 

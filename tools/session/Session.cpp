@@ -112,10 +112,9 @@ std::string Session::target() const {
     return relay_ ? relay_->address() : aliasedHost(host_);
 }
 
-// The relay of a trace passes one connection on at a time.
 lantrix::PoolOptions Session::poolOptions() {
     lantrix::PoolOptions pool;
-    pool.connections = relay_ ? 1U : static_cast<unsigned>(options_.connections.value_or(8));
+    pool.connections = static_cast<unsigned>(options_.connections.value_or(8));
     pool.cancelFlag = &interruptFlag();
     pool.retries = retries();
     pool.retrying = [this](const lantrix::Failure& failure, std::chrono::milliseconds pause) {

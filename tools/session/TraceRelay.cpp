@@ -32,7 +32,7 @@ int openListener(const std::string& address, int port) {
     ::inet_pton(AF_INET, address.c_str(), &name.sin_addr);
     CoIoTcpDescriptor::setReuseAddressSocketOption(descriptor, true);
     if (::bind(descriptor, reinterpret_cast<const sockaddr*>(&name), sizeof name) != 0 ||
-        ::listen(descriptor, 4) != 0) {
+        ::listen(descriptor, SOMAXCONN) != 0) {
         ::close(descriptor);
         return -1;
     }
@@ -68,8 +68,15 @@ std::unique_ptr<TraceRelay> TraceRelay::of(const Options& options, const std::st
     return std::make_unique<TraceRelay>(options, aliasedHost(host));
 }
 
+// The same for all relays of the process.
+TraceRelay::Clock::time_point TraceRelay::start() {
+    static const Clock::time_point start = Clock::now();
+    return start;
+}
+
 TraceRelay::TraceRelay(const Options& options, std::string host)
     : prints_(options.trace), capture_(options.capture), host_(std::move(host)) {
+    (void)start();
     for (int attempt = 0; attempt < loopbackAttempts && address_.empty(); ++attempt)
         if (listenOn(loopbackAddress(attempt)))
             address_ = loopbackAddress(attempt);
@@ -112,17 +119,23 @@ std::string TraceRelay::connectError() const {
     return connectError_;
 }
 
+// Each connection has a thread of its own, for they all wait at once.
 void TraceRelay::run(std::size_t side) {
+    std::vector<std::thread> connections;
     while (!isEnding_.load()) {
         pollfd entry{listeners_[side], POLLIN, 0};
         if (!waitFor(&entry, 1))
             continue;
         const int client = ::accept(listeners_[side], nullptr, nullptr);
         if (client >= 0) {
-            serve(client, ports[side]);
-            ::close(client);
+            connections.emplace_back([this, client, side] {
+                serve(client, ports[side]);
+                ::close(client);
+            });
         }
     }
+    for (std::thread& connection : connections)
+        connection.join();
 }
 
 void TraceRelay::serve(int client, int port) {
@@ -222,7 +235,7 @@ bool TraceRelay::sendAll(int descriptor, const char* data, std::size_t size) con
 void TraceRelay::print(int port, const char* mark, const std::string& line) {
     if (!prints_)
         return;
-    const std::chrono::duration<double> time = Clock::now() - start_;
+    const std::chrono::duration<double> time = Clock::now() - start();
     const std::lock_guard<std::mutex> lock(mutex_);
     std::fprintf(stderr, "%10.6f %d %s %s\n", time.count(), port, mark,
                  printableText(line).c_str());

@@ -2,7 +2,8 @@
 // of its own, with the two ports that the protocol fixes, passes all bytes on and prints each
 // request and reply line with its time on standard error, of frames the number of bytes; or writes
 // them to a file of packets.
-// Owns its sockets and two threads. Failures to get an address are thrown by the constructor.
+// Owns its sockets, two threads and one for each connection. Failures to get an address are thrown
+// by the constructor.
 #ifndef TOOLS_SESSION_TRACERELAY_H
 #define TOOLS_SESSION_TRACERELAY_H
 
@@ -46,6 +47,7 @@ private:
     using Clock = std::chrono::steady_clock;
     struct Direction; // one of a connection
 
+    static Clock::time_point start();
     bool listenOn(const std::string& address);
     void closeListeners();
     void run(std::size_t side);
@@ -58,7 +60,6 @@ private:
     const bool prints_;
     PacketCapture* const capture_; // null without --capture
     const std::string host_;
-    const Clock::time_point start_ = Clock::now();
     std::string address_;
     std::array<int, 2> listeners_{-1, -1}; // commands, frames
     std::atomic<bool> isEnding_{false};

@@ -7,106 +7,65 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <thread>
 #define XXH_INLINE_ALL
 #include <xxhash.h>
 
 namespace tool {
 
-LocatedClip locateClip(Session& session, const Address& address, int startNumber) {
-    const LantrixNodeHandle handle = findClip(session, address);
-    return {address, handle.getNodeId().id(), session.format(handle), session.countFrames(handle),
-            startNumber};
+std::string LocatedClip::doing(const char* what, int index) const {
+    return std::string(what) + " frame " + std::to_string(index + startNumber) + " of '" +
+           address.path() + "'";
+}
+
+std::shared_ptr<lantrix::Pool> openFramePool(Session& session, const Options& options) {
+    lantrix::PoolOptions pool = session.poolOptions();
+    pool.connections = static_cast<unsigned>(options.connections.value_or(4));
+    pool.first = nullptr; // the session is asked while frames move
+    return std::make_shared<lantrix::Pool>(session.target(), pool);
+}
+
+lantrix::FrameWindow frameWindow(const lantrix::Pool& pool) {
+    lantrix::FrameWindow window;
+    window.frames = 2 * (std::size_t{pool.connections()} +
+                         std::max<std::size_t>(std::thread::hardware_concurrency(), 1));
+    return window;
+}
+
+// Asked first, so that all copies of the handle know the answers.
+LocatedClip describeClip(const std::shared_ptr<Session>& session,
+                         const std::shared_ptr<lantrix::Pool>& pool, const Address& address,
+                         const LantrixNodeHandle& handle, int startNumber) {
+    const LantrixClipFormat format = session->format(handle);
+    const int count = session->countFrames(handle);
+    return {address, session, pool, handle, format, count, startNumber};
 }
 
 LocatedClip locateClip(const Options& options, const Address& address, int startNumber) {
-    Session session(options, address.host);
-    return locateClip(session, address, startNumber);
+    const auto session = std::make_shared<Session>(options, address.host);
+    return describeClip(session, openFramePool(*session, options), address,
+                        findClip(*session, address), startNumber);
 }
-
-ClipFrames::ClipFrames(const Options& options, const LocatedClip& clip)
-    : clip_(clip), session_(options, clip.address.host),
-      handle_(session_.server(), clip.nodeId.c_str()) {}
-
-std::string ClipFrames::doing(const char* what, int index) const {
-    return std::string(what) + " frame " + std::to_string(index + clip_.startNumber) + " of '" +
-           clip_.address.path() + "'";
-}
-
-void ClipFrames::read(int index, Bytes& frame) {
-    frame.resize(static_cast<std::size_t>(clip_.format.frameBufferSize()));
-    session_.call(
-        doing("read", index),
-        [&] { return handle_.readFrame(index, frame.data(), clip_.format.frameBufferSize()); },
-        Port::Frames);
-}
-
-namespace {
 
 bool isHole(const Failure& failure) {
     return failure.status() == Status::Refused || failure.status() == Status::FrameMissing;
 }
 
-} // namespace
-
-void ClipFrames::read(int index, Bytes& frame, Missing missing) {
-    try {
-        read(index, frame);
-    } catch (const Failure& failure) {
-        if (missing == Missing::Error || !isHole(failure))
-            throw;
-        if (missing == Missing::Black)
-            std::fill(frame.begin(), frame.end(), '\0');
-        else if (!readBefore(index, frame))
-            throw;
-    }
-}
-
-// The nearest frame before this one that can be read.
-bool ClipFrames::readBefore(int index, Bytes& frame) {
-    while (--index >= 0) {
-        try {
-            read(index, frame);
-            return true;
-        } catch (const Failure& failure) {
-            if (!isHole(failure))
-                throw;
-        }
-    }
-    return false;
-}
-
-void ClipFrames::write(int index, const Bytes& frame) {
-    session_.call(
-        doing("write", index),
-        [&] { return handle_.writeFrame(index, frame.data(), static_cast<int>(frame.size())); },
+Bytes readFrame(const LocatedClip& clip, int index) {
+    LantrixNodeHandle handle = clip.handle;
+    const int size = clip.format.frameBufferSize();
+    Bytes frame(static_cast<std::size_t>(size));
+    clip.session->call(
+        clip.doing("read", index), [&] { return handle.readFrame(index, frame.data(), size); },
         Port::Frames);
+    return frame;
 }
 
-void ClipFrames::setCount(int count) {
-    FoundNode node{clip_.address, handle_};
-    setFrameCount(session_, node, count);
-    handle_ = node.handle; // which knows the new frames
-}
-
-// By the frame's id, so that no frame is announced that is about to be written.
-bool ClipFrames::holds(int index, const Bytes& frame) {
-    LantrixStr id;
-    session_.call(doing("find", index), [&] { return handle_.getFrameId(index, id); });
-    readBack_.resize(frame.size());
-    try {
-        session_.call(
-            doing("read back", index),
-            [&] {
-                return session_.server().readFrame(id, readBack_.data(),
-                                                   static_cast<int>(readBack_.size()));
-            },
-            Port::Frames);
-    } catch (const Failure& failure) {
-        if (!isHole(failure))
-            throw;
-        return false;
-    }
-    return readBack_ == frame;
+void setCount(LocatedClip& clip, int count) {
+    FoundNode node{clip.address, clip.handle};
+    setFrameCount(*clip.session, node, count);
+    clip.handle = node.handle; // which knows the new frames
+    clip.frameCount = count;
 }
 
 FileFrames::FileFrames(const LantrixClipFormat& format, bool raw, image::ReadOptions reading,
@@ -153,20 +112,17 @@ void FileFrames::checkImage(const std::string& file, const image::Image& image) 
         wrongSize(file, image.layout.tag(), held.tag() + " for a clip of " + layout_->tag());
 }
 
-void FileFrames::read(const std::string& file, Bytes& frame) const {
+Bytes FileFrames::decode(const std::string& file) const {
+    return frameOf(image::readImage(file, reading_), file);
+}
+
+void FileFrames::read(const std::string& file, MovedFrame& frame) const {
     if (file.empty()) {
-        frame.assign(size(), '\0');
-        return;
+        std::fill_n(frame.data(), frame.size(), '\0');
+    } else if (!image::readWholeFile(file, frame.data(), frame.size())) {
+        checkFile(file);
+        wrongSize(file, "changing", std::to_string(size()) + " bytes");
     }
-    if (!layout_) {
-        frame = image::readFile(file, size() + 1);
-        if (frame.size() != size()) {
-            wrongSize(file, std::to_string(frame.size()) + " bytes or more",
-                      std::to_string(size()));
-        }
-        return;
-    }
-    frame = frameOf(image::readImage(file, reading_), file);
 }
 
 Bytes FileFrames::frameOf(image::Image image, const std::string& name) const {
@@ -182,15 +138,23 @@ image::Image FileFrames::imageOf(Bytes frame) const {
     return image::imageOfFrame(std::move(frame), format_);
 }
 
-void FileFrames::write(const std::string& file, Bytes& frame, ReadBack readBack) const {
+namespace {
+
+bool isFile(const std::string& file, std::string_view bytes) {
+    const Bytes held = image::readFile(file, bytes.size() + 1);
+    return std::string_view(held.data(), held.size()) == bytes;
+}
+
+} // namespace
+
+void FileFrames::write(const std::string& file, MovedFrame frame, ReadBack readBack) const {
     image::AsideFile aside(file);
     bool isSame = true;
     if (!layout_) {
-        aside.write(frame);
-        isSame =
-            readBack == ReadBack::No || image::readFile(aside.path(), frame.size() + 1) == frame;
+        aside.write(frame.view());
+        isSame = readBack == ReadBack::No || isFile(aside.path(), frame.view());
     } else {
-        const image::Image image = imageOf(std::move(frame));
+        const image::Image image = imageOf(frame.takeBytes());
         image::writeImage(image, aside.path(), writing_);
         isSame = readBack == ReadBack::No || image::readImage(aside.path()).pixels == image.pixels;
     }
@@ -208,18 +172,19 @@ bool FileFrames::isWhole(const std::string& file) const {
     }
 }
 
-bool FileFrames::holds(const std::string& file, const Bytes& frame) const {
+bool FileFrames::holds(const std::string& file, std::string_view frame) const {
     if (!isWhole(file))
         return false;
     try {
-        return layout_ ? image::readImage(file).pixels == imageOf(frame).pixels
-                       : image::readFile(file, frame.size() + 1) == frame;
+        return layout_
+                   ? image::readImage(file).pixels == imageOf({frame.begin(), frame.end()}).pixels
+                   : isFile(file, frame);
     } catch (const std::runtime_error&) { // cut off behind its header
         return false;
     }
 }
 
-std::string hashOf(const Bytes& bytes) {
+std::string hashOf(std::string_view bytes) {
     const XXH128_hash_t hash = XXH3_128bits(bytes.data(), bytes.size());
     char text[33];
     std::snprintf(text, sizeof text, "%016llx%016llx", static_cast<unsigned long long>(hash.high64),

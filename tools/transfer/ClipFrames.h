@@ -1,57 +1,65 @@
-// The frames of a clip and the frames in local files, as the transfers move them.
-// ClipFrames owns a session of its own, so that each worker has one; used by one thread at a time.
-// Failures are thrown as Failure.
+// The clips and the local files that frames are moved between.
+// A located clip shares a session, which one thread uses at a time, and a pool of connections for
+// its frames. FileFrames may be used by several threads. Failures are thrown as Failure.
 #ifndef TOOLS_TRANSFER_CLIPFRAMES_H
 #define TOOLS_TRANSFER_CLIPFRAMES_H
 
 #include "image/ImageFile.h"
+#include "stream/Pool.h"
 #include "tools/session/Address.h"
 #include "tools/session/Session.h"
-#include "tools/transfer/FrameQueue.h"
 #include "tools/transfer/FrameRange.h"
+#include "tools/transfer/MovedFrame.h"
 
+#include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace tool {
 
-/// A clip that was found, for sessions that are opened later.
+/// A clip that was found.
 struct LocatedClip {
     Address address;
-    std::string nodeId;
+    std::shared_ptr<Session> session;    ///< Never null. The handle is on its server.
+    std::shared_ptr<lantrix::Pool> pool; ///< Never null; moves the frames.
+    LantrixNodeHandle handle;
     LantrixClipFormat format;
     int frameCount = 0;
     int startNumber = 0; ///< The number of its first frame, as people count.
+
+    /// "WHAT frame 12 of '/path'".
+    [[nodiscard]] std::string doing(const char* what, int index) const;
+    /// The failure of that in the pool.
+    [[nodiscard]] Failure failureOf(const char* what, int index,
+                                    const lantrix::Failure& failure) const {
+        return session->failureOf(doing(what, index), failure, Port::Frames);
+    }
 };
 
+/// A pool for the frames of clips on the session's host, which must outlive it: 4 connections
+/// unless the options say otherwise.
+[[nodiscard]] std::shared_ptr<lantrix::Pool> openFramePool(Session& session,
+                                                           const Options& options);
+/// How much a reader or writer of the pool holds at once: enough that neither connections nor
+/// processors wait.
+[[nodiscard]] lantrix::FrameWindow frameWindow(const lantrix::Pool& pool);
+
+/// What is asked of the server about the clip that the handle names.
+[[nodiscard]] LocatedClip describeClip(const std::shared_ptr<Session>& session,
+                                       const std::shared_ptr<lantrix::Pool>& pool,
+                                       const Address& address, const LantrixNodeHandle& handle,
+                                       int startNumber = 0);
 /// Asks where the clip is and what it is.
-[[nodiscard]] LocatedClip locateClip(Session& session, const Address& address, int startNumber = 0);
 [[nodiscard]] LocatedClip locateClip(const Options& options, const Address& address,
                                      int startNumber = 0);
 
-class ClipFrames {
-public:
-    ClipFrames(const Options& options, const LocatedClip& clip);
-
-    /// Reads the frame at \p index; sizes \p frame to it. Announces the next one to the server.
-    void read(int index, Bytes& frame);
-    /// The same; for a frame that the server can't give, what \p missing says.
-    void read(int index, Bytes& frame, Missing missing);
-    void write(int index, const Bytes& frame);
-    /// Makes the clip longer or shorter.
-    void setCount(int count);
-    /// True when the server has these bytes as the frame. A frame that can't be read is another.
-    [[nodiscard]] bool holds(int index, const Bytes& frame);
-
-private:
-    [[nodiscard]] std::string doing(const char* what, int index) const;
-    bool readBefore(int index, Bytes& frame);
-
-    LocatedClip clip_;
-    Session session_;
-    LantrixNodeHandle handle_;
-    Bytes readBack_;
-};
+/// True when the server can't give this frame, whatever the connection.
+[[nodiscard]] bool isHole(const Failure& failure);
+/// Reads one frame over the clip's session.
+[[nodiscard]] Bytes readFrame(const LocatedClip& clip, int index);
+/// Makes the clip longer or shorter.
+void setCount(LocatedClip& clip, int count);
 
 /// Whether what was written is read back and compared.
 enum class ReadBack { No, Yes };
@@ -75,14 +83,16 @@ public:
     void checkFile(const std::string& file) const;
     /// The frame of an image, which messages call \p name. The format's tag must be known.
     [[nodiscard]] Bytes frameOf(image::Image image, const std::string& name) const;
-    /// An empty name is a black frame, all bytes zero.
-    void read(const std::string& file, Bytes& frame) const;
-    /// Writes aside and renames. \p frame may be taken away.
-    void write(const std::string& file, Bytes& frame, ReadBack readBack) const;
+    /// The frame of an image file. The format's tag must be known.
+    [[nodiscard]] Bytes decode(const std::string& file) const;
+    /// Reads the bytes of a raw file. An empty name is a black frame, all bytes zero.
+    void read(const std::string& file, MovedFrame& frame) const;
+    /// Writes aside and renames.
+    void write(const std::string& file, MovedFrame frame, ReadBack readBack) const;
     /// True when the file is there and a frame of this format.
     [[nodiscard]] bool isWhole(const std::string& file) const;
     /// True when the file holds just this frame.
-    [[nodiscard]] bool holds(const std::string& file, const Bytes& frame) const;
+    [[nodiscard]] bool holds(const std::string& file, std::string_view frame) const;
 
 private:
     void checkImage(const std::string& file, const image::Image& image) const;
@@ -94,7 +104,7 @@ private:
 };
 
 /// XXH128 of the bytes, in hexadecimal.
-[[nodiscard]] std::string hashOf(const Bytes& bytes);
+[[nodiscard]] std::string hashOf(std::string_view bytes);
 
 } // namespace tool
 

@@ -1,46 +1,83 @@
 // The one routine that moves frames, for all verbs, and the places that frames come from and go to.
-// Each worker opens a source and a target of its own; the source is read by one thread while the
-// target takes the frame before by another.
-// Failures are thrown as Failure.
+// The transfer's thread takes up one step behind the other; frames travel over the connections of
+// the clips' pools, and processors make what becomes of them, many at once.
+// Sources and targets are used by one transfer. Failures are thrown as Failure and image::Error.
 #ifndef TOOLS_TRANSFER_FRAMEMOVE_H
 #define TOOLS_TRANSFER_FRAMEMOVE_H
 
 #include "tools/transfer/ClipFrames.h"
-#include "tools/transfer/FrameQueue.h"
+#include "tools/transfer/Cores.h"
+#include "tools/transfer/FrameStream.h"
 #include "tools/transfer/StoreRules.h"
+#include "tools/transfer/Transfer.h"
 #include "tools/transfer/TransferPlan.h"
-#include "tools/transfer/Workers.h"
 
 #include <functional>
+#include <memory>
 #include <vector>
 
 namespace tool {
 
-/// Reads the frame of a step.
-using ReadStep = std::function<void(std::size_t step, Bytes& frame)>;
-/// Takes the frame of a step, whose bytes may be taken away.
-using TakeStep = std::function<StepResult(std::size_t step, Bytes& frame)>;
-using OpenSource = std::function<ReadStep()>;
-using OpenTarget = std::function<TakeStep()>;
+/// What is known of one step while it is under way.
+struct Piece {
+    std::size_t step = 0;
+    MovedFrame frame;
+    MovedFrame other; ///< What the target compares it with.
+};
+
+class FrameTarget {
+public:
+    virtual ~FrameTarget() = default;
+    /// Gets ready for a step, in the transfer's thread and the order of steps.
+    virtual void prepare(Piece& piece, Cores& cores);
+    /// Memory for a frame that will be given to take(). In a thread of the cores.
+    [[nodiscard]] virtual MovedFrame room(std::size_t size);
+    /// Takes the frame, and tells when the step is done. In a thread of the cores.
+    virtual void take(Piece piece, const StepDone& done) = 0;
+    /// Waits until all steps are done, in the transfer's thread.
+    virtual void finish() {}
+};
+
+class FrameSource {
+public:
+    virtual ~FrameSource() = default;
+    /// Brings what comes from elsewhere, in the transfer's thread and the order of steps; false
+    /// when there are no more frames. Waits.
+    [[nodiscard]] virtual bool fetch(Piece& piece) = 0;
+    /// Makes the frame, where that takes a processor. In a thread of the cores.
+    virtual void make(Piece& piece, FrameTarget& target);
+};
+
+/// The steps from begin to before end.
+struct StepSpan {
+    std::size_t begin = 0;
+    std::size_t end = 0;
+};
+using OpenSource = std::function<std::unique_ptr<FrameSource>(const StepSpan& span)>;
+using OpenTarget = std::function<std::unique_ptr<FrameTarget>(const StepSpan& span)>;
 
 /// Moves the frames of all steps of the transfer.
-void moveFrames(Transfer& transfer, const OpenSource& openSource, const OpenTarget& openTarget);
-/// Moves frames until there are no more; the transfer has no steps of its own.
-void moveFrames(Transfer& transfer, const OpenEndedMaker& source, const OpenTarget& openTarget);
+void moveFrames(Transfer& transfer, const OpenSource& openSource, const OpenTarget& openTarget,
+                std::size_t steps);
+/// Moves frames of some steps. When it fails, what was taken up has been done or has failed.
+void moveFrames(FrameSource& source, FrameTarget& target, const StepSpan& span, Cores& cores,
+                const StepDone& done);
 
 // Step i is the clip's frame indices[i], or the file of steps[i].
-[[nodiscard]] OpenSource fromClip(const Options& options, const LocatedClip& clip,
-                                  const std::vector<int>& indices, Missing missing);
+[[nodiscard]] OpenSource fromClip(const LocatedClip& clip, const std::vector<int>& indices,
+                                  Missing missing);
 [[nodiscard]] OpenSource fromFiles(const FileFrames& files, const std::vector<FrameStep>& steps);
-[[nodiscard]] OpenTarget toClip(const Options& options, const LocatedClip& clip,
-                                const std::vector<int>& indices, StoreRules rules);
+/// Frames as they come, until there are no more.
+[[nodiscard]] std::unique_ptr<FrameSource> fromStream(FrameStream& stream, const FileFrames& files);
+[[nodiscard]] OpenTarget toClip(const LocatedClip& clip, const std::vector<int>& indices,
+                                const StoreRules& rules);
 /// Step i is the frame first + i, for which the clip is made longer as they come.
-[[nodiscard]] OpenTarget toGrowingClip(const Options& options, const LocatedClip& clip, int first,
-                                       StoreRules rules);
+[[nodiscard]] std::unique_ptr<FrameTarget> toGrowingClip(const LocatedClip& clip, int first,
+                                                         const StoreRules& rules);
 [[nodiscard]] OpenTarget toFiles(const FileFrames& files, const std::vector<FrameStep>& steps,
-                                 StoreRules rules);
-/// The result of a step is the hash of its frame.
-[[nodiscard]] OpenTarget toHashes();
+                                 const StoreRules& rules);
+/// What is done with each frame and gives the result of its step. In a thread of the cores.
+[[nodiscard]] OpenTarget toFunction(std::function<StepResult(Piece& piece)> use);
 
 } // namespace tool
 

@@ -249,7 +249,7 @@ void Demo::linkFiles() {
     for (std::size_t i = 0; i < paths.size(); ++i) {
         const std::string name = file("plate.####.raw", static_cast<int>(i));
         image::AsideFile aside(name);
-        aside.write(frames_[i]);
+        aside.write({frames_[i].data(), frames_[i].size()});
         aside.commit();
         paths[i] = std::filesystem::absolute(name).c_str();
     }

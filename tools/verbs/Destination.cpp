@@ -5,20 +5,22 @@
 #include "tools/session/NodeChanges.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <numeric>
 #include <set>
 
 namespace tool {
 
 Destination::Destination(Context& context, const Address& address, int startNumber)
-    : context_(context), address_(address), startNumber_(startNumber) {
-    Session session(context.options, address.host);
+    : context_(context), address_(address), startNumber_(startNumber),
+      session_(std::make_shared<Session>(context.options, address.host)) {
     if (address.nodeId.empty()) {
-        const FoundNode parent{address.parent(), findNode(session, address.parent())};
-        if (!findChild(session, parent, address.name()))
+        const FoundNode parent{address.parent(), findNode(*session_, address.parent())};
+        if (!findChild(*session_, parent, address.name()))
             return;
     }
-    existing_ = locateClip(session, address, startNumber);
+    existing_ = describeClip(session_, openFramePool(*session_, context.options), address,
+                             findClip(*session_, address), startNumber);
 }
 
 void Destination::setIndices(const std::vector<int>& indices) {
@@ -58,33 +60,34 @@ void Destination::tryFrame(const OpenSource& source, StoreRules rules) const {
     if (first == indices_.end())
         return;
     const auto step = static_cast<std::size_t>(first - indices_.begin());
-    Bytes frame;
-    source()(step, frame);
-    toClip(context_.options, *existing_, indices_, rules)()(step, frame);
+    const StepSpan span{step, step + 1};
+    const auto from = source(span);
+    const auto to = toClip(*existing_, indices_, rules)(span);
+    const StepDone done = [](std::size_t /*step*/, const StepResult& /*result*/) {};
+    Cores cores;
+    moveFrames(*from, *to, span, cores, done);
 }
 
-LocatedClip Destination::provide() {
-    Session session(context_.options, address_.host);
+LocatedClip Destination::provide(const Options& options) {
+    const auto pool = openFramePool(*session_, options);
     if (!existing_) {
         new_.frameCount = count_;
-        const LantrixNodeHandle handle = makeClip(session, address_, new_);
-        return {address_, handle.getNodeId().id(), new_.format, count_, startNumber_};
+        return describeClip(session_, pool, address_, makeClip(*session_, address_, new_),
+                            startNumber_);
     }
     LocatedClip clip = *existing_;
-    if (mustGrow()) {
-        FoundNode node{address_, {session.server(), clip.nodeId.c_str()}};
-        setFrameCount(session, node, count_);
-        clip.frameCount = count_;
-    }
+    clip.pool = pool;
+    if (mustGrow())
+        setCount(clip, count_);
     return clip;
 }
 
 void Destination::withdraw(const LocatedClip& clip) const {
-    withdrawNode(context_.options, address_, clip.nodeId);
+    withdrawNode(context_.options, address_, clip.handle.getNodeId().id());
 }
 
 void Destination::cutOff(const LocatedClip& clip, int count) const {
-    withdrawFrames(context_.options, address_, clip.nodeId, count);
+    withdrawFrames(context_.options, address_, clip.handle.getNodeId().id(), count);
 }
 
 void Destination::announceReplacing(const std::string& verb, const std::string& what,
@@ -98,10 +101,10 @@ void Destination::fill(const std::string& verb, const OpenSource& source, StoreR
         announceReplacing(verb, replacedText(), rules);
     if (mustGrow())
         tryFrame(source, rules);
-    const LocatedClip clip = provide();
+    const LocatedClip clip = provide(context_.options);
     Transfer transfer(context_.options, verb, indices_.size(), AfterFailure::Resume);
     try {
-        moveFrames(transfer, source, toClip(context_.options, clip, indices_, rules));
+        moveFrames(transfer, source, toClip(clip, indices_, rules), indices_.size());
     } catch (const Failure&) {
         if (!existing_ && transfer.progress().framesDone() == 0)
             withdraw(clip);
@@ -127,8 +130,10 @@ int Destination::countAfter(int first, const Transfer& transfer) const {
     return std::max(existing_ ? existing_->frameCount : 0, endOf(first, transfer));
 }
 
-void Destination::fill(const std::string& verb, const OpenEndedMaker& source, int first,
-                       StoreRules rules) {
+// Over one connection and by one thread, so that the frames arrive in their order: a failure leaves
+// no hole.
+void Destination::fill(const std::string& verb, FrameStream& stream, const FileFrames& files,
+                       int first, StoreRules rules) {
     if (existing_ && first < existing_->frameCount) {
         announceReplacing(verb,
                           "frames of " + address_.text() + " from frame " +
@@ -136,10 +141,17 @@ void Destination::fill(const std::string& verb, const OpenEndedMaker& source, in
                           rules);
     }
     count_ = existing_ ? 0 : first + 1;
-    const LocatedClip clip = provide();
+    Options inOrder = context_.options;
+    inOrder.connections = 1;
+    LocatedClip clip = provide(inOrder);
     Transfer transfer(context_.options, verb, 0, AfterFailure::Resume);
     try {
-        moveFrames(transfer, source, toGrowingClip(context_.options, clip, first, rules));
+        transfer.run([&](const StepDone& done) {
+            const auto source = fromStream(stream, files);
+            const auto target = toGrowingClip(clip, first, rules);
+            Cores cores(1);
+            moveFrames(*source, *target, {0, SIZE_MAX}, cores, done);
+        });
     } catch (const Failure&) {
         if (!existing_ && transfer.progress().framesDone() == 0)
             withdraw(clip);
@@ -151,7 +163,7 @@ void Destination::fill(const std::string& verb, const OpenEndedMaker& source, in
     std::iota(indices.begin(), indices.end(), first);
     setIndices(indices);
     if (mayHaveGrown(clip, first, transfer))
-        ClipFrames(context_.options, clip).setCount(countAfter(first, transfer));
+        setCount(clip, countAfter(first, transfer));
     report(transfer, verb, rules);
 }
 

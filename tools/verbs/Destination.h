@@ -10,6 +10,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -39,7 +40,8 @@ public:
     /// The same for as many frames as there are, from the clip's frame \p first on. The clip grows
     /// as they come, and has in the end no frame more than it had or got. What has arrived before
     /// a failure stays.
-    void fill(const std::string& verb, const OpenEndedMaker& source, int first, StoreRules rules);
+    void fill(const std::string& verb, FrameStream& stream, const FileFrames& files, int first,
+              StoreRules rules);
 
 private:
     void announceReplacing(const std::string& verb, const std::string& what,
@@ -49,7 +51,7 @@ private:
     [[nodiscard]] std::string replacedText() const;
     [[nodiscard]] bool mustGrow() const { return existing_ && existing_->frameCount < count_; }
     void tryFrame(const OpenSource& source, StoreRules rules) const;
-    LocatedClip provide();
+    LocatedClip provide(const Options& options);
     void withdraw(const LocatedClip& clip) const;
     void cutOff(const LocatedClip& clip, int count) const;
     void report(const Transfer& transfer, const std::string& verb, StoreRules rules) const;
@@ -57,6 +59,7 @@ private:
     Context& context_;
     Address address_;
     int startNumber_;
+    std::shared_ptr<Session> session_; // never null
     std::optional<LocatedClip> existing_;
     NewClip new_;
     std::vector<int> indices_;

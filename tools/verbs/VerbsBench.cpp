@@ -28,14 +28,12 @@ public:
     ScratchClip(const Options& options, const Address& folder, const LantrixClipFormat& format,
                 int count)
         : options_(options) {
-        Session session(options, folder.host);
-        clip_.address = folder.child("lantrix-bench-" + std::to_string(::getpid()));
-        clip_.nodeId =
-            makeClip(session, clip_.address, {format, count, NewClip().type}).getNodeId().id();
-        clip_.format = format;
-        clip_.frameCount = count;
+        const auto session = std::make_shared<Session>(options, folder.host);
+        const Address address = folder.child("lantrix-bench-" + std::to_string(::getpid()));
+        clip_ = describeClip(session, openFramePool(*session, options), address,
+                             makeClip(*session, address, {format, count, NewClip().type}));
     }
-    ~ScratchClip() { withdrawNode(options_, clip_.address, clip_.nodeId); }
+    ~ScratchClip() { withdrawNode(options_, clip_.address, clip_.handle.getNodeId().id()); }
     ScratchClip(const ScratchClip&) = delete;
     ScratchClip& operator=(const ScratchClip&) = delete;
 
@@ -71,11 +69,12 @@ Json measurePing(const Options& options, const std::string& host) {
     return measurement("ping", count, time.count(), 0);
 }
 
-// Moves each frame once, with a connection for each worker.
+// Moves each frame once.
 Json measureFrames(const Options& options, const std::string& what, int count,
                    const OpenSource& source, const OpenTarget& target) {
-    Transfer transfer(options, what, static_cast<std::size_t>(count), AfterFailure::Repeat);
-    moveFrames(transfer, source, target);
+    const auto steps = static_cast<std::size_t>(count);
+    Transfer transfer(options, what, steps, AfterFailure::Repeat);
+    moveFrames(transfer, source, target, steps);
     const Progress& progress = transfer.progress();
     return measurement(what, progress.framesDone(), progress.seconds(),
                        static_cast<double>(progress.bytesDone()));
@@ -87,31 +86,38 @@ std::vector<int> firstFrames(int count) {
     return indices;
 }
 
+// Frames of no particular bytes.
+class AnyFrames : public FrameSource {
+public:
+    explicit AnyFrames(std::size_t size) : size_(size) {}
+    bool fetch(Piece& /*piece*/) override { return true; }
+    void make(Piece& piece, FrameTarget& target) override { piece.frame = target.room(size_); }
+
+private:
+    const std::size_t size_;
+};
+
 Json measureWriting(const Options& options, const LocatedClip& clip, int count) {
     const auto size = static_cast<std::size_t>(clip.format.frameBufferSize());
-    const OpenSource source = [size]() -> ReadStep {
-        return [size](std::size_t /*step*/, Bytes& frame) { frame.resize(size, '\x5a'); };
+    const OpenSource source = [size](const StepSpan& /*span*/) {
+        return std::make_unique<AnyFrames>(size);
     };
-    return measureFrames(options, "write", count, source,
-                         toClip(options, clip, firstFrames(count), {}));
+    return measureFrames(options, "write", count, source, toClip(clip, firstFrames(count), {}));
 }
 
 Json measureReading(const Options& options, const LocatedClip& clip, int count) {
-    const OpenTarget target = []() -> TakeStep {
-        return [](std::size_t /*step*/, Bytes& frame) -> StepResult {
-            return {frame.size(), false, ""};
-        };
-    };
-    return measureFrames(options, "read", count,
-                         fromClip(options, clip, firstFrames(count), Missing::Error), target);
+    const auto drop = [](Piece& piece) -> StepResult { return {piece.frame.size(), false, ""}; };
+    return measureFrames(options, "read", count, fromClip(clip, firstFrames(count), Missing::Error),
+                         toFunction(drop));
 }
 
 // The clip at the address; none when the node is another one.
 std::optional<LocatedClip> clipAt(const Options& options, const Address& address) {
-    Session session(options, address.host);
-    if (!session.isClip(findNode(session, address)))
+    const auto session = std::make_shared<Session>(options, address.host);
+    const LantrixNodeHandle node = findNode(*session, address);
+    if (!session->isClip(node))
         return std::nullopt;
-    return locateClip(session, address);
+    return describeClip(session, openFramePool(*session, options), address, node);
 }
 
 void runBench(Context& context, const BenchArguments& arguments) {

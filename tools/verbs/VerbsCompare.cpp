@@ -23,9 +23,8 @@ struct HashArguments {
 };
 
 // A name that a manifest can hold on one line.
-std::string clipName(const Options& options, const LocatedClip& clip) {
-    Session session(options, clip.address.host);
-    std::string name = session.name(LantrixNodeHandle(session.server(), clip.nodeId.c_str()));
+std::string clipName(const LocatedClip& clip) {
+    std::string name = clip.session->name(clip.handle);
     std::replace_if(
         name.begin(), name.end(), [](unsigned char c) { return c < ' ' || c == '\\'; }, '_');
     return name;
@@ -36,11 +35,15 @@ void runHash(Context& context, const HashArguments& arguments) {
     const int startNumber = arguments.selection.startNumber;
     const LocatedClip clip =
         locateClip(options, parseAddress(arguments.address, options.host), startNumber);
-    const std::string name = clipName(options, clip);
+    const std::string name = clipName(clip);
     const std::vector<int> indices =
         arguments.selection.parsed().indices(startNumber, clip.frameCount);
     Transfer transfer(options, "hash", indices.size(), AfterFailure::Repeat);
-    moveFrames(transfer, fromClip(options, clip, indices, arguments.missing), toHashes());
+    const auto hashFrame = [](Piece& piece) -> StepResult {
+        return {piece.frame.size(), false, hashOf(piece.frame.view())};
+    };
+    moveFrames(transfer, fromClip(clip, indices, arguments.missing), toFunction(hashFrame),
+               indices.size());
     std::vector<Json> rows;
     std::string lines;
     for (std::size_t i = 0; i < indices.size(); ++i) {
@@ -94,8 +97,7 @@ Comparison compareWithClip(const Options& options, const LocatedClip& clip,
                          "in '" + other.address.text() + "'");
     }
     return {range.indices(clip.startNumber, clip.frameCount),
-            fromClip(options, other, range.indices(clip.startNumber, other.frameCount),
-                     arguments.missing),
+            fromClip(other, range.indices(clip.startNumber, other.frameCount), arguments.missing),
             {}};
 }
 
@@ -140,22 +142,34 @@ Comparison compare(const Options& options, const LocatedClip& clip,
 }
 
 // The result of a step is the hash of the clip's frame, and behind a blank that of the other one.
-OpenTarget toBothHashes(const Comparison& comparison) {
-    return [&comparison]() -> TakeStep {
-        const ReadStep readOther = comparison.openOther ? comparison.openOther() : ReadStep();
-        return [&comparison, readOther](std::size_t step, Bytes& frame) -> StepResult {
-            const std::size_t size = frame.size();
-            std::string text = hashOf(frame) + " ";
-            if (readOther) {
-                readOther(step, frame);
-                text += hashOf(frame);
-            } else {
-                text += comparison.hashes[step];
-            }
-            return {size, false, text};
-        };
-    };
-}
+class BothHashes : public FrameTarget {
+public:
+    BothHashes(const Comparison& comparison, const StepSpan& span)
+        : comparison_(comparison),
+          other_(comparison.openOther ? comparison.openOther(span) : nullptr) {}
+
+    void prepare(Piece& piece, Cores& /*cores*/) override {
+        Piece other{piece.step, {}, {}};
+        if (other_)
+            (void)other_->fetch(other);
+        piece.other = std::move(other.frame);
+    }
+    void take(Piece piece, const StepDone& done) override {
+        const std::size_t size = piece.frame.size();
+        const std::string hash = hashOf(piece.frame.view());
+        if (!other_) {
+            done(piece.step, {size, false, hash + " " + comparison_.hashes[piece.step]});
+            return;
+        }
+        piece.frame = std::move(piece.other);
+        other_->make(piece, *this);
+        done(piece.step, {size, false, hash + " " + hashOf(piece.frame.view())});
+    }
+
+private:
+    const Comparison& comparison_;
+    const std::unique_ptr<FrameSource> other_; // null when the hashes are known
+};
 
 void runCheck(Context& context, const CheckArguments& arguments) {
     const Options& options = context.options;
@@ -163,8 +177,11 @@ void runCheck(Context& context, const CheckArguments& arguments) {
                                         arguments.selection.startNumber);
     const Comparison comparison = compare(options, clip, arguments);
     Transfer transfer(options, "check", comparison.indices.size(), AfterFailure::Repeat);
-    moveFrames(transfer, fromClip(options, clip, comparison.indices, arguments.missing),
-               toBothHashes(comparison));
+    const OpenTarget target = [&](const StepSpan& span) {
+        return std::make_unique<BothHashes>(comparison, span);
+    };
+    moveFrames(transfer, fromClip(clip, comparison.indices, arguments.missing), target,
+               comparison.indices.size());
     std::vector<Json> rows;
     std::vector<int> numbers;
     for (std::size_t i = 0; i < comparison.indices.size(); ++i) {

@@ -22,18 +22,17 @@ struct CpArguments {
     StoreRules rules;
 };
 
-std::string storageOf(const Options& options, const std::string& host) {
-    Session session(options, host);
+std::string storageOf(const LocatedClip& clip) {
     LantrixStr storage;
-    session.call("ask the storage id", [&] { return session.server().getStorageId(storage); });
+    clip.session->call("ask the storage id",
+                       [&] { return clip.session->server().getStorageId(storage); });
     return storage.c_str();
 }
 
 // The same node of the same storage, whatever names the server has.
-bool isSameClip(const Options& options, const LocatedClip& a, const LocatedClip& b) {
-    return a.nodeId == b.nodeId &&
-           (a.address.host == b.address.host ||
-            storageOf(options, a.address.host) == storageOf(options, b.address.host));
+bool isSameClip(const LocatedClip& a, const LocatedClip& b) {
+    return std::string(a.handle.getNodeId().id()) == b.handle.getNodeId().id() &&
+           (a.address.host == b.address.host || storageOf(a) == storageOf(b));
 }
 
 // True when a frame may be written before it is read, in whatever order.
@@ -70,7 +69,7 @@ void runCp(Context& context, const CpArguments& arguments) {
                                          image::describeFormat(destination.format()) + ", not " +
                                          image::describeFormat(from.format));
     }
-    if (destination.existing() && isSameClip(options, from, *destination.existing()) &&
+    if (destination.existing() && isSameClip(from, *destination.existing()) &&
         isOverwritten(fromIndices, arguments)) {
         throw Failure(Status::Other, "frames of '" + toAddress.text() +
                                          "' would be replaced before they are copied: copy them "
@@ -82,8 +81,7 @@ void runCp(Context& context, const CpArguments& arguments) {
             "copy " + countText(fromIndices.size(), "frame") + " of " + from.address.text())});
         return;
     }
-    destination.fill("cp", fromClip(options, from, fromIndices, arguments.missing),
-                     arguments.rules);
+    destination.fill("cp", fromClip(from, fromIndices, arguments.missing), arguments.rules);
 }
 
 } // namespace

@@ -3,7 +3,6 @@
 #include "tools/report/Json.h"
 #include "tools/report/NumberText.h"
 #include "tools/transfer/FrameMove.h"
-#include "tools/transfer/FrameQueue.h"
 #include "tools/verbs/AddVerb.h"
 #include "tools/verbs/FrameOptions.h"
 #include "tools/verbs/Verbs.h"
@@ -86,12 +85,9 @@ void runGet(Context& context, const GetArguments& arguments) {
     const Options& options = context.options;
     const int startNumber = arguments.selection.startNumber;
     const Address address = parseAddress(arguments.address, options.host);
-    std::optional<Session> session(std::in_place, options, address.host);
-    const LocatedClip clip = locateClip(*session, address, startNumber);
+    const LocatedClip clip = locateClip(options, address, startNumber);
     const FileFrames files(clip.format, arguments.raw, {}, arguments.writing);
-    const LantrixNodeHandle handle(session->server(), clip.nodeId.c_str());
-    const std::string names = fileNames(arguments, clip, session->name(handle));
-    session.reset(); // no connection may be open when workers start
+    const std::string names = fileNames(arguments, clip, clip.session->name(clip.handle));
     if (files.layout())
         image::checkImageName(names, *files.layout(), arguments.writing);
     std::vector<FrameStep> steps = planToFiles(names, arguments.selection, clip.frameCount);
@@ -109,8 +105,8 @@ void runGet(Context& context, const GetArguments& arguments) {
     const std::filesystem::path folder = std::filesystem::path(names).parent_path();
     image::removeDeadAsideFiles(folder.empty() ? "." : folder.string());
     Transfer transfer(options, "get", steps.size(), AfterFailure::Resume);
-    moveFrames(transfer, fromClip(options, clip, indicesOf(steps), arguments.missing),
-               toFiles(files, steps, arguments.rules));
+    moveFrames(transfer, fromClip(clip, indicesOf(steps), arguments.missing),
+               toFiles(files, steps, arguments.rules), steps.size());
     reportGet(context, transfer, leftOut, names, arguments.rules);
 }
 
@@ -125,14 +121,14 @@ struct CatArguments {
     bool png = false;
 };
 
-void writeFrame(const LantrixClipFormat& format, const CatArguments& arguments, Bytes& frame) {
+void writeFrame(const LantrixClipFormat& format, const CatArguments& arguments, MovedFrame frame) {
     constexpr const char* name = "standard output";
     if (arguments.raw) {
-        image::writeAll(STDOUT_FILENO, frame, name);
+        image::writeAll(STDOUT_FILENO, frame.view(), name);
         return;
     }
     const auto write = arguments.png ? image::writePng : image::writePam;
-    write(image::imageOfFrame(std::move(frame), format), STDOUT_FILENO, name);
+    write(image::imageOfFrame(frame.takeBytes(), format), STDOUT_FILENO, name);
 }
 
 void runCat(Context& context, const CatArguments& arguments) {
@@ -145,14 +141,15 @@ void runCat(Context& context, const CatArguments& arguments) {
         (void)image::layoutOfClip(clip.format);
     const std::vector<int> indices =
         arguments.selection.parsed().indices(startNumber, clip.frameCount);
-    const ReadStep read = fromClip(options, clip, indices, arguments.missing)();
+    const auto source = fromClip(clip, indices, arguments.missing)({0, indices.size()});
     Progress progress(options, "cat", indices.size());
     const Progress::Ticker ticker(progress);
-    overlapFrames(0, indices.size(), read, [&](std::size_t, Bytes& frame) {
-        const std::size_t size = frame.size();
-        writeFrame(clip.format, arguments, frame);
+    for (Piece piece; piece.step < indices.size(); ++piece.step) {
+        (void)source->fetch(piece);
+        const std::size_t size = piece.frame.size();
+        writeFrame(clip.format, arguments, std::move(piece.frame));
         progress.advance(size);
-    });
+    }
 }
 
 void addGet(CLI::App& app, Context& context) {

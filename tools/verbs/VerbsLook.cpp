@@ -3,7 +3,7 @@
 #include "image/LocalFile.h"
 #include "image/Picture.h"
 #include "tools/report/Json.h"
-#include "tools/transfer/ClipFrames.h"
+#include "tools/transfer/FrameMove.h"
 #include "tools/verbs/AddVerb.h"
 #include "tools/verbs/FrameOptions.h"
 #include "tools/verbs/Verbs.h"
@@ -16,11 +16,11 @@ namespace tool {
 
 namespace {
 
-// Frames of a clip, made small.
+// How frames of a clip are made small.
 class Miniatures {
 public:
-    Miniatures(const Options& options, const LocatedClip& clip, int width)
-        : format_(clip.format), source_(options, clip), width_(std::min(width, format_.width())) {
+    Miniatures(const LantrixClipFormat& format, int width)
+        : format_(format), width_(std::min(width, format.width())) {
         const double ratio =
             format_.pixelRatio() > 0 ? static_cast<double>(format_.pixelRatio()) : 1;
         const double height = width_ * (format_.height() / (format_.width() * ratio));
@@ -29,16 +29,13 @@ public:
 
     [[nodiscard]] int width() const { return width_; }
     [[nodiscard]] int height() const { return height_; }
-    [[nodiscard]] image::Picture take(int index) {
-        Bytes frame;
-        source_.read(index, frame);
+    [[nodiscard]] image::Picture of(Bytes frame) const {
         const image::Image image = image::imageOfFrame(std::move(frame), format_);
         return image::Picture(image).scaledTo(width_, height_);
     }
 
 private:
     LantrixClipFormat format_;
-    ClipFrames source_;
     int width_;
     int height_ = 1;
 };
@@ -85,8 +82,8 @@ void runThumb(Context& context, const ThumbArguments& arguments) {
                                 clip.address.text() + " to '" + arguments.file + "'"});
         return;
     }
-    Miniatures miniatures(options, clip, arguments.width);
-    save(context, miniatures.take(index), arguments.file, {number});
+    const Miniatures miniatures(clip.format, arguments.width);
+    save(context, miniatures.of(readFrame(clip, index)), arguments.file, {number});
 }
 
 // ---- sheet
@@ -130,20 +127,33 @@ struct SheetPlan {
     int cellHeight;
 };
 
-image::Picture drawSheet(Miniatures& miniatures, const std::vector<int>& indices,
+// All cores make the frames small; each has its place on the sheet.
+image::Picture drawSheet(const LocatedClip& clip, const std::vector<int>& indices,
                          const SheetArguments& arguments) {
+    const Miniatures miniatures(clip.format, arguments.width);
     constexpr image::Colour background{24, 24, 24};
     constexpr image::Colour ink{224, 224, 224};
     const SheetPlan plan(miniatures, static_cast<int>(indices.size()), arguments.columns);
     image::Picture sheet(plan.gap() + plan.columns * plan.cellWidth,
                          plan.gap() + plan.rows * plan.cellHeight);
     sheet.fill(0, 0, sheet.width(), sheet.height(), background);
-    for (std::size_t k = 0; k < indices.size(); ++k) {
-        const int i = static_cast<int>(k);
-        sheet.paste(miniatures.take(indices[k]), plan.left(i), plan.top(i));
+    std::mutex drawing; // one at a time
+    const auto draw = [&](Piece& piece) -> StepResult {
+        const image::Picture miniature = miniatures.of(piece.frame.takeBytes());
+        const int i = static_cast<int>(piece.step);
+        const std::lock_guard<std::mutex> lock(drawing);
+        sheet.paste(miniature, plan.left(i), plan.top(i));
         sheet.drawNumber(plan.left(i), plan.top(i) + miniatures.height() + plan.scale, plan.scale,
-                         std::to_string(indices[k] + arguments.selection.startNumber), ink);
-    }
+                         std::to_string(indices[piece.step] + arguments.selection.startNumber),
+                         ink);
+        return {};
+    };
+    const StepSpan all{0, indices.size()};
+    const auto source = fromClip(clip, indices, Missing::Error)(all);
+    const auto target = toFunction(draw)(all);
+    const StepDone done = [](std::size_t /*step*/, const StepResult& /*result*/) {};
+    Cores cores;
+    moveFrames(*source, *target, all, cores, done);
     return sheet;
 }
 
@@ -164,8 +174,7 @@ void runSheet(Context& context, const SheetArguments& arguments) {
                                 clip.address.text() + " to '" + arguments.file + "'"});
         return;
     }
-    Miniatures miniatures(options, clip, arguments.width);
-    save(context, drawSheet(miniatures, indices, arguments), arguments.file, numbers);
+    save(context, drawSheet(clip, indices, arguments), arguments.file, numbers);
 }
 
 } // namespace

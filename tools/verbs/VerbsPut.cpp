@@ -159,10 +159,7 @@ void runPutStream(Context& context, const std::string& file, const Address& addr
     }
     StoreRules rules = arguments.rules;
     rules.known = knownFrames(destination, arguments);
-    const OpenEndedMaker source{
-        [&](std::size_t /*step*/, Bytes& frame) { return stream.next(files, frame); },
-        [&] { stream.end(); }};
-    destination.fill("put", source, first, rules);
+    destination.fill("put", stream, files, first, rules);
 }
 
 void runPut(Context& context, const PutArguments& arguments) {

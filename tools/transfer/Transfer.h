@@ -1,15 +1,15 @@
-// Does the steps of a transfer, in this process or shared out over worker processes, shows the
-// progress, and on failure says how far it came.
-// Worker processes are forked, so no connection and no thread may exist when run() is called; each
-// worker opens its own. Failures of a worker arrive as if they had happened here.
-#ifndef TOOLS_TRANSFER_WORKERS_H
-#define TOOLS_TRANSFER_WORKERS_H
+// One transfer as people see it: shows the progress of its steps, keeps their results, and on
+// failure says how far it came.
+// Steps may be told as done by any thread; all else is the main thread's.
+#ifndef TOOLS_TRANSFER_TRANSFER_H
+#define TOOLS_TRANSFER_TRANSFER_H
 
 #include "tools/report/Output.h"
 #include "tools/transfer/Progress.h"
 
 #include <cstdint>
 #include <functional>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -21,25 +21,23 @@ struct StepResult {
     bool isSkipped = false;  ///< Nothing had to be moved.
     std::string text;        ///< A short result, such as a hash.
 };
-/// One step is done.
+/// One step is done. Any thread.
 using StepDone = std::function<void(std::size_t step, const StepResult& result)>;
-/// Does the steps from \p begin to before \p end, in order, and calls \p done after each.
-using StepWork = std::function<void(std::size_t begin, std::size_t end, const StepDone& done)>;
 
 /// What a transfer that failed halfway is worth.
 enum class AfterFailure { Repeat, Resume };
 
 class Transfer {
 public:
-    /// \p verb is shown with the progress. 0 \p steps: as many as are done, by one worker.
+    /// \p verb is shown with the progress. 0 \p steps: as many as are done, in order.
     Transfer(const Options& options, const std::string& verb, std::size_t steps,
              AfterFailure afterFailure)
-        : options_(options), afterFailure_(afterFailure), progress_(options, verb, steps),
-          isOpenEnded_(steps == 0), isDone_(steps), results_(steps) {}
+        : afterFailure_(afterFailure), progress_(options, verb, steps), isOpenEnded_(steps == 0),
+          steps_(steps), results_(steps) {}
 
-    /// Does all steps, by at most --j workers. A failure tells how many steps are done, and whether
+    /// Runs \p move, which tells each step that is done. A failure tells how many are, and whether
     /// --resume goes on from there.
-    void run(const StepWork& steps);
+    void run(const std::function<void(const StepDone& done)>& move);
 
     [[nodiscard]] const std::vector<std::string>& results() const { return results_; }
     [[nodiscard]] const Progress& progress() const { return progress_; }
@@ -47,18 +45,15 @@ public:
     [[nodiscard]] Json figures() const;
 
 private:
-    void runHere(const StepWork& work);
-    void runWorkers(const StepWork& work, std::size_t workers);
-    void takeLine(const std::string& line);
     void markDone(std::size_t step, const StepResult& result);
+    [[nodiscard]] Failure told(const Failure& failure) const;
 
-    const Options& options_;
     const AfterFailure afterFailure_;
     Progress progress_;
     const bool isOpenEnded_;
-    std::vector<bool> isDone_;
+    const std::size_t steps_;
+    std::mutex mutex_; // of the results, while the transfer runs
     std::vector<std::string> results_;
-    std::vector<Failure> failures_; // of workers
 };
 
 } // namespace tool
