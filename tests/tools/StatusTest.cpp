@@ -54,6 +54,8 @@ TEST_F(StatusTest, AClipIsNotAFolderAndAFolderIsNotAClip) {
 TEST_F(StatusTest, DifferencesAreListed) {
     output({"cp", "/plate", "/copy"});
     EXPECT_EQ("", output({"check", "/copy", ":/plate"}));
+    output({"cp", "/plate", "/Library"});
+    EXPECT_EQ("", output({"check", "/Library/plate", ":/plate"}));
     write("plate.1", noise(96, 9));
     const ToolResult result = run({"check", "/plate", "plate.#", "--raw"});
     EXPECT_EQ(9, result.status);

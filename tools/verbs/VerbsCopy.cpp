@@ -50,12 +50,28 @@ bool isOverwritten(const std::vector<int>& from, const CpArguments& arguments) {
     return isRead;
 }
 
+// Below a folder, by the clip's own name.
+Address placeOf(const Options& options, const Address& to, const LocatedClip& from) {
+    if (!to.nodeId.empty())
+        return to;
+    Session session(options, to.host);
+    FoundNode node{to, session.root()};
+    node.address.components.clear();
+    for (const std::string& component : to.components) {
+        std::optional<FoundNode> below = findChild(session, node, component);
+        if (!below)
+            return to; // to be made
+        node = std::move(*below);
+    }
+    return session.isClip(node.handle) ? to : to.child(from.session->name(from.handle));
+}
+
 void runCp(Context& context, const CpArguments& arguments) {
     const Options& options = context.options;
     const int startNumber = arguments.selection.startNumber;
-    const Address toAddress = parseAddress(arguments.to, options.host);
     const LocatedClip from =
         locateClip(options, parseAddress(arguments.from, options.host), startNumber);
+    const Address toAddress = placeOf(options, parseAddress(arguments.to, options.host), from);
     const std::vector<int> fromIndices =
         arguments.selection.parsed().indices(startNumber, from.frameCount);
     std::vector<int> toIndices(fromIndices.size());
@@ -87,21 +103,22 @@ void runCp(Context& context, const CpArguments& arguments) {
 } // namespace
 
 void addCpVerb(CLI::App& app, Context& context) {
-    addVerb<CpArguments>(app, context,
-                         {"cp", "Copy frames to another clip, on the same server or another one",
-                          "lantrix cp farm:/Library/Reel/plate vault:/Archive/plate -f 0-99"},
-                         runCp, [](CLI::App& verb, CpArguments& cp) {
-                             verb.add_option("FROM", cp.from, "The clip to read")->required();
-                             verb.add_option("TO", cp.to, "The clip to write")->required();
-                             addFrameOptions(verb, cp.selection);
-                             verb.add_option(
-                                     "--to", cp.first,
-                                     "The frame of TO, counted from 0, that the first one becomes")
-                                 ->check(CLI::Range(0, 1000000000))
-                                 ->capture_default_str();
-                             addMissingOption(verb, cp.missing);
-                             addStoreOptions(verb, cp.rules);
-                         });
+    addVerb<CpArguments>(
+        app, context,
+        {"cp", "Copy frames to another clip or folder, on the same server or another one",
+         "lantrix cp farm:/Library/Reel/plate vault:/Archive/plate -f 0-99"},
+        runCp, [](CLI::App& verb, CpArguments& cp) {
+            verb.add_option("FROM", cp.from, "The clip to read")->required();
+            verb.add_option("TO", cp.to, "The clip to write, or the folder to copy it to")
+                ->required();
+            addFrameOptions(verb, cp.selection);
+            verb.add_option("--to", cp.first,
+                            "The frame of TO, counted from 0, that the first one becomes")
+                ->check(CLI::Range(0, 1000000000))
+                ->capture_default_str();
+            addMissingOption(verb, cp.missing);
+            addStoreOptions(verb, cp.rules);
+        });
 }
 
 } // namespace tool
