@@ -16,7 +16,7 @@ public:
     std::string file(const std::string& name) const { return folder_ / name; }
     std::string write(const std::string& name, const std::string& bytes) const {
         image::AsideFile aside(file(name));
-        aside.write(image::Bytes(bytes.begin(), bytes.end()));
+        aside.write(bytes);
         aside.commit();
         return file(name);
     }
