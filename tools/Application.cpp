@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <iostream>
 #include <optional>
 #include <string>
 #include <vector>
@@ -201,11 +202,26 @@ std::vector<std::string> wordsOf(int argc, char** argv) {
             return word.rfind('-', 0) == 0;
         }))
         words.erase(mark);
+    // As find(1) spells it, which CLI11 would take for short options.
+    if (std::find(words.begin(), words.end(), "find") != words.end())
+        std::replace(words.begin(), words.end(), std::string("-print0"), std::string("--print0"));
     if (!words.empty() && words[0] == "help") {
         words.erase(words.begin());
         words.emplace_back("--help");
     }
     return words;
+}
+
+// Prints the help or the version.
+int answer(const CLI::App& app, const Context& context, const CLI::Success& success) {
+    try {
+        const int status = app.exit(success);
+        std::cout.flush();
+        Output::finish();
+        return status;
+    } catch (const Failure& failure) {
+        return fail(context, failure);
+    }
 }
 
 int parseAndRun(CLI::App& app, Context& context, std::vector<std::string> words) {
@@ -214,8 +230,8 @@ int parseAndRun(CLI::App& app, Context& context, std::vector<std::string> words)
         app.parse(std::move(words));
         Output::finish();
         return static_cast<int>(Status::Done);
-    } catch (const CLI::Success& success) { // help and version
-        return app.exit(success);
+    } catch (const CLI::Success& success) {
+        return answer(app, context, success);
     } catch (const CLI::ParseError& error) {
         return fail(context, {Status::Usage, usageText(app, error) + " (see --help)"});
     } catch (const Failure& failure) {

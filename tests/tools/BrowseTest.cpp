@@ -30,7 +30,7 @@ TEST_F(BrowseTest, ListsAreFieldsBetweenTabs) {
         {{"ls", shot_, "id=n1"}, host_ + ":" + shot_ + ":\nshot\n\n" + host_ + ":id=n1:\nReel\n"},
         {{"ls", "-R", "/Library", "--sort", "name"}, "Reel\nReel/day 1\nReel/shot\nReel/show\n"},
         {{"ls", "--sort", "frames", "/Library/Reel"}, "shot\nshow\nday 1\n"},
-        {{"find", "--print0", "id=n1"}, std::string("id=n1\0id=n2\0id=n3\0id=n4\0id=n5\0", 30)},
+        {{"find", "-print0", "id=n1"}, std::string("id=n1\0id=n2\0id=n3\0id=n4\0id=n5\0", 30)},
         {{"du", "-h"}, "384 B\t3\t2\t/\n"},
         {{"tree", "/Library"},
          host_ + ":/Library\n└── Reel\n    ├── day 1\n    ├── shot\n    └── show\n"},

@@ -103,6 +103,7 @@ TEST_F(StatusTest, AClosedOutputIsNeverASocket) {
         return WEXITSTATUS(std::system((tool + words).c_str()));
     };
     EXPECT_EQ(8, status(" cat /plate --raw >&-"));
+    EXPECT_EQ(8, status(" --help >&-"));
     EXPECT_EQ(8, status(" cat /plate --raw <&- >&- 2>&-"));
     EXPECT_EQ(0, status(" cat /plate --raw --trace >/dev/null 2>&-"));
     EXPECT_EQ("plate\nLibrary\n", output({"ls"}));

@@ -4,7 +4,11 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
+#ifdef __APPLE__
+#include <util.h>
+#else
 #include <pty.h>
+#endif
 #include <sstream>
 #include <sys/file.h>
 #include <sys/wait.h>

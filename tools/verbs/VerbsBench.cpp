@@ -158,7 +158,7 @@ void addBenchVerb(CLI::App& app, Context& context) {
             verb.add_option("--format", bench.format,
                             "WIDTHxHEIGHTxBITS[xCHANNELS][@RATE] of the clip that is made");
             verb.add_option("--count", bench.count, "How many frames")
-                ->check(CLI::Range(1, 100000));
+                ->check(CLI::Range(1, 100000, "1..100000"));
         });
 }
 

@@ -74,7 +74,7 @@ void addDevelopmentVerbs(CLI::App& app, Context& context) {
             verb.add_option("--idle", serve.idleSeconds,
                             "Close a connection on which nothing has moved for so many seconds; "
                             "0 never does")
-                ->check(CLI::Range(0, 1000000));
+                ->check(CLI::Range(0, 1000000, "0..1000000"));
             verb.add_option("--protocol", serve.protocol, "The protocol to speak");
             verb.add_option("--vendor", serve.server.vendor, "The vendor that it reports");
             verb.add_option("--product", serve.server.product, "The product that it reports");
@@ -88,10 +88,11 @@ void addDevelopmentVerbs(CLI::App& app, Context& context) {
         [](Context& given, const DemoArguments& arguments) { runDemo(given.options, arguments); },
         [](CLI::App& verb, DemoArguments& demo) {
             verb.add_option("--count", demo.frames, "Frames of the sequence")
-                ->check(CLI::Range(3, 1000));
-            verb.add_option("--width", demo.width, "Pixels per line")->check(CLI::Range(32, 8192));
+                ->check(CLI::Range(3, 1000, "3..1000"));
+            verb.add_option("--width", demo.width, "Pixels per line")
+                ->check(CLI::Range(32, 8192, "32..8192"));
             verb.add_option("--height", demo.height, "Lines per frame")
-                ->check(CLI::Range(32, 8192));
+                ->check(CLI::Range(32, 8192, "32..8192"));
             verb.add_option("--files", demo.files, "A folder for the image files, which then stay");
         });
 }

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
+#include <limits>
 
 namespace tool {
 
@@ -298,7 +299,7 @@ void addMkclip(CLI::App& app, Context& context) {
                     "WIDTHxHEIGHTxBITS[xCHANNELS][@RATE], bits being those of a whole pixel")
                 ->required();
             verb.add_option("--frames", mkclip.clip.frameCount, "How many frames")
-                ->check(CLI::NonNegativeNumber);
+                ->check(CLI::Range(0, std::numeric_limits<int>::max(), "0.."));
             verb.add_option("--scan", mkclip.scan,
                             "progressive, field1_odd, field1_even, field2_odd or field2_even");
             addTypeOption(verb, mkclip.clip.type);

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <limits>
 
 namespace tool {
 
@@ -189,10 +190,10 @@ void addLookVerbs(CLI::App& app, Context& context) {
             verb.add_option("FILE", thumb.file, "The image file, .png, .jpg, .tif or .dpx")
                 ->required();
             verb.add_option("--frame", thumb.frame, "The frame's number; the first unless given")
-                ->check(CLI::NonNegativeNumber);
+                ->check(CLI::Range(0, std::numeric_limits<int>::max(), "0.."));
             addStartNumberOption(verb, thumb.startNumber);
             verb.add_option("--width", thumb.width, "Pixels per line, at most those of the clip")
-                ->check(CLI::Range(8, 8192));
+                ->check(CLI::Range(8, 8192, "8..8192"));
         });
 
     addVerb<SheetArguments>(
@@ -205,12 +206,12 @@ void addLookVerbs(CLI::App& app, Context& context) {
                 ->required();
             addFrameOptions(verb, sheet.selection);
             verb.add_option("--count", sheet.count, "How many frames, at even distances")
-                ->check(CLI::Range(1, 400));
+                ->check(CLI::Range(1, 400, "1..400"));
             verb.add_option("--columns", sheet.columns,
                             "Frames side by side; a square unless given")
-                ->check(CLI::Range(1, 400));
+                ->check(CLI::Range(1, 400, "1..400"));
             verb.add_option("--width", sheet.width, "Pixels per line of each frame")
-                ->check(CLI::Range(8, 1920));
+                ->check(CLI::Range(8, 1920, "8..1920"));
         });
 }
 
