@@ -7,43 +7,17 @@
 #ifndef STREAM_POOL_H
 #define STREAM_POOL_H
 
-#include "stream/Work.h"
+#include "stream/PoolOptions.h"
 
 #include <atomic>
-#include <chrono>
-#include <functional>
 #include <future>
 #include <memory>
 #include <string>
-#include <thread>
 
 namespace lantrix {
 
 class PoolCore;
 struct PoolGroup;
-
-/// How a pool works, as here unless set.
-struct PoolOptions {
-    /// The largest number of connections, at least 1.
-    unsigned connections = 4;
-    /// While it is true, the pool is cancelled: a flag that a signal handler sets; null for none,
-    /// else it must outlive the pool.
-    const std::atomic<bool>* cancelFlag = nullptr;
-    /// Of work that may be tried again.
-    Retries retries;
-    /// Hears of each failure behind which work is tried again, and of the wait before that. In the
-    /// pool's threads; it must be brief and must not throw.
-    std::function<void(const Failure& failure, std::chrono::milliseconds pause)> retrying;
-    /// The time that a piece of work may take, its retries included; then it ends within a second
-    /// as a failed connection. 0 for any time.
-    std::chrono::milliseconds timeLimit{0};
-    /// Called behind each stop of a call, with its thread: may end the thread's wait, or the stop
-    /// is seen at the end of that, within a second. Any of the pool's threads; must not throw.
-    std::function<void(std::thread::native_handle_type thread)> wake;
-    /// A handle on the same host that the first connection uses until it fails; null for none. It
-    /// must outlive the pool, and is nobody else's while work is under way.
-    LantrixServerHandle* first = nullptr;
-};
 
 /// Runs work on up to N connections to one host.
 class LANTRIX_EXPORT Pool {

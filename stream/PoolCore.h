@@ -5,7 +5,7 @@
 #ifndef STREAM_POOLCORE_H
 #define STREAM_POOLCORE_H
 
-#include "stream/Pool.h"
+#include "stream/PoolOptions.h"
 
 #include <atomic>
 #include <chrono>

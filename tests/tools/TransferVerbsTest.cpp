@@ -176,7 +176,7 @@ TEST_F(TransferVerbsTest, PutMakesTheClipOfWhatAPipeBrings) {
     EXPECT_EQ(3, run({"stat", "/none"}).status);
 }
 
-TEST_F(TransferVerbsTest, WorkersMoveEveryFrameOnceAlsoBetweenServers) {
+TEST_F(TransferVerbsTest, ConnectionsMoveEveryFrameOnceAlsoBetweenServers) {
     DevServerOptions options;
     options.root = scratch_ / "other";
     options.listen = "127.91" + host_.substr(6);

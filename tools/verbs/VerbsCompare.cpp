@@ -10,6 +10,8 @@
 
 #include <algorithm>
 
+#include <unistd.h>
+
 namespace tool {
 
 namespace {
@@ -131,14 +133,25 @@ Comparison compareWithManifest(const LocatedClip& clip, const CheckArguments& ar
     return comparison;
 }
 
+// Whether what the clip is compared with is another clip: an address, or a path that is not a file
+// here.
+bool isOneClip(const std::vector<std::string>& others) {
+    if (others.size() != 1)
+        return false;
+    const std::string& other = others.front();
+    const bool isPattern = other.find('#') != std::string::npos;
+    return looksLikeAddress(other) ||
+           (other.rfind('/', 0) == 0 && !isPattern && ::access(other.c_str(), F_OK) != 0);
+}
+
 Comparison compare(const Options& options, const LocatedClip& clip,
                    const CheckArguments& arguments) {
     if (!arguments.manifest.empty())
         return compareWithManifest(clip, arguments);
     if (arguments.others.empty())
         throw Failure(Status::Usage, "check takes files, a clip or a --manifest to compare with");
-    const bool isClip = arguments.others.size() == 1 && looksLikeAddress(arguments.others[0]);
-    return isClip ? compareWithClip(options, clip, arguments) : compareWithFiles(clip, arguments);
+    return isOneClip(arguments.others) ? compareWithClip(options, clip, arguments)
+                                       : compareWithFiles(clip, arguments);
 }
 
 // The result of a step is the hash of the clip's frame, and behind a blank that of the other one.
@@ -217,7 +230,8 @@ void addCompareVerbs(CLI::App& app, Context& context) {
             verb.add_option("CLIP", check.address, "The clip")->required();
             verb.add_option(
                 "OTHER", check.others,
-                "name.####.png, or files in their order; or a clip, as HOST:/path or :/path");
+                "name.####.png, or files in their order; or a clip: HOST:/path, :/path, or a /path "
+                "where no file is");
             verb.add_option("--manifest", check.manifest,
                             "Compare with the hashes in a file, as hash prints them");
             addFrameOptions(verb, check.selection);
