@@ -362,6 +362,16 @@ TEST(LantrixdTest, ASignalEndsItWhileNobodyReadsThatItIsReady) {
         ::close(descriptor);
 }
 
+#ifdef __linux__
+TEST(LantrixdTest, AClosedOutputIsNeverASocket) {
+    const ScratchDirectory scratch;
+    const Lantrixd server(
+        "127.0.0.138", scratch / "root", [] { ::close(STDERR_FILENO); }, -1);
+    const std::filesystem::path process = std::filesystem::path(server.view()).parent_path();
+    EXPECT_EQ("/dev/null", std::filesystem::read_symlink(process / "fd/2"));
+}
+#endif
+
 TEST(LantrixdTest, CheckAndRepairTellByTheirStatus) {
     ScratchDirectory scratch;
     { const Lantrixd made("127.0.0.137", scratch / "root"); }

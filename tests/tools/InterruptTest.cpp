@@ -6,6 +6,10 @@
 #include <chrono>
 #include <functional>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace {
 
 const Words get{"get", "/empty", "x.#.raw", "--raw", "--progress", "json"};
@@ -96,6 +100,34 @@ TEST_F(ToolTest, ASilentServerIsLeftAtAnInterruptAndAfterTheTimeLimit) {
         EXPECT_NE(std::string::npos, result.errors.find(reason)) << result.errors;
     }
     EXPECT_LT(fastest, std::chrono::milliseconds(950)); // not at the end of a wait of a second
+}
+
+TEST_F(ToolTest, ATransferThatStandsStillSaysSo) {
+    ScriptedServer silent;
+    silent.commands({call("GetNodeType c", "ok 1 0"), call("GetNodeTypeStr c", "ok Clip"),
+                     call("GetClipFormat c", "ok 1 1 24 3 3 1 30 rgb8 4 none "),
+                     call("GetFrames c", "ok f"), call("GetDisplayName c", "ok c"), awaitClose});
+    silent.frames({expect(std::string("ReadFrame\0f\0003\0", 14)), awaitClose});
+    ToolProgram program(silent.host(), folder_, {"hash", "id=c", "--progress", "bar"});
+    EXPECT_TRUE(program.awaitError("0/1 frames  nothing for "));
+    program.signal(SIGINT);
+    EXPECT_EQ(130, program.finish().status);
+}
+
+TEST_F(ToolTest, AnInterruptOfAStreamKeepsTheFramesThatCame) {
+    ASSERT_EQ(0, ::mkfifo(path("pipe").c_str(), 0600));
+    ToolProgram program(
+        host_, folder_,
+        {"put", "pipe", "/gray", "--raw", "--format", "2x1x8", "--progress", "json"});
+    const int pipe = ::open(path("pipe").c_str(), O_WRONLY); // kept open: more could come
+    ASSERT_EQ(5, ::write(pipe, "abcde", 5));
+    EXPECT_TRUE(program.awaitError("\"frames\":1"));
+    program.signal(SIGINT);
+    const ToolResult result = program.finish();
+    ::close(pipe);
+    EXPECT_EQ(130, result.status) << result.errors;
+    EXPECT_EQ("ab", output({"cat", "/gray", "--raw", "-f", "0"}));
+    EXPECT_EQ(std::string::npos, output({"cat", "/gray", "--raw"}).find('e')); // half a frame
 }
 
 TEST_F(ToolTest, AServerOfOnesOwnEndsSilentConnections) {

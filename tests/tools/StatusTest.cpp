@@ -1,6 +1,7 @@
 // Exit statuses and error texts, for people and for programs.
 #include "tests/support/ScriptedServer.h"
 #include "tests/tools/ToolProgram.h"
+#include "tools/report/Options.h"
 
 namespace {
 
@@ -108,6 +109,15 @@ TEST_F(StatusTest, AClosedOutputIsNeverASocket) {
     EXPECT_EQ(8, status(" cat /plate --raw <&- >&- 2>&-"));
     EXPECT_EQ(0, status(" cat /plate --raw --trace >/dev/null 2>&-"));
     EXPECT_EQ("plate\nLibrary\n", output({"ls"}));
+}
+
+TEST(OptionsTest, BrowsingHasALimitUnlessOneIsGiven) {
+    tool::Options options;
+    EXPECT_EQ(60, tool::browsingOptions(options).timeout);
+    for (const double given : {0.0, 600.0}) {
+        options.timeout = given;
+        EXPECT_EQ(given, tool::browsingOptions(options).timeout);
+    }
 }
 
 TEST_F(StatusTest, ErrorsAreJsonOnRequestAndRedOnRequest) {

@@ -131,7 +131,9 @@ TEST_F(TransferVerbsTest, TheBarFitsTheTerminalFromTheFirstMoment) {
 
 TEST_F(TransferVerbsTest, PutMakesTheClipOfItsFirstImage) {
     output({"get", "/plate", "x.####.png", "--start-number", "100"});
-    output({"put", "x.####.png", "/new", "--start-number", "100", "--rate", "25/2"});
+    output(
+        {"put", "x.####.png", "/new", "--start-number", "100", "--rate", "25/2", "--type", "shot"});
+    EXPECT_EQ("shot", json({"stat", "/new"})["type"]);
     EXPECT_EQ(12.5, json({"stat", "/new"})["frameRate"]);
     EXPECT_EQ(output({"cat", "/plate"}), output({"cat", "/new"}));
     // Into a clip that is there: only the chosen frames, and more of them where needed.

@@ -114,8 +114,7 @@ void addCpVerb(CLI::App& app, Context& context) {
             addFrameOptions(verb, cp.selection);
             verb.add_option("--to", cp.first,
                             "The frame of TO, counted from 0, that the first one becomes")
-                ->check(CLI::Range(0, 1000000000))
-                ->capture_default_str();
+                ->check(CLI::Range(0, 1000000000, "0.."));
             addMissingOption(verb, cp.missing);
             addStoreOptions(verb, cp.rules);
         });

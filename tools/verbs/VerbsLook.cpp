@@ -12,6 +12,7 @@
 #include <cmath>
 #include <filesystem>
 #include <limits>
+#include <optional>
 
 namespace tool {
 
@@ -66,7 +67,7 @@ void save(Context& context, const image::Picture& picture, const std::string& fi
 struct ThumbArguments {
     std::string address;
     std::string file;
-    int frame = -1; // negative: the first
+    std::optional<int> frame; // the first unless given
     int startNumber = 0;
     int width = 320;
 };
@@ -75,7 +76,7 @@ void runThumb(Context& context, const ThumbArguments& arguments) {
     const Options& options = context.options;
     settleFile(context, arguments.file);
     const LocatedClip clip = locateClip(options, parseAddress(arguments.address, options.host));
-    const int number = arguments.frame < 0 ? arguments.startNumber : arguments.frame;
+    const int number = arguments.frame.value_or(arguments.startNumber);
     const int index =
         FrameRange(std::to_string(number)).indices(arguments.startNumber, clip.frameCount).front();
     if (options.dryRun) {

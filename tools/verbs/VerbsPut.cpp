@@ -215,7 +215,8 @@ void addPutVerb(CLI::App& app, Context& context) {
             verb.add_option("--rate", put.rate,
                             "Frames per second of a new clip: 24, 23.976 or 24000/1001")
                 ->transform(decimalOfFraction)
-                ->check(CLI::PositiveNumber);
+                ->check(CLI::PositiveNumber)
+                ->default_str("");
             verb.add_option("--format", put.format,
                             "WIDTHxHEIGHTxBITS[xCHANNELS][@RATE] of a new clip of raw frames");
             addTypeOption(verb, put.type);
