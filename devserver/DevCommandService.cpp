@@ -53,7 +53,7 @@ std::size_t descriptionSize(const DevNode& node) {
     for (const auto& [name, text] : node.streams)
         size += name.size() + text.size();
     for (const std::string& path : node.links)
-        size += sizeof path + path.size();
+        size += sizeof(std::string) + path.size();
     return size;
 }
 

@@ -39,7 +39,7 @@ using Entries = std::list<Entry>;
 // behind or before it when it is told. Whoever asks takes the first one that nobody has asked.
 class TreeWalkerCore {
 public:
-    TreeWalkerCore(Pool& pool, const std::vector<WalkStart>& starts, const WalkOptions& options);
+    TreeWalkerCore(Pool& pool, const std::vector<WalkStart>& starts, WalkOptions options);
 
     void start();
     std::optional<WalkedNode> next();
@@ -80,8 +80,8 @@ private:
 };
 
 TreeWalkerCore::TreeWalkerCore(Pool& pool, const std::vector<WalkStart>& starts,
-                               const WalkOptions& options)
-    : options_(options), ahead_(aheadOfEachConnection * pool.connections()),
+                               WalkOptions options)
+    : options_(std::move(options)), ahead_(aheadOfEachConnection * pool.connections()),
       tickets_(pool.connections()), group_(pool) {
     for (const WalkStart& start : starts) {
         entries_.emplace_back();
