@@ -1,6 +1,6 @@
 # Turns one part of a program's help into the macros of a manual page: "description" (what stands
 # before the usage), "options" (all lists of options), "notes" (the sections behind them) or "verb"
-# (the whole help of one verb).
+# (the whole help of one verb); or, for "names", lists the verbs below.
 
 function plain(text) {
     gsub(/\\/, "\\e", text)
@@ -66,6 +66,10 @@ section ~ /^(Options|Positionals)/ {
         sub(/^ +/, "")
         print plain($0)
     }
+    next
+}
+part == "names" && section == "Subcommands" {
+    if ($0 ~ /^  [^ ]/) print $1
     next
 }
 part == "verb" && section == "Example" {
