@@ -172,12 +172,20 @@ std::vector<std::string> optionNames(const CLI::App& app) {
     return names;
 }
 
+// What is wrong with the verb that was given; "" when it is there, or none was given.
+std::string unknownVerb(const CLI::App& app) {
+    const std::vector<std::string> others = app.remaining(true);
+    if (!app.get_subcommands().empty() || others.empty() || others[0][0] == '-')
+        return "";
+    return "there is no verb '" + others[0] + "'" + didYouMean(others[0], verbNames(app));
+}
+
 // What CLI11 says of a verb that is not there is only that one is missing, and of what it did not
 // expect, that it is there, in no order.
 std::string usageText(const CLI::App& app, const CLI::ParseError& error) {
+    if (const std::string unknown = unknownVerb(app); !unknown.empty())
+        return unknown;
     const std::vector<std::string> others = app.remaining(true);
-    if (app.get_subcommands().empty() && !others.empty() && others[0][0] != '-')
-        return "there is no verb '" + others[0] + "'" + didYouMean(others[0], verbNames(app));
     if (others.empty() || error.get_exit_code() != static_cast<int>(CLI::ExitCodes::ExtrasError))
         return error.what();
     for (const std::string& other : others) {
@@ -212,9 +220,11 @@ std::vector<std::string> wordsOf(int argc, char** argv) {
     return words;
 }
 
-// Prints the help or the version.
+// Prints the help or the version; a verb that is not there has no help.
 int answer(const CLI::App& app, const Context& context, const CLI::Success& success) {
     try {
+        if (const std::string unknown = unknownVerb(app); !unknown.empty())
+            throw Failure(Status::Usage, unknown + " (see --help)");
         const int status = app.exit(success);
         std::cout.flush();
         Output::finish();

@@ -230,7 +230,7 @@ TEST_F(DevServerTest, SilentConnectionsEndAndNoAddressTakesThemAll) {
         reads += frameRequest("ReadFrame", "n2-f0", "4194304");
     unread.send(reads);
     std::this_thread::sleep_for(std::chrono::seconds(3));
-    EXPECT_LT(unread.receive(10 * 4194305).size(), 10U * 4194305);
+    EXPECT_LT(unread.receive(std::size_t{10} * 4194305).size(), std::size_t{10} * 4194305);
 }
 
 TEST_F(DevServerTest, ShutdownIsAnsweredBeforeTheEnd) {

@@ -260,7 +260,7 @@ TEST_P(PowerLossTest, WhatWasAcknowledgedIsThereAtEveryMoment) {
     recording.afterCall = replay;
     recorder = &recording;
     {
-        acknowledged.push_back("n0 root 0"); // as the first start makes it
+        acknowledged.emplace_back("n0 root 0"); // as the first start makes it
         DevTree tree(recording.path, sync, log);
         for (const auto& step : steps()) {
             step(tree);

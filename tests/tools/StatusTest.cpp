@@ -17,7 +17,8 @@ TEST_F(StatusTest, EachFailureHasItsStatusAndSaysWhatIsWrong) {
     write("file", "");
     fails(1, {"rm", "/Library"}, {"-r removes it"});
     fails(2, {}, {"required"});
-    fails(2, {"lst"}, {"no verb 'lst'", "'ls'"});
+    for (const Words& words : {Words{"lst"}, Words{"help", "lst"}})
+        fails(2, words, {"no verb 'lst'", "'ls'"});
     fails(2, {"ls", "--sotr=size"}, {"no option '--sotr'", "'--sort'"});
     fails(2, {"stat", "/a", "/b", "/c"}, {"not expected: '/b' '/c'"});
     fails(2, {"get", "/plate", "x.#.png", "-f", "2-1"}, {"'2-1' is not a frame range"});

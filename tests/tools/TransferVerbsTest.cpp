@@ -157,7 +157,8 @@ TEST_F(TransferVerbsTest, PutMakesTheClipOfWhatAPipeBrings) {
     EXPECT_EQ("214365", output({"cat", "/deep", "--raw"}));
     EXPECT_EQ(0, pipe(output({"cat", "/plate", "--png"}), "/plate -f 1004- --start-number 1000"));
     const std::string all = output({"cat", "/plate", "--raw"});
-    EXPECT_EQ(all.substr(0, 4 * 96), all.substr(4 * 96, 4 * 96));
+    constexpr std::size_t piped = 4 * std::size_t{96};
+    EXPECT_EQ(all.substr(0, piped), all.substr(piped, piped));
     EXPECT_EQ(12U * 96, all.size());
     EXPECT_EQ(0, pipe("abcdef", "/gray --raw -f 2-"));
     write("many", "ghijkl");

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <mutex>
 #include <unordered_map>
+#include <utility>
 
 namespace tool {
 
@@ -199,8 +200,8 @@ int grownCount(int count) {
 
 class GrowingTarget : public FrameTarget {
 public:
-    GrowingTarget(const LocatedClip& clip, int first, const StoreRules& rules)
-        : clip_(clip), first_(first), rules_(rules) {
+    GrowingTarget(const LocatedClip& clip, int first, StoreRules rules)
+        : clip_(clip), first_(first), rules_(std::move(rules)) {
         std::vector<int> existing;
         for (int index = first; index < clip.frameCount; ++index)
             existing.push_back(index);
