@@ -66,7 +66,6 @@ protected:
 private:
     void requireOwn() const;
 
-private:
     const std::shared_ptr<Connection> connection_;
     const unsigned generation_;
     std::unique_ptr<Turn> turn_;

@@ -177,7 +177,7 @@ int Watcher::endAll() {
     if (nextLook_ == Clock::time_point::max())
         return -1;
     const auto wait = std::chrono::ceil<std::chrono::milliseconds>(nextLook_ - now).count();
-    return static_cast<int>(std::clamp<long long>(wait, 0, 3600 * 1000));
+    return static_cast<int>(std::clamp<long long>(wait, 0, 3600LL * 1000));
 }
 
 void Watcher::run() {

@@ -19,7 +19,7 @@ constexpr std::chrono::milliseconds firstPause(200);
 // Set as long as it lives.
 class Flag {
 public:
-    explicit Flag(bool& flag) : flag_(flag) { flag_ = true; }
+    explicit Flag(bool& flag) : flag_(flag) { flag = true; }
     ~Flag() { flag_ = false; }
     Flag(const Flag&) = delete;
     Flag& operator=(const Flag&) = delete;
