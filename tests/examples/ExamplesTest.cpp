@@ -101,6 +101,16 @@ TEST_F(Examples, AbandonreadEndsAReadThatWouldGoOnForEver) {
     EXPECT_NE(std::string::npos, output.find("Connection stopped\n[0]")) << output;
 }
 
+#ifdef __linux__
+TEST_F(Examples, AClosedOutputIsNeverASocket) {
+    const std::string output =
+        run("abandonread " + host + clipPath +
+            "3000 >&- & for i in 1 2 3 4 5 6 7 8 9; do sleep 0.2; readlink /proc/$!/fd/1 && break; "
+            "done; wait");
+    EXPECT_EQ("/dev/null\n", output.substr(0, output.find('\n') + 1));
+}
+#endif
+
 #ifdef HAS_STREAM_EXAMPLES
 TEST_F(Examples, WalktreeListsAllNodesInOrder) {
     EXPECT_EQ(
