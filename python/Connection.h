@@ -30,7 +30,7 @@ struct Call {
     }
 };
 
-class Connection : public Endable {
+class Connection final : public Endable {
 public:
     Connection(const Text& host, TimeLimit limit);
     ~Connection();

@@ -74,7 +74,7 @@ private:
 };
 
 /// Frames of a clip in order, read ahead.
-class FrameSource : public Pooled {
+class FrameSource final : public Pooled {
 public:
     FrameSource(Node& clip, std::vector<int> indices, unsigned connections, unsigned ahead);
     ~FrameSource() { close(); }
@@ -92,7 +92,7 @@ private:
 };
 
 /// Writes frames of a clip, several at once.
-class FrameSink : public Pooled {
+class FrameSink final : public Pooled {
 public:
     FrameSink(Node& clip, unsigned connections, unsigned ahead);
     ~FrameSink() { close(); }
@@ -116,7 +116,7 @@ private:
 };
 
 /// The nodes below one, each before those below it.
-class Walk : public Pooled {
+class Walk final : public Pooled {
 public:
     Walk(Node& start, unsigned connections, int depth);
     ~Walk() { close(); }
