@@ -33,7 +33,7 @@ WrittenClip makeWritten(Trial& trial) {
 
 // A clip whose only frame is the file; its id goes to \p frameId.
 std::string makeLinked(Trial& trial, const std::string& path, std::string& frameId) {
-    const std::string clip = trial.makeNode("linked", "1 clip");
+    std::string clip = trial.makeNode("linked", "1 clip");
     trial.ok("SetFramePaths", clip + " " + path + linkEnd);
     frameId = trial.ok("GetFrames", clip);
     trial.require(wire::isId(frameId), "the id of one frame");

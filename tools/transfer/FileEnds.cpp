@@ -8,6 +8,7 @@
 #include <deque>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 namespace tool {
 
@@ -15,8 +16,8 @@ namespace {
 
 class FileSource : public FrameSource {
 public:
-    FileSource(const FileFrames& files, const std::vector<FrameStep>& steps)
-        : files_(files), steps_(steps) {}
+    FileSource(FileFrames files, std::vector<FrameStep> steps)
+        : files_(std::move(files)), steps_(std::move(steps)) {}
     bool fetch(Piece& /*piece*/) override { return true; }
     void make(Piece& piece, FrameTarget& target) override {
         const std::string& file = steps_[piece.step].file;
@@ -35,9 +36,8 @@ private:
 
 class FileTarget : public FrameTarget {
 public:
-    FileTarget(const FileFrames& files, const std::vector<FrameStep>& steps,
-               const StoreRules& rules)
-        : files_(files), steps_(steps), rules_(rules) {}
+    FileTarget(FileFrames files, std::vector<FrameStep> steps, StoreRules rules)
+        : files_(std::move(files)), steps_(std::move(steps)), rules_(std::move(rules)) {}
     void take(Piece piece, const StepDone& done) override {
         const std::string& file = steps_[piece.step].file;
         const std::size_t size = piece.frame.size();
@@ -58,8 +58,8 @@ private:
 // A thread of its own reads ahead, for a read may wait as long as nobody writes to the pipe.
 class StreamSource : public FrameSource {
 public:
-    StreamSource(FrameStream& stream, const FileFrames& files)
-        : stream_(stream), files_(files), thread_(&StreamSource::read, this) {}
+    StreamSource(FrameStream& stream, FileFrames files)
+        : stream_(stream), files_(std::move(files)), thread_(&StreamSource::read, this) {}
     ~StreamSource() override {
         {
             const std::lock_guard<std::mutex> lock(mutex_);
