@@ -26,7 +26,7 @@ Marks commasOf(const char* block) {
 
 // Hands the place behind each comma to use, in order.
 template <class Use>
-void forEachComma(char* text, char* end, Use&& use) {
+void forEachComma(char* text, const char* end, Use&& use) {
     for (; static_cast<std::size_t>(end - text) >= blockSize; text += blockSize)
         for (Marks commas = commasOf(text); commas != 0; commas &= commas - 1)
             use(text + __builtin_ctzll(commas) + 1);
