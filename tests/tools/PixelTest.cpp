@@ -4,7 +4,7 @@
 namespace {
 
 TEST_F(ToolTest, ClipToImagesToClipIsExact) {
-    std::string frame = noise(13 * 7 * 4, 1);
+    std::string frame = noise(std::size_t{13} * 7 * 4, 1);
     for (std::size_t at = 3; at < frame.size(); at += 4)
         frame[at] = static_cast<char>(frame[at] & 0xFC); // the two bits that hold nothing
     write("raw.0", frame);
@@ -34,7 +34,7 @@ TEST_F(ToolTest, WhatCannotBeExactIsRefused) {
 }
 
 TEST_F(ToolTest, ThumbAndSheetAreSmallImages) {
-    makeClip("shot", {"64x32x24"}, 64 * 32 * 3, 5);
+    makeClip("shot", {"64x32x24"}, std::size_t{64} * 32 * 3, 5);
     EXPECT_EQ(8, json({"thumb", "/shot", "t.png", "--width", "16"})["height"]);
     const auto sheet = json({"sheet", "/shot", "s.png", "--count", "3", "--start-number", "1001"});
     EXPECT_EQ("[1001,1003,1005]", sheet["frames"].dump());
