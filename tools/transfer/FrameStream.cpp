@@ -43,7 +43,7 @@ bool FrameStream::next(const FileFrames& files, Bytes& frame) {
     return true;
 }
 
-void FrameStream::end() {
+void FrameStream::end() const {
     const int nothing = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
     if (nothing >= 0) {
         ::dup2(nothing, descriptor_); // a read that is begun again finds its end

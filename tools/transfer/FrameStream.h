@@ -24,7 +24,7 @@ public:
     /// Reads the next frame; false at the end.
     [[nodiscard]] bool next(const FileFrames& files, Bytes& frame);
     /// Makes it the end: also for a read that waits, when its thread is signalled.
-    void end();
+    void end() const;
 
 private:
     std::string name_;
