@@ -77,7 +77,8 @@ TEST_F(ToolTest, WrittenFramesAreReadBackToVerifyThem) {
                    {std::string("ReadFrame\0f\0003\0", 14), std::string("\0RGb", 4)},
                    awaitClose});
     write("frame", "RGB");
-    ToolProgram program(server.host(), folder_, {"put", "--raw", "--verify", "frame", "id=c"});
+    ToolProgram program(server.host(), folder_,
+                        {"put", "--raw", "--verify", "-j1", "frame", "id=c"});
     const ToolResult result = program.finish();
     EXPECT_EQ(9, result.status);
     EXPECT_NE(std::string::npos, result.errors.find("frame 0 reads back differently"));
