@@ -183,7 +183,7 @@ std::string unknownVerb(const CLI::App& app) {
 // What CLI11 says of a verb that is not there is only that one is missing, and of what it did not
 // expect, that it is there, in no order.
 std::string usageText(const CLI::App& app, const CLI::ParseError& error) {
-    if (const std::string unknown = unknownVerb(app); !unknown.empty())
+    if (std::string unknown = unknownVerb(app); !unknown.empty())
         return unknown;
     const std::vector<std::string> others = app.remaining(true);
     if (others.empty() || error.get_exit_code() != static_cast<int>(CLI::ExitCodes::ExtrasError))
