@@ -93,7 +93,7 @@ TEST_F(DevServerTest, AsynchronousRequestsHaveNoReply) {
     EXPECT_EQ("ok n1,Reel,n3,made", client("GetChildren n0"));
     EXPECT_TRUE(isLogged(" connections at once."));
     int kept = 0; // alive, of the sockets that the server has accepted
-    for (int descriptor = 0; descriptor < 1024; ++descriptor) {
+    for (int descriptor = 0; descriptor < 4096; ++descriptor) {
         sockaddr_in address{};
         socklen_t size = sizeof address;
         ::getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &size);

@@ -29,7 +29,7 @@ ToolProgram::ToolProgram(const std::string& host, const std::string& folder, con
         ::dup2(::open("/dev/null", O_RDONLY), STDIN_FILENO);
         ::dup2(::fileno(output_.get()), STDOUT_FILENO);
         ::dup2(pipe[1], STDERR_FILENO);
-        for (int other = STDERR_FILENO + 1; other < 1024; ++other)
+        for (int other = STDERR_FILENO + 1; other < 4096; ++other)
             ::close(other); // or the server's listeners would outlive it
         if (::chdir(folder.c_str()) == 0)
             ::execv(LANTRIX_PATH, arguments.data());
