@@ -29,7 +29,8 @@ TEST(ProgressTest, TheRateIsThatOfTheLastSeconds) {
     }
     const std::string shown = testing::internal::GetCapturedStderr();
     const std::string last = shown.substr(shown.rfind("3/4"));
-    EXPECT_EQ("3/4 frames  0.0 MB/s", last.substr(0, last.find("/s") + 2));
+    EXPECT_EQ("3/4 frames  0", last.substr(0, 13)); // and the locale's point
+    EXPECT_EQ("0 MB/s", last.substr(14, 6));
 }
 
 TEST(ProgressTest, APauseOfTheProcessDoesNotCount) {
