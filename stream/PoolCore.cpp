@@ -14,10 +14,6 @@ constexpr std::chrono::milliseconds watchInterval(20);
 
 static_assert(std::atomic<bool>::is_always_lock_free); // signal handlers may cancel
 
-} // namespace
-
-namespace {
-
 PoolOptions checked(PoolOptions options) {
     options.connections = std::max(options.connections, 1U);
     return options;
