@@ -277,30 +277,58 @@ Image readDpx(const std::string& file, Extent extent, const ReadOptions& /*optio
     return image;
 }
 
-void writeDpx(const Image& image, const std::string& file, const WriteOptions& /*options*/) {
-    // What is packed otherwise than by method A goes as whole samples.
+namespace {
+
+// What is packed otherwise than by method A goes as whole samples.
+PixelLayout writtenLayout(const Image& image) {
     const bool isMethodA = image.source && image.source->kind == SampleKind::Packed10;
-    const PixelLayout layout = isMethodA ? *image.source : image.layout;
+    return isMethodA ? *image.source : image.layout;
+}
+
+struct RowSizes {
+    explicit RowSizes(const Image& image)
+        : row(static_cast<std::size_t>(frameBytes(writtenLayout(image), image.width, 1))),
+          stride((row + 3) / 4 * 4) {}
+
+    std::size_t row;
+    std::size_t stride;
+};
+
+} // namespace
+
+std::uint64_t sizeOfDpx(const Image& image) {
+    return wholeHeader +
+           std::uint64_t{RowSizes(image).stride} * static_cast<std::uint64_t>(image.height);
+}
+
+Bytes headOfDpx(const Image& image) {
+    const RowSizes sizes(image);
+    DpxHeader header = headerOf(image, writtenLayout(image), sizeOfDpx(image),
+                                static_cast<std::uint32_t>(sizes.stride - sizes.row));
+    emptyTexts(header);
+    return {header.data(), header.data() + wholeHeader};
+}
+
+Bytes rowsOfDpx(const Image& image) {
+    const PixelLayout layout = writtenLayout(image);
     const SampleFormat& samples = layout.samples();
     Bytes frame = samples.pack != nullptr ? samples.pack(image.pixels) : image.pixels;
     if (layout.kind == SampleKind::Integer16)
         for (std::size_t i = 0; i + 1 < frame.size(); i += 2)
             std::swap(frame[i], frame[i + 1]);
-    const std::size_t row = frame.size() / static_cast<std::size_t>(image.height);
-    const std::size_t stride = (row + 3) / 4 * 4;
-    const std::uint64_t fileSize =
-        wholeHeader + std::uint64_t{stride} * static_cast<std::uint64_t>(image.height);
-    DpxHeader header = headerOf(image, layout, fileSize, static_cast<std::uint32_t>(stride - row));
-    emptyTexts(header);
+    const auto [row, stride] = RowSizes(image);
+    if (row == stride)
+        return frame;
+    Bytes rows(stride * static_cast<std::size_t>(image.height));
+    for (std::size_t y = 0; y < static_cast<std::size_t>(image.height); ++y)
+        std::memcpy(&rows[y * stride], &frame[y * row], row);
+    return rows;
+}
+
+void writeDpx(const Image& image, const std::string& file, const WriteOptions& /*options*/) {
     const Descriptor descriptor(file, O_WRONLY | O_CREAT | O_TRUNC);
-    OutputBuffer output(descriptor.number(), file);
-    output.write(header.data(), wholeHeader);
-    constexpr char filling[4] = {};
-    for (std::size_t at = 0; at < frame.size(); at += row) {
-        output.write(&frame[at], row);
-        output.write(filling, stride - row);
-    }
-    output.flush();
+    writeAll(descriptor.number(), headOfDpx(image), file);
+    writeAll(descriptor.number(), rowsOfDpx(image), file);
 }
 
 } // namespace image

@@ -212,14 +212,15 @@ public:
     std::uint64_t tellp() override { return position_; }
     void seekp(std::uint64_t position) override { position_ = static_cast<std::size_t>(position); }
 
-    [[nodiscard]] const Bytes& bytes() const { return bytes_; }
+    void reserve(std::uint64_t size) { bytes_.reserve(static_cast<std::size_t>(size)); }
+    [[nodiscard]] Bytes& bytes() { return bytes_; }
 
 private:
     Bytes bytes_;
     std::size_t position_ = 0;
 };
 
-void writePart(const Image& image, Imf::OStream& file, const WriteOptions& options) {
+Imf::Header headerOf(const Image& image, const WriteOptions& options) {
     Imf::Header header(image.width, image.height);
     header.compression() = compressionOf(options.compression);
     if (image.pixelRatio > 0)
@@ -228,7 +229,11 @@ void writePart(const Image& image, Imf::OStream& file, const WriteOptions& optio
         Imf::addFramesPerSecond(header, Imf::guessExactFps(static_cast<double>(image.frameRate)));
     for (const char* name : channelNames(image.layout.channels))
         header.channels().insert(name, Imf::Channel(pixelType(image.layout)));
-    Imf::OutputFile output(file, header);
+    return header;
+}
+
+void writePart(const Image& image, Imf::OStream& file, const WriteOptions& options) {
+    Imf::OutputFile output(file, headerOf(image, options));
     // OpenEXR only reads it here.
     char* const pixels = const_cast<char*>(image.pixels.data());
     output.setFrameBuffer(bufferAt(
@@ -252,6 +257,27 @@ Image readExr(const std::string& file, Extent extent, const ReadOptions& options
     } catch (const std::exception& error) {
         failFile("can't read", file, error.what());
     }
+}
+
+// The magic number and the version, the header, a table of the rows' places, and the rows, each
+// behind its number and its size.
+std::uint64_t sizeOfExr(const Image& image) {
+    MemoryFile header("header");
+    headerOf(image, {"none"}).writeTo(header);
+    const std::uint64_t row =
+        std::uint64_t{pixelSize(image.layout)} * static_cast<unsigned>(image.width);
+    return 8 + header.bytes().size() + static_cast<unsigned>(image.height) * (8 + 8 + row);
+}
+
+Bytes bytesOfExr(const Image& image) {
+    MemoryFile file("frame.exr");
+    file.reserve(sizeOfExr(image));
+    try {
+        writePart(image, file, {"none"});
+    } catch (const std::exception& error) {
+        failFile("can't write", "frame.exr", error.what());
+    }
+    return std::move(file.bytes());
 }
 
 void writeExr(const Image& image, int descriptor, const std::string& name,

@@ -7,6 +7,7 @@
 #include "image/LocalFile.h"
 #include "image/PixelLayout.h"
 
+#include <cstdint>
 #include <string>
 
 namespace image {
@@ -26,6 +27,15 @@ void writeTiff(const Image& image, const std::string& file, const WriteOptions& 
 
 [[nodiscard]] Image readDpx(const std::string& file, Extent extent, const ReadOptions& options);
 void writeDpx(const Image& image, const std::string& file, const WriteOptions& options);
+
+/// The pieces of files without compression, as they are made in memory. Of an image without pixels
+/// they give what does not depend on them: all in front of the pixels, and the size of the file.
+[[nodiscard]] Bytes headOfTiff(const Image& image);
+[[nodiscard]] Bytes headOfDpx(const Image& image);
+[[nodiscard]] Bytes rowsOfDpx(const Image& image);
+[[nodiscard]] std::uint64_t sizeOfDpx(const Image& image);
+[[nodiscard]] Bytes bytesOfExr(const Image& image);
+[[nodiscard]] std::uint64_t sizeOfExr(const Image& image);
 
 /// rgb8 only.
 void writeJpeg(const Image& image, const std::string& file, const WriteOptions& options);

@@ -33,6 +33,7 @@ LAYERS = {
     "image": "lantrix/LantrixTypes.h",
     # Read by the development server too, and whatever the locale.
     "image/ClipShape.cpp": "image lantrix/LantrixTypes.h base/loggerBase/src/CoText.h",
+    "mount": f"stream image {PUBLIC}",
     "python": "stream image/PixelLayout.h image/SampleFormat.h image/Error.h "
               f"base/loggerBase/src/CoMsg.h {PUBLIC}",
     "devserver": f"image/ClipShape.h {RECORDS}",
@@ -40,7 +41,7 @@ LAYERS = {
     "tools/session": f"tools/report stream devserver {LIBRARY}",
     "tools/conform": f"tools/session tools/report {LIBRARY}",
     "tools/transfer": f"tools/session tools/report image stream {LIBRARY}",
-    "tools/verbs": "tools/conform tools/transfer tools/session tools/report image stream devserver "
+    "tools/verbs": "mount tools/conform tools/transfer tools/session tools/report image stream devserver "
     + LIBRARY,
     "tools": f"stream devserver {LIBRARY}",
     "examples": f"stream {PUBLIC}",
@@ -56,6 +57,7 @@ LAYERS = {
     "tests/lantrix": f"tests/support devserver {LIBRARY}",
     "tests/stream": f"soak/FaultyRelay.h tests/support stream devserver {LIBRARY}",
     "tests/image": "tests/support image lantrix/LantrixTypes.h",
+    "tests/mount": "tests/support mount",
     "tests/devserver": f"tests/faults/Cases.h tests/support devserver {LIBRARY}",
     "tests/faults": f"tests/devserver tests/support stream devserver {LIBRARY}",
     "tests/tools": f"tests/devserver/RawClient.h tests/support tools image stream devserver {LIBRARY}",

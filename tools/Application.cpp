@@ -94,6 +94,7 @@ void addVerbs(CLI::App& app, Context& context) {
     addCompareVerbs(app, context);
     addLookVerbs(app, context);
     addMetadataVerbs(app, context);
+    addMountVerb(app, context);
     addServerVerbs(app, context);
     addConformVerb(app, context);
     addBenchVerb(app, context);

@@ -22,8 +22,12 @@ class ToolCase(unittest.TestCase):
         self.folder = pathlib.Path(folder.name)
         number = os.getpid()
         self.host = f"127.{150 + number // 62500 % 50}.{number // 250 % 250}.{1 + number % 250}"
+        self.start_server()
+
+    def start_server(self):
         server = subprocess.Popen([os.environ["LANTRIXD"], "--root", self.folder / "root", "--listen",
                                    self.host], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self.server = server
         self.addCleanup(server.wait)
         self.addCleanup(server.terminate)
         deadline = time.monotonic() + 60

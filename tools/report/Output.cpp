@@ -28,7 +28,7 @@ Json withSchema(const Json& fields) {
 }
 
 void printJson(const Json& fields) {
-    print(dumpJson(withSchema(fields), 2) + "\n");
+    print(Output::document(fields));
 }
 
 std::string cellText(const Json& value) {
@@ -86,6 +86,10 @@ std::string aligned(const Line& line, const std::vector<std::size_t>& widths) {
 }
 
 } // namespace
+
+std::string Output::document(const Json& fields) {
+    return dumpJson(withSchema(fields), 2) + "\n";
+}
 
 void Output::table(const std::string& key, const std::vector<Json>& rows) const {
     if (options_.json) {

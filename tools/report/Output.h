@@ -43,6 +43,8 @@ public:
     /// The failure on standard error; with JSON as an object.
     void failure(const Failure& failure) const;
 
+    /// A whole document as JSON, as record() prints it.
+    [[nodiscard]] static std::string document(const Json& fields);
     /// Standard output as an image or other bytes: refuses a terminal.
     static void requireNoTerminal();
     static void finish();

@@ -29,6 +29,8 @@ void addCompareVerbs(CLI::App& app, Context& context);
 void addLookVerbs(CLI::App& app, Context& context);
 /// meta ls, meta get, meta set.
 void addMetadataVerbs(CLI::App& app, Context& context);
+/// mount.
+void addMountVerb(CLI::App& app, Context& context);
 /// ping, info, doctor, call, translate.
 void addServerVerbs(CLI::App& app, Context& context);
 /// conform.

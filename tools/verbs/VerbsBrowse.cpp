@@ -1,12 +1,12 @@
 // tree, stat, find, du, frames: what is on a server.
 #include "image/PixelLayout.h"
 #include "tools/report/Json.h"
-#include "tools/report/NumberText.h"
 #include "tools/report/PrintableText.h"
 #include "tools/report/Troubles.h"
 #include "tools/session/TreeWalk.h"
 #include "tools/verbs/AddVerb.h"
 #include "tools/verbs/FrameOptions.h"
+#include "tools/verbs/StatFields.h"
 #include "tools/verbs/Verbs.h"
 
 #include <limits>
@@ -14,25 +14,6 @@
 namespace tool {
 
 namespace {
-
-// The digits that a float has: 23.976, not 23.97599983.
-double rounded(float number) {
-    return std::stod(shortNumber(static_cast<double>(number)));
-}
-
-Json formatFields(const LantrixClipFormat& format) {
-    return {{"width", format.width()},
-            {"height", format.height()},
-            {"bitsPerPixel", format.bitsPerPixel()},
-            {"channels", format.numChannels()},
-            {"frameBufferSize", format.frameBufferSize()},
-            {"frameRate", rounded(format.frameRate())},
-            {"pixelRatio", rounded(format.pixelRatio())},
-            {"scanFormat", LantrixClipFormat::scanFormatStr(format.scanFormat())},
-            {"formatTag", format.formatTag()},
-            {"metaDataTag", format.metaDataTag()},
-            {"metaData", format.metaData()}};
-}
 
 // ---- tree
 
@@ -104,23 +85,19 @@ void runStat(Context& context, const StatArguments& arguments) {
     const Address address = parseAddress(arguments.address, context.options.host);
     Session session(browsingOptions(context.options), address.host);
     const FoundNode node{address, findNode(session, address)};
-    const bool isClip = session.isClip(node.handle);
-    int number = 0;
-    session.call("ask the kind of a node", [&] { return node.handle.getNodeType(number); });
-    Json fields = {{"host", address.host},
-                   {"path", address.path()},
-                   {"id", node.handle.getNodeId().id()},
-                   {"name", session.name(node.handle)},
-                   {"type", session.typeName(node.handle)},
-                   {"typeNumber", number},
-                   {"isClip", isClip},
-                   {"children", childrenOf(session, node).size()},
-                   {"streams", session.streamNames(node.handle)}};
-    if (isClip) {
-        fields["frames"] = session.countFrames(node.handle);
-        fields.update(formatFields(session.format(node.handle)));
+    lantrix::WalkedNode facts;
+    facts.isClip = session.isClip(node.handle);
+    session.call("ask the kind of a node", [&] { return node.handle.getNodeType(facts.type); });
+    facts.id = node.handle.getNodeId().id();
+    facts.name = session.name(node.handle);
+    facts.kind = session.typeName(node.handle);
+    facts.children = static_cast<int>(childrenOf(session, node).size());
+    facts.streams = session.streamNames(node.handle);
+    if (facts.isClip) {
+        facts.frames = session.countFrames(node.handle);
+        facts.format = session.format(node.handle);
     }
-    context.output.record(fields);
+    context.output.record(statFields(address.host, address.path(), facts));
 }
 
 // ---- find

@@ -1,0 +1,261 @@
+#include "mount/FrameCache.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+namespace mounted {
+
+namespace {
+
+constexpr std::size_t mostRuns = 64;
+
+// What the file takes, and its frame while it is being made.
+std::uint64_t cost(const Clip& clip) {
+    const image::FrameFile& file = clip.file();
+    return file.size() + (file.isPlain() ? 0 : file.frameSize());
+}
+
+} // namespace
+
+FrameCache::FrameCache(lantrix::Pool& pool, std::uint64_t memory)
+    : memory_(memory), pool_(pool), group_(pool) {}
+
+std::uint64_t FrameCache::used() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return used_;
+}
+
+void FrameCache::remove(Entries::iterator entry) {
+    if (entry->second.state == Entry::State::There) {
+        used_ -= entry->second.file->size();
+        byUse_.erase(entry->second.use);
+    }
+    entries_.erase(entry);
+}
+
+// The entry of a frame that can be used, or will be.
+FrameCache::Entry& FrameCache::wanted(const std::shared_ptr<const Clip>& clip, FrameKey key,
+                                      Clock::time_point since) {
+    const auto found = entries_.find(key);
+    if (found != entries_.end() && found->second.state == Entry::State::There &&
+        (found->second.read < since || found->second.file->size() != clip->file().size()))
+        remove(found);
+    Entry& entry = entries_[key];
+    if (entry.state == Entry::State::Waiting)
+        entry.clip = clip;
+    return entry;
+}
+
+void FrameCache::get(const std::shared_ptr<const Clip>& clip, FrameKey key, Clock::time_point since,
+                     Got got) {
+    File file;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        Entry& entry = wanted(clip, key, since);
+        if (entry.state != Entry::State::There) {
+            entry.waiters.push_back(std::move(got));
+            if (entry.state == Entry::State::Waiting)
+                demanded_.push_back(key);
+            feed();
+            return;
+        }
+        byUse_.splice(byUse_.end(), byUse_, entry.use);
+        file = entry.file;
+    }
+    got({}, file);
+}
+
+void FrameCache::readAhead(const std::shared_ptr<const Clip>& clip, FrameKey key,
+                           Clock::time_point since) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const int length = continuesRun(key);
+    if (length == 1)
+        forgetPlans(key.folder);
+    if (length == 1 && key.index != 0)
+        return;
+    const int last = std::min<int>(clip->frames() - 1, key.index + window(*clip));
+    for (FrameKey next = key; next.index < last;) {
+        ++next.index;
+        if (wanted(clip, next, since).state == Entry::State::Waiting &&
+            std::find_if(ahead_.begin(), ahead_.end(), [&](FrameKey other) {
+                return !(other < next) && !(next < other);
+            }) == ahead_.end())
+            ahead_.push_back(next);
+    }
+    feed();
+}
+
+void FrameCache::forgetPlans(std::uint32_t folder) {
+    const auto isForgotten = [&](FrameKey key) {
+        if (key.folder != folder)
+            return false;
+        const auto found = entries_.find(key);
+        if (found != entries_.end() && found->second.state == Entry::State::Waiting &&
+            found->second.waiters.empty())
+            entries_.erase(found);
+        return true;
+    };
+    ahead_.erase(std::remove_if(ahead_.begin(), ahead_.end(), isForgotten), ahead_.end());
+}
+
+// The number of frames that a program has read in order up to this one, 1 for the first.
+int FrameCache::continuesRun(FrameKey key) {
+    const auto found = std::find_if(runs_.begin(), runs_.end(), [&](const Run& run) {
+        return run.next.folder == key.folder && run.next.index == key.index;
+    });
+    if (found != runs_.end())
+        runs_.splice(runs_.begin(), runs_, found);
+    else
+        runs_.push_front({key, 0});
+    if (runs_.size() > mostRuns)
+        runs_.pop_back();
+    ++runs_.front().next.index;
+    return ++runs_.front().length;
+}
+
+// How far to read ahead: enough for all connections, and half of the memory at most.
+int FrameCache::window(const Clip& clip) const {
+    const std::uint64_t half = memory_ / 2 / std::max<std::uint64_t>(cost(clip), 1);
+    return static_cast<int>(std::min<std::uint64_t>(half, std::uint64_t{2} * pool_.connections()));
+}
+
+void FrameCache::drop(FrameKey key) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const auto found = entries_.find(key);
+    if (found == entries_.end())
+        return;
+    if (found->second.state == Entry::State::There)
+        remove(found);
+    else
+        found->second.isStale = found->second.state == Entry::State::Reading;
+}
+
+// A piece of work for each frame, as many as there are connections; what it reads it finds out when
+// it begins, so that what has become urgent in the meantime comes first.
+void FrameCache::feed() {
+    while (!isFull_ && working_ < pool_.connections() &&
+           working_ - reading_ < demanded_.size() + ahead_.size()) {
+        const auto job = std::make_shared<Job>();
+        group_.run([this, job](lantrix::Connection& connection) { return work(connection, *job); },
+                   [this, job](const lantrix::Failure& failure) { finished(*job, failure); },
+                   lantrix::Retry::OnAnotherConnection);
+        ++working_;
+    }
+}
+
+lantrix::Failure FrameCache::work(const lantrix::Connection& connection, Job& job) {
+    if (job.clip == nullptr && !begin(job))
+        return {};
+    const image::FrameFile& kind = job.clip->file();
+    const std::string id = job.clip->frameId(job.key.index);
+    const int size = static_cast<int>(kind.frameSize());
+    if (kind.isPlain()) {
+        const auto file = std::make_shared<FileBytes>(static_cast<std::size_t>(kind.size()));
+        std::copy(kind.head().begin(), kind.head().end(), file->room());
+        if (!connection.server.readFrame(id.c_str(), file->room() + kind.head().size(), size))
+            return lantrix::Failure::lastOf(connection.server);
+        job.file = file;
+        return {};
+    }
+    image::Bytes frame(kind.frameSize());
+    if (!connection.server.readFrame(id.c_str(), frame.data(), size))
+        return lantrix::Failure::lastOf(connection.server);
+    job.file = std::make_shared<FileBytes>(kind.encode(std::move(frame)));
+    return {};
+}
+
+bool FrameCache::begin(Job& job) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    for (std::deque<FrameKey>* queue : {&demanded_, &ahead_}) {
+        while (!queue->empty()) {
+            const FrameKey key = queue->front();
+            const auto found = entries_.find(key);
+            if (found == entries_.end() || found->second.state != Entry::State::Waiting) {
+                queue->pop_front();
+                continue;
+            }
+            if (!makeRoom(cost(*found->second.clip)))
+                return false;
+            queue->pop_front();
+            found->second.state = Entry::State::Reading;
+            found->second.read = Clock::now();
+            job.key = key;
+            job.clip = found->second.clip;
+            ++reading_;
+            return true;
+        }
+    }
+    return false;
+}
+
+// When all of the memory is taken by frames on their way, the next one waits for one of them.
+bool FrameCache::makeRoom(std::uint64_t size) {
+    while (used_ + size > memory_ && !byUse_.empty())
+        remove(entries_.find(byUse_.front()));
+    isFull_ = used_ + size > memory_ && reading_ > 0;
+    used_ += isFull_ ? 0 : size;
+    return !isFull_;
+}
+
+void FrameCache::finished(const Job& job, const lantrix::Failure& failure) {
+    std::vector<Got> waiters;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        --working_;
+        if (job.clip != nullptr)
+            waiters = settle(job, failure);
+        else if (failure)
+            waiters = giveUp();
+        if (failure.kind != lantrix::Failure::Kind::Stopped)
+            feed();
+    }
+    for (const Got& got : waiters)
+        got(failure, job.file);
+}
+
+// Who is to hear of it. A frame that was written while it was being read is read again.
+std::vector<FrameCache::Got> FrameCache::settle(const Job& job, const lantrix::Failure& failure) {
+    --reading_;
+    used_ -= cost(*job.clip);
+    isFull_ = false;
+    const auto found = entries_.find(job.key);
+    Entry& entry = found->second;
+    std::vector<Got> waiters;
+    if (entry.isStale && !failure) {
+        entry.isStale = false;
+        entry.state = Entry::State::Waiting;
+        demanded_.push_back(job.key);
+        return waiters;
+    }
+    waiters.swap(entry.waiters);
+    if (failure) {
+        entries_.erase(found);
+        return waiters;
+    }
+    entry.clip = nullptr;
+    entry.state = Entry::State::There;
+    entry.file = job.file;
+    entry.use = byUse_.insert(byUse_.end(), job.key);
+    used_ += job.file->size();
+    return waiters;
+}
+
+// Nothing can be read: not for want of a frame, but of a thread or of time.
+std::vector<FrameCache::Got> FrameCache::giveUp() {
+    std::vector<Got> waiters;
+    for (auto entry = entries_.begin(); entry != entries_.end();) {
+        if (entry->second.state != Entry::State::Waiting) {
+            ++entry;
+            continue;
+        }
+        std::move(entry->second.waiters.begin(), entry->second.waiters.end(),
+                  std::back_inserter(waiters));
+        entry = entries_.erase(entry);
+    }
+    demanded_.clear();
+    ahead_.clear();
+    return waiters;
+}
+
+} // namespace mounted

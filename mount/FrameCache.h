@@ -1,0 +1,127 @@
+// The files of frames in memory, within a bound: read over all connections of a pool, what a
+// program waits for before what is read ahead; each frame once for all programs that want it.
+// Owns the files, which whoever was given one may go on using; borrows the pool.
+// Any thread. Failures are values. A frame that failed is not kept: the next one to want it asks
+// again.
+#ifndef MOUNT_FRAMECACHE_H
+#define MOUNT_FRAMECACHE_H
+
+#include "mount/Folder.h"
+#include "stream/Pool.h"
+
+#include <chrono>
+#include <deque>
+#include <functional>
+#include <list>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace mounted {
+
+/// The bytes of one file.
+class FileBytes {
+public:
+    explicit FileBytes(image::Bytes bytes) : kept_(std::move(bytes)), size_(kept_.size()) {}
+    /// With room for \p size bytes, which are anything.
+    explicit FileBytes(std::size_t size) : room_(new char[size]), size_(size) {}
+
+    [[nodiscard]] const char* data() const { return room_ != nullptr ? room_.get() : kept_.data(); }
+    [[nodiscard]] char* room() { return room_.get(); }
+    [[nodiscard]] std::size_t size() const { return size_; }
+
+private:
+    image::Bytes kept_;
+    std::unique_ptr<char[]> room_;
+    std::size_t size_;
+};
+
+/// A frame of a clip, by the number of the clip's folder.
+struct FrameKey {
+    std::uint32_t folder = 0;
+    int index = 0;
+    bool operator<(const FrameKey& other) const {
+        return folder != other.folder ? folder < other.folder : index < other.index;
+    }
+};
+
+class FrameCache {
+public:
+    using Clock = std::chrono::steady_clock;
+    using File = std::shared_ptr<const FileBytes>;
+    using Got = std::function<void(const lantrix::Failure& failure, const File& file)>;
+
+    /// Holds \p memory bytes at most, or one frame.
+    FrameCache(lantrix::Pool& pool, std::uint64_t memory);
+
+    /// Gives the file of a frame as it was at \p since or later: at once when it is there, else
+    /// from a thread of the pool, where \p got must be brief.
+    void get(const std::shared_ptr<const Clip>& clip, FrameKey key, Clock::time_point since,
+             Got got);
+    /// A program has begun to read this frame: reads those that come next for one that reads in
+    /// order, and gives up what was planned for one that has jumped.
+    void readAhead(const std::shared_ptr<const Clip>& clip, FrameKey key, Clock::time_point since);
+    /// The frame is another one now.
+    void drop(FrameKey key);
+
+    /// Waits until nothing is on its way any more; for a pool that was cancelled.
+    void end() { group_.wait(); }
+    /// Bytes of all files that are held, and of those on their way.
+    [[nodiscard]] std::uint64_t used() const;
+
+private:
+    struct Entry {
+        enum class State { Waiting, Reading, There };
+        State state = State::Waiting;
+        std::shared_ptr<const Clip> clip; // until it is there
+        Clock::time_point read;           // when its reading began
+        bool isStale = false;             // was dropped on its way
+        File file;
+        std::vector<Got> waiters;
+        std::list<FrameKey>::iterator use; // in used order, when it is there
+    };
+    using Entries = std::map<FrameKey, Entry>;
+    // What one piece of work reads, chosen when it begins.
+    struct Job {
+        FrameKey key;
+        std::shared_ptr<const Clip> clip; // null: nothing was to be done
+        File file;
+    };
+    // Where a program is that reads in order.
+    struct Run {
+        FrameKey next;
+        int length = 0;
+    };
+
+    Entry& wanted(const std::shared_ptr<const Clip>& clip, FrameKey key, Clock::time_point since);
+    void remove(Entries::iterator entry);
+    void feed();
+    lantrix::Failure work(const lantrix::Connection& connection, Job& job);
+    bool begin(Job& job);
+    bool makeRoom(std::uint64_t size);
+    void finished(const Job& job, const lantrix::Failure& failure);
+    std::vector<Got> settle(const Job& job, const lantrix::Failure& failure);
+    std::vector<Got> giveUp();
+    void forgetPlans(std::uint32_t folder);
+    int continuesRun(FrameKey key);
+    int window(const Clip& clip) const;
+
+    const std::uint64_t memory_;
+    mutable std::mutex mutex_; // guards all that follows
+    Entries entries_;
+    std::list<FrameKey> byUse_;     // those that are there, the one used last at the end
+    std::deque<FrameKey> demanded_; // those that are not waiting any more are left out
+    std::deque<FrameKey> ahead_;
+    std::list<Run> runs_; // the one that went on last at the front
+    std::uint64_t used_ = 0;
+    unsigned working_ = 0; // pieces of work handed in
+    unsigned reading_ = 0; // those that read
+    bool isFull_ = false;  // until a frame has been read
+    lantrix::Pool& pool_;
+    lantrix::WorkGroup group_; // last: ends first
+};
+
+} // namespace mounted
+
+#endif

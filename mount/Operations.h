@@ -1,0 +1,13 @@
+// The functions that libfuse calls, for a session whose user data is a FileSystem.
+#ifndef MOUNT_OPERATIONS_H
+#define MOUNT_OPERATIONS_H
+
+#include "mount/Fuse.h"
+
+namespace mounted {
+
+[[nodiscard]] const fuse_lowlevel_ops& operations();
+
+} // namespace mounted
+
+#endif

@@ -1,0 +1,294 @@
+#!/usr/bin/env python3
+"""A mounted tree, as other programs see it: what they read, and how it behaves when things fail.
+
+Status 77, a skipped test, where nothing can be mounted. LANTRIX_MOUNT_SECONDS makes the comparison
+with a plain folder last longer.
+"""
+import errno
+import json
+import os
+import pathlib
+import random
+import shutil
+import signal
+import subprocess
+import sys
+import time
+import unittest
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+from tool_case import SKIPPED, ToolCase  # noqa: E402
+
+try:
+    import numpy
+except ImportError:
+    numpy = None
+try:
+    import PIL.Image
+except ImportError:
+    PIL = None
+
+WIDTH, HEIGHT, FRAMES = 48, 27, 12
+SHAPES = {"rgb8": "24x3", "rgba16": "64x4", "rgb10": "30x3", "gray32f": "32x1", "own": "12x1"}
+KINDS = {"rgb8": "tif", "rgba16": "tif", "rgb10": "dpx", "gray32f": "exr", "own": "raw"}
+
+
+def needs(program):
+    return unittest.skipUnless(shutil.which(program), f"{program} is not installed")
+
+
+def error_of(work):
+    """The number of the error that this ends in; 0 when it does not."""
+    try:
+        work()
+    except OSError as error:
+        return error.errno
+    return 0
+
+
+def wait_for(condition, seconds=60):
+    deadline = time.monotonic() + seconds
+    while not condition():
+        if time.monotonic() > deadline:
+            raise AssertionError("it has not come about")
+        time.sleep(0.02)
+
+
+class MountTest(ToolCase):
+    def setUp(self):
+        super().setUp()
+        self.seeded = random.Random(5)
+        self.mounted = self.folder / "mounted"
+        self.mounted.mkdir()
+
+    def new_clip(self, tag, path, frames=FRAMES):
+        """A clip without a pattern, and its frames' bytes."""
+        bits = SHAPES[tag]
+        size = WIDTH * HEIGHT * (32 if tag == "rgb10" else int(bits.split("x")[0])) // 8
+        data = [self.seeded.randbytes(size) for _ in range(frames)]
+        if tag == "rgb10":  # the last two bits of a word hold nothing
+            data = [bytes(b & 0xFC if i % 4 == 3 else b for i, b in enumerate(frame)) for frame in data]
+        for i, frame in enumerate(data):
+            (self.folder / f"raw.{i:04}").write_bytes(frame)
+        self.tool("mkdir", "-p", path.rsplit("/", 1)[0] or "/")
+        self.tool("put", "--raw", "--format", f"{WIDTH}x{HEIGHT}x{bits}", "--tag", tag, "raw.####", path)
+        for i in range(frames):
+            (self.folder / f"raw.{i:04}").unlink()
+        return data
+
+    def mount(self, *options, address="/"):
+        """Mounts, and gives the process."""
+        self.log = open(self.folder / "mount.log", "a+")
+        self.addCleanup(self.log.close)
+        process = subprocess.Popen([os.environ["LANTRIX"], "--host", self.host, "mount", address, self.mounted,
+                                    *options], stderr=self.log)
+        self.addCleanup(self.unmount, process)
+        wait_for(lambda: os.path.ismount(self.mounted) or process.poll() is not None)
+        self.assertIsNone(process.poll(), self.told())
+        return process
+
+    def unmount(self, process):
+        if process.poll() is None:
+            process.kill()
+        process.wait()
+        subprocess.run(["fusermount3", "-uzq", self.mounted], stderr=subprocess.DEVNULL)
+
+    def told(self):
+        return (self.folder / "mount.log").read_text()
+
+    def assert_ended(self, process):
+        self.assertEqual(process.wait(60), 0, self.told())
+        self.assertFalse(os.path.ismount(self.mounted))
+
+    def run_program(self, *words):
+        return subprocess.run(words, cwd=self.folder, capture_output=True, check=True, timeout=100).stdout
+
+    def test_each_clip_is_a_folder_of_files_that_hold_its_frames(self):
+        clips = {tag: self.new_clip(tag, f"/Library/{tag}") for tag in SHAPES}
+        self.tool("meta", "set", "/Library/rgb8", "note", "second take")
+        self.mount()
+        library = self.mounted / "Library"
+        self.assertEqual(sorted(os.listdir(library)), sorted(SHAPES))
+        for tag, frames in clips.items():
+            with self.subTest(tag=tag):
+                names = [f"{tag}.{i:04}.{KINDS[tag]}" for i in range(FRAMES)]
+                self.assertEqual(sorted(os.listdir(library / tag)), sorted([*names, "clip.json"]))
+                for name, frame in zip(names, frames):
+                    file = library / tag / name
+                    data = file.read_bytes()
+                    self.assertEqual(file.stat().st_size, len(data))
+                    self.assertTrue(tag == "gray32f" or data.endswith(frame))
+                    with open(file, "rb") as part:  # from anywhere
+                        part.seek(len(data) // 2)
+                        self.assertEqual(part.read(99), data[len(data) // 2:][:99])
+                raw = ("--raw",) if tag == "own" else ()
+                self.tool("check", f"/Library/{tag}", f"mounted/Library/{tag}/{tag}.####.{KINDS[tag]}", *raw)
+                stat = self.tool("--json", "stat", f"/Library/{tag}")
+                self.assertEqual(json.loads((library / tag / "clip.json").read_bytes()), json.loads(stat))
+        self.assertEqual(os.listxattr(library / "rgb8"), ["user.lantrix.note"])
+        self.assertEqual(os.getxattr(library / "rgb8", "user.lantrix.note"), b"second take")
+        self.assertEqual(error_of(lambda: os.getxattr(library / "rgb8", "user.lantrix.no")), errno.ENODATA)
+        self.assertEqual(error_of((library / "rgb8" / "rgb8.0012.tif").stat), errno.ENOENT)
+
+    def test_the_kind_and_the_first_number_can_be_chosen(self):
+        self.new_clip("rgb8", "/clip", 2)
+        self.mount("--as", "dpx", "--start-number", "1001", address="/clip")
+        self.assertEqual(sorted(os.listdir(self.mounted)), ["clip.1001.dpx", "clip.1002.dpx", "clip.json"])
+        self.tool("check", "/clip", "mounted/clip.####.dpx", "--start-number", "1001")
+
+    def test_nothing_can_be_changed(self):
+        self.new_clip("rgb8", "/clip", 1)
+        self.mount()
+        frame = self.mounted / "clip" / "clip.0000.tif"
+        for change in (frame.unlink, lambda: frame.open("r+b"), lambda: (self.mounted / "new").mkdir(),
+                       (self.mounted / "clip").rmdir, lambda: frame.rename(self.mounted / "other"),
+                       lambda: frame.chmod(0o600), lambda: os.setxattr(frame.parent, "user.lantrix.note", b"x")):
+            self.assertEqual(error_of(change), errno.EROFS)
+
+    def test_programs_copy_and_look(self):
+        self.new_clip("rgb8", "/Library/one")
+        self.new_clip("rgb10", "/Library/Reel/two")
+        self.mount()
+        self.run_program("cp", "-r", "mounted/Library", "copied")
+        self.run_program("diff", "-r", "mounted/Library", "copied")
+        found = self.run_program("find", "mounted", "-name", "*.000[0-3].*").split()
+        self.assertEqual(len(found), 8)
+        self.run_program("tar", "-C", "mounted", "-cf", "all.tar", "Library")
+        self.run_program("tar", "-C", "mounted", "--compare", "-f", "all.tar")
+        if shutil.which("rsync"):
+            self.run_program("rsync", "-a", "mounted/Library/", "synced")
+            self.run_program("diff", "-r", "mounted/Library", "synced")
+
+    @unittest.skipUnless(PIL and numpy, "PIL or numpy is not installed")
+    def test_python_maps_and_decodes(self):
+        frames = self.new_clip("rgb8", "/clip", 3)
+        self.mount()
+        for i, frame in enumerate(frames):
+            file = self.mounted / "clip" / f"clip.{i:04}.tif"
+            with PIL.Image.open(file) as image:
+                self.assertEqual((image.size, image.tobytes()), ((WIDTH, HEIGHT), frame))
+            mapped = numpy.memmap(file, "u1", "r", file.stat().st_size - len(frame), (HEIGHT, WIDTH, 3))
+            self.assertEqual(mapped.tobytes(), frame)
+
+    @needs("ffmpeg")
+    def test_ffmpeg_makes_a_film_and_reads_each_kind(self):
+        frames = self.new_clip("rgb8", "/clip")
+        self.mount()
+        words = ("ffmpeg", "-v", "error", "-i", "mounted/clip/clip.%04d.tif")
+        self.assertEqual(self.run_program(*words, "-f", "rawvideo", "-pix_fmt", "rgb24", "-"), b"".join(frames))
+        self.run_program(*words, "-c:v", "mpeg4", "film.mp4")
+        self.assertTrue((self.folder / "film.mp4").stat().st_size > 1000)
+
+    def test_programs_at_once_read_each_frame_once(self):
+        self.new_clip("rgb8", "/clip")
+        process = self.mount("--trace")
+        readers = [subprocess.Popen(["sh", "-c", "cat clip/*.tif | cksum"], cwd=self.mounted,
+                                    stdout=subprocess.PIPE) for _ in range(4)]
+        self.assertEqual(len({reader.communicate(timeout=100)[0] for reader in readers}), 1)
+        process.send_signal(signal.SIGTERM)
+        self.assert_ended(process)
+        self.assertEqual(self.told().count("ReadFrame"), FRAMES)
+
+    def test_a_long_clip_is_listed_without_asking_for_each_frame(self):
+        self.tool("mkclip", "/long", "--format", "4x4x24", "--frames", "20000")
+        process = self.mount("--trace")
+        listing = self.run_program("ls", "-l", "mounted/long").splitlines()
+        self.assertEqual(len(listing), 20000 + 2)
+        process.send_signal(signal.SIGINT)
+        self.assert_ended(process)
+        self.assertLess(self.told().count("\n"), 100)
+
+    def test_changes_by_others_are_seen(self):
+        self.new_clip("rgb8", "/clip", 2)
+        self.mount("--cache", "0.3")
+        frame = self.mounted / "clip" / "clip.0001.tif"
+        before = frame.read_bytes()
+        self.tool("mkdir", "/new")
+        (self.folder / "other.0001").write_bytes(bytes(WIDTH * HEIGHT * 3))
+        self.tool("put", "--raw", "-y", "other.####", "/clip")
+        wait_for(lambda: frame.read_bytes() != before, 10)
+        self.assertEqual(frame.read_bytes()[-WIDTH * HEIGHT * 3:], bytes(WIDTH * HEIGHT * 3))
+        wait_for(lambda: "new" in os.listdir(self.mounted), 10)
+
+    def test_a_server_that_is_away_is_an_error_and_comes_back(self):
+        self.new_clip("rgb8", "/clip")
+        self.mount("--cache", "0", "--timeout", "3", "--retries", "1")
+        frames = [self.mounted / "clip" / f"clip.{i:04}.tif" for i in range(FRAMES)]
+        frames[0].read_bytes()
+        with open(frames[5], "rb") as kept:
+            self.server.kill()
+            self.server.wait()
+            self.assertEqual(error_of(frames[1].read_bytes), errno.EIO)
+            self.assertEqual(error_of(lambda: kept.read(9)), errno.EIO)
+            self.assertEqual(error_of(lambda: os.listdir(self.mounted / "clip")), errno.EIO)
+            self.start_server()
+            self.assertEqual(len(kept.read()), frames[5].stat().st_size)
+        self.assertIn("does not answer", self.told())
+        self.assertIn("answers again", self.told())
+
+    def test_programs_that_wait_for_a_silent_server_can_be_interrupted(self):
+        self.new_clip("rgb8", "/clip")
+        self.mount("--timeout", "6")
+        with open(self.mounted / "clip" / "clip.0003.tif", "rb") as kept:
+            self.server.send_signal(signal.SIGSTOP)
+            self.addCleanup(self.server.send_signal, signal.SIGCONT)
+            reader = subprocess.Popen(["cat", "/dev/stdin"], stdin=kept, stdout=subprocess.DEVNULL)
+            time.sleep(0.5)
+            self.assertIsNone(reader.poll())
+            start = time.monotonic()
+            reader.send_signal(signal.SIGINT)
+            reader.wait(30)
+            self.assertLess(time.monotonic() - start, 4)
+            self.assertEqual(error_of(lambda: kept.read(9)), errno.EIO)
+            self.assertLess(time.monotonic() - start, 30)
+
+    def test_it_ends_when_asked_also_with_open_files(self):
+        self.new_clip("rgb8", "/clip")
+        for end in (lambda process: process.terminate(), lambda process: process.send_signal(signal.SIGINT),
+                    lambda _: self.run_program("fusermount3", "-uz", self.mounted)):
+            process = self.mount()
+            with open(self.mounted / "clip" / "clip.0000.tif", "rb") as kept:
+                kept.read(9)
+                if end is not None:
+                    end(process)
+                wait_for(lambda: not os.path.ismount(self.mounted))
+            self.assert_ended(process)
+
+    def test_a_mount_that_died_can_be_taken_away(self):
+        self.new_clip("rgb8", "/clip")
+        process = self.mount()
+        frame = self.mounted / "clip" / "clip.0000.tif"
+        with open(frame, "rb") as kept:
+            process.kill()
+            process.wait()
+            self.assertIn(error_of(lambda: kept.read(9)), (errno.ENOTCONN, errno.ECONNABORTED))
+            self.assertEqual(error_of(lambda: os.listdir(self.mounted)), errno.ENOTCONN)
+        again = self.run_tool("mount", "/", "mounted")
+        self.assertEqual(again.returncode, 8)
+        self.assertIn(b"fusermount3 -u", again.stderr)
+        self.run_program("fusermount3", "-u", self.mounted)
+        self.mount()
+        self.assertEqual(len(frame.read_bytes()), frame.stat().st_size)
+
+    def test_the_background_tells_whether_it_is_mounted(self):
+        self.new_clip("rgb8", "/clip")
+        self.assertEqual(self.run_tool("mount", "--daemon", "/clip", "missing").returncode, 8)
+        self.assertEqual(self.run_tool("mount", "--daemon", "/missing", "mounted").returncode, 3)
+        self.addCleanup(subprocess.run, ["fusermount3", "-uzq", self.mounted])
+        self.tool("mount", "--daemon", "/clip", "mounted")
+        self.assertTrue(os.path.ismount(self.mounted))
+        self.assertEqual(len(os.listdir(self.mounted)), FRAMES + 1)
+
+    def test_memory_stays_within_its_bound(self):
+        frames = self.new_clip("rgb8", "/clip", 40)
+        size = 2000 * 1000 * 3
+        (self.folder / "large").write_bytes(self.seeded.randbytes(size))
+        self.tool("put", "--raw", "--format", "2000x1000x24", "--tag", "rgb8", *["large"] * 1, "/large")
+        self.assertEqual(len(frames), 40)
+
+
+if __name__ == "__main__":
+    if not os.access("/dev/fuse", os.R_OK | os.W_OK) or not shutil.which("fusermount3"):
+        print("skipped: /dev/fuse can't be used here, or fusermount3 is not installed")
+        sys.exit(SKIPPED)
+    unittest.main()
