@@ -50,16 +50,16 @@ __attribute__((format(printf, 2, 0))) void keepMessage(fuse_log_level /*level*/,
     throw MountError("can't mount at '" + options.folder + "': " + why);
 }
 
+// A folder is opened, for what is known of one whose mount has died is believed for a while.
 void checkFolder(const MountOptions& options) {
-    struct stat status {};
-    if (::stat(options.folder.c_str(), &status) != 0 && errno == ENOTCONN) {
+    const int folder = ::open(options.folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (folder >= 0)
+        ::close(folder);
+    else if (errno == ENOTCONN)
         failMounting(options,
                      "a mount that has died is still there; 'fusermount3 -u' takes it away");
-    } else if (::stat(options.folder.c_str(), &status) != 0) {
+    else
         failMounting(options, std::strerror(errno));
-    } else if (!S_ISDIR(status.st_mode)) {
-        failMounting(options, "it is not a folder");
-    }
 }
 
 // The options of a mount, between commas, of which its name may hold some.

@@ -14,7 +14,7 @@ docs_packages="doxygen"
 hosts_packages="locales"
 coverage_packages="gcovr"
 valgrind_packages="valgrind"
-large_packages="ffmpeg graphicsmagick tshark" # of a few tests, so that only .ci/run installs them
+large_packages="ffmpeg graphicsmagick tshark rsync python3-pil" # of a few tests, so that only .ci/run installs them
 bench_packages="libbenchmark-dev"
 rival_packages="nginx libcurl4-openssl-dev redis-server libhiredis-dev" # optional, never installed
 

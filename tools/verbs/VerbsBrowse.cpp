@@ -1,6 +1,7 @@
 // tree, stat, find, du, frames: what is on a server.
 #include "image/PixelLayout.h"
 #include "tools/report/Json.h"
+#include "tools/report/NumberText.h"
 #include "tools/report/PrintableText.h"
 #include "tools/report/Troubles.h"
 #include "tools/session/TreeWalk.h"
