@@ -5,6 +5,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include <cmath>
+#include <limits>
+
 namespace {
 
 using nlohmann::json;
@@ -76,19 +79,44 @@ json jsonOfFormat(const LantrixClipFormat& format) {
             {"metaData", jsonOfText(format.metaData())}};
 }
 
+[[noreturn]] void refuseNumber(const json& value) {
+    throw DevError("'" + value.dump() + "' is not a number that belongs there.");
+}
+
+// A conversion would make another number of one that the type can't hold.
+template <class Integer>
+Integer integerOfJson(const json& value) {
+    using Limits = std::numeric_limits<Integer>;
+    const bool fits =
+        value.is_number_unsigned()
+            ? value.get<std::uint64_t>() <= std::uint64_t{Limits::max()}
+            : value.is_number_integer() && value.get<std::int64_t>() >= std::int64_t{Limits::min()};
+    if (!fits)
+        refuseNumber(value);
+    return value.get<Integer>();
+}
+
+float floatOfJson(const json& value) {
+    if (!value.is_number() ||
+        std::abs(value.get<double>()) > double{std::numeric_limits<float>::max()})
+        refuseNumber(value);
+    return value.get<float>();
+}
+
 LantrixClipFormat formatOfJson(const json& value) {
     const auto scanFormat =
-        static_cast<LantrixClipFormat::ScanFormat>(value.at("scanFormat").get<int>());
+        static_cast<LantrixClipFormat::ScanFormat>(integerOfJson<int>(value.at("scanFormat")));
     return LantrixClipFormat(
-        value.at("width"), value.at("height"), value.at("bitsPerPixel"), value.at("channels"),
-        value.at("frameBufferSize"), value.at("frameRate"), value.at("pixelRatio"), scanFormat,
-        textOfJson(value.at("formatTag")).c_str(), textOfJson(value.at("metaDataTag")).c_str(),
-        textOfJson(value.at("metaData")).c_str());
+        integerOfJson<int>(value.at("width")), integerOfJson<int>(value.at("height")),
+        integerOfJson<int>(value.at("bitsPerPixel")), integerOfJson<int>(value.at("channels")),
+        integerOfJson<int>(value.at("frameBufferSize")), floatOfJson(value.at("frameRate")),
+        floatOfJson(value.at("pixelRatio")), scanFormat, textOfJson(value.at("formatTag")).c_str(),
+        textOfJson(value.at("metaDataTag")).c_str(), textOfJson(value.at("metaData")).c_str());
 }
 
 void readClip(const json& value, DevNode& node) {
     node.format = formatOfJson(value.at("format"));
-    node.frames = value.at("frames");
+    node.frames = integerOfJson<std::size_t>(value.at("frames"));
     node.links = textsOfJson(value.at("links"));
     node.leftovers = value.at("leftovers");
 }
@@ -113,7 +141,7 @@ DevNode devNodeOfText(const std::string& text) {
     try {
         const json value = json::parse(text);
         DevNode node;
-        node.parent = value.at("parent");
+        node.parent = integerOfJson<std::uint64_t>(value.at("parent"));
         node.name = textOfJson(value.at("name"));
         node.kind = value.at("kind") == "clip" ? DevNode::Clip : DevNode::Plain;
         node.type = textOfJson(value.at("type"));

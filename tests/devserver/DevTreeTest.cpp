@@ -294,6 +294,24 @@ TEST_F(DevTreeTest, BadThingsOnTheDiskLeaveTheRestServed) {
     EXPECT_TRUE(std::filesystem::exists(root_ + "/lost/" + clip_ + "-f1/folder"));
 }
 
+TEST_F(DevTreeTest, NumbersThatDoNotFitAreNotTakenForOthers) {
+    const std::string description = contentsOf(file("node.json"));
+    for (const auto& [number, other] :
+         {std::pair("\"width\": 2", "4294967298"), std::pair("\"scanFormat\": 4", "-4294967292"),
+          std::pair("\"frames\": 3", "-1"), std::pair("\"frames\": 3", "3.5"),
+          std::pair("\"pixelRatio\": 1.0", "1e300")}) {
+        std::string text = description;
+        const std::size_t colon = text.find(number) + std::string(number).find(':') + 2;
+        writeFile(file("node.json"),
+                  text.replace(colon, text.find_first_of(",\n", colon) - colon, other));
+        open();
+        EXPECT_NE(log().find("is not a number that belongs there."), std::string::npos) << other;
+    }
+    writeFile(file("node.json"), description);
+    open();
+    EXPECT_EQ(3U, tree_->node(clip_)->frames);
+}
+
 TEST_F(DevTreeTest, ATreeThatCannotBeWrittenIsServedReadOnly) {
     write(0, "abcd");
     tree_.reset();
