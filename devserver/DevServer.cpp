@@ -82,11 +82,10 @@ std::string frameRefusal(const std::string& problem) {
 constexpr std::chrono::milliseconds acceptPause{100};
 
 // Each has its socket and, now and then, a file; some are the server's own.
-std::uint64_t connectionsServed() {
+std::uint64_t connectionsServed(std::uint64_t bound) {
     constexpr std::uint64_t own = 32;
     const std::uint64_t limit = devDescriptorLimit();
-    return std::min<std::uint64_t>(limit > own ? (limit - own) / 2 : 0,
-                                   DevServer::maximumConnections);
+    return std::min(limit > own ? (limit - own) / 2 : 0, bound);
 }
 
 // A client that is gone is noticed by results, also where sending knows no flag against the signal.
@@ -190,7 +189,7 @@ DevServer::Impl::Impl(DevServerOptions options)
          ". The protocol has no authentication: whoever "
          "reaches this address can read and change everything.");
     log_("The process may have " + std::to_string(devDescriptorLimit()) +
-         " descriptors, which serve " + std::to_string(connectionsServed()) +
+         " descriptors, which serve " + std::to_string(connectionsServed(options_.connections)) +
          " connections at once.");
 }
 
@@ -273,8 +272,8 @@ void DevServer::Impl::startConnection(tcp::socket socket, const Listener& listen
 }
 
 std::string DevServer::Impl::reasonToRefuse(const std::string& address) const {
-    if (running_.size() >= maximumConnections)
-        return "There are " + std::to_string(maximumConnections) +
+    if (running_.size() >= options_.connections)
+        return "There are " + std::to_string(options_.connections) +
                " connections already: this one is refused.";
     const auto share =
         std::count_if(running_.begin(), running_.end(), [&address](const Connection& connection) {

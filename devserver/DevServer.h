@@ -20,7 +20,6 @@ public:
     static constexpr unsigned short commandPort = rcProtocol::commandPort;
     static constexpr unsigned short framePort = rcProtocol::framePort;
     /// A further connection is told so and closed, with a line in the log.
-    static constexpr std::size_t maximumConnections = 1024;
 
     /// Opens the directory, makes the clips and listens. The error names the port and address that
     /// can't be had, the directory that is in use, or what is wrong with a clip.

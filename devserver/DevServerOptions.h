@@ -49,7 +49,8 @@ struct DevServerOptions {
     /// Bound of what the requests and replies of all connections take of memory together; small
     /// ones are always served.
     std::size_t memoryBytes = std::size_t{512} << 20;
-    /// Connections of one address; a further one is told so and closed.
+    /// Connections in all, and those of one address; a further one is told so and closed.
+    std::size_t connections = 1024;
     std::size_t connectionsPerAddress = 512;
     /// Log each request too.
     bool verbose = false;

@@ -234,6 +234,22 @@ TEST_F(DevServerTest, SilentConnectionsEndAndNoAddressTakesThemAll) {
     EXPECT_LT(unread.receive(std::size_t{10} * 4194305).size(), std::size_t{10} * 4194305);
 }
 
+TEST_F(DevServerTest, ConnectionsHaveABoundTogether) {
+    DevServerOptions bounded = options("127.0.0.124");
+    bounded.connections = 2;
+    const DevServer server(bounded);
+    CommandClient command("127.0.0.124");
+    EXPECT_EQ("ok ", command("Ping "));
+    FrameClient frame("127.0.0.124");
+    EXPECT_EQ("error There are 2 connections already: this one is refused.",
+              CommandClient("127.0.0.124").receiveUntil('\n'));
+    frame.close(/*abortive=*/false);
+    std::string reply;
+    for (int i = 0; i < 1000 && reply != "ok "; ++i) // once the end is noticed
+        reply = CommandClient("127.0.0.124")("Ping ");
+    EXPECT_EQ("ok ", reply);
+}
+
 TEST_F(DevServerTest, ShutdownIsAnsweredBeforeTheEnd) {
     DevServerOptions served = options("127.0.0.130");
     std::promise<void> requested;

@@ -343,6 +343,24 @@ TEST(LantrixdTest, ALogThatNobodyReadsHoldsNothingUp) {
     ::close(log[1]);
 }
 
+#ifdef SLOW_DISK_PATH
+TEST(LantrixdTest, ASignalEndsItWhileTheDiskTakesItsTime) {
+    ScratchDirectory scratch;
+    { const Lantrixd made("127.0.0.127", scratch / "root"); }
+    Lantrixd server("127.0.0.127", scratch / "root", [] {
+        ::setenv("LD_PRELOAD", SLOW_DISK_PATH, 1);
+        ::setenv("ASAN_OPTIONS", "verify_asan_link_order=0", 1);
+    });
+    CommandClient client("127.0.0.127");
+    client.send("sync 0 SetMetaData n1 s \"t\"\n");
+    CommandClient other("127.0.0.127");
+    EXPECT_EQ("ok ", other("Ping ")); // the change has arrived, or is about to
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(0, server.end(SIGTERM));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(50));
+}
+#endif
+
 TEST(LantrixdTest, ASignalEndsItWhileNobodyReadsThatItIsReady) {
     ScratchDirectory scratch;
     int log[2], full[2];
