@@ -89,13 +89,15 @@ TEST_F(LantrixNodeHandleTest, ChildKnowsItsNameButNotItsType) {
 }
 
 TEST_F(LantrixNodeHandleTest, AnotherIdDropsTheCachesAndTheSameKeepsThem) {
-    remote.commands({call("GetDisplayName n1", "ok One"), call("GetDisplayName n2", "ok Two")});
-    EXPECT_TRUE(node.getDisplayName(text));
+    remote.commands({call("GetDisplayName n1", "ok One"), call("GetFrames n1", "ok f1"),
+                     call("GetDisplayName n2", "ok Two"), call("GetFrames n2", "ok f2")});
+    EXPECT_TRUE(node.getDisplayName(text) && node.getFrameId(0, text));
     node.setNodeId("n1");
     node.setServer(server);
     EXPECT_TRUE(node.getDisplayName(text) && is(text, "One"));
     node.setNodeId(LantrixNodeId("n2"));
     EXPECT_TRUE(node.getDisplayName(text) && is(text, "Two"));
+    EXPECT_TRUE(node.getFrameId(0, text) && is(text, "f2"));
     LantrixNodeHandle unset;
     EXPECT_FALSE(unset.getDisplayName(text));
     EXPECT_STREQ("Unknown host ''", unset.lastError());

@@ -6,10 +6,13 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
+#include <future>
 #include <memory>
 #include <string>
 #include <thread>
@@ -120,6 +123,24 @@ TEST(LantrixServerHandle, NullHostIsTheEmptyHost) {
     EXPECT_FALSE(server.ping());
     EXPECT_FALSE(server.readFrame(nullptr, &byte, 1));
     EXPECT_STREQ("Unknown host ''", server.lastError());
+}
+
+TEST_F(LantrixServerHandleTest, StopEndsCallsOfBothConnections) {
+    const char byte = 'x';
+    remote.commands({expect("sync 0 Ping \n"), gate, awaitClose});
+    remote.frames({expect("WriteFrame" + nul + "f1" + nul + "1" + nul + byte), gate, awaitClose});
+    for (const auto& call :
+         {std::function<bool()>([&] { return server.ping(); }),
+          std::function<bool()>([&] { return server.writeFrame("f1", &byte, 1); })}) {
+        auto running = std::async(std::launch::async, call);
+        for (int i = 0; i < 500 && running.wait_for(std::chrono::milliseconds(100)) !=
+                                       std::future_status::ready;
+             ++i)
+            server.stop();
+        remote.openGate(); // whatever still waits then ends
+        EXPECT_FALSE(running.get());
+        EXPECT_NE(std::strstr(server.lastError(), "stopped"), nullptr) << server.lastError();
+    }
 }
 
 // Overwrites the state's pointer, the last thing that a handle holds; in a death test's process

@@ -52,7 +52,6 @@ std::string coFormatCut(std::size_t bufferSize, const char* format, ...) {
 }
 
 void coAssignText(std::string& target, const char* text) noexcept {
-    text = coTextOrEmpty(text);
     const std::size_t length = std::strlen(text);
     try {
         target.assign(text, length);

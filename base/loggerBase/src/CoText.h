@@ -37,7 +37,7 @@ std::string coFormatCutV(std::size_t bufferSize, const char* format, std::va_lis
 
 /// Stores \p text in \p target and never throws: without memory it keeps as much of the text as
 /// the target's present capacity holds. For error texts, which are often stored when memory ran
-/// out. A null text is the empty text; \p text may be part of \p target.
+/// out. \p text may be part of \p target.
 void coAssignText(std::string& target, const char* text) noexcept;
 
 /// The system's text for an errno value, in \p buffer or in storage that never goes away. Safe in
