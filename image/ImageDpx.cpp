@@ -25,7 +25,7 @@ constexpr std::size_t magic = 0, dataOffset = 4, version = 8, fileSize = 16, dit
 constexpr std::size_t orientation = 768, elements = 770, width = 772, height = 776;
 constexpr std::size_t sign = 780, descriptor = 800, transfer = 801, colorimetric = 802, bits = 803,
                       packing = 804, encoding = 806, elementOffset = 808, linePadding = 812;
-constexpr std::size_t pixelRatio = 1628, filmRate = 1724, televisionRate = 1940;
+constexpr std::size_t pixelRatio = 1628, filmRate = 1724, timeCode = 1920, televisionRate = 1940;
 } // namespace field
 
 constexpr std::size_t leastHeader = 1664; // the generic part; what else there is has its own use
@@ -118,6 +118,7 @@ public:
             image.pixelRatio = static_cast<float>(static_cast<double>(across) / down);
         const float television = header_.getRate(field::televisionRate);
         image.frameRate = television > 0 ? television : header_.getRate(field::filmRate);
+        image.timeCode = TimeCode::ofDigits(header_.get<4>(field::timeCode));
         return image;
     }
 
@@ -257,6 +258,8 @@ DpxHeader headerOf(const Image& image, const PixelLayout& layout, std::uint64_t 
         header.setRate(field::filmRate, image.frameRate);
         header.setRate(field::televisionRate, image.frameRate);
     }
+    if (image.timeCode)
+        header.set<4>(field::timeCode, image.timeCode->digits());
     return header;
 }
 

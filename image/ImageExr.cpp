@@ -14,10 +14,13 @@
 #include <OpenEXR/ImfPartType.h>
 #include <OpenEXR/ImfStandardAttributes.h>
 #include <OpenEXR/ImfStdIO.h>
+#include <OpenEXR/ImfTimeCode.h>
 
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
 #include <new>
+#include <thread>
 
 namespace image {
 
@@ -79,12 +82,67 @@ Imf::FrameBuffer bufferAt(char* origin, const PixelLayout& layout, std::size_t r
     return buffer;
 }
 
+// All processors compress and decompress the blocks of a large image.
+int threads() {
+    static const int count = [] {
+        const int processors = static_cast<int>(std::max(std::thread::hardware_concurrency(), 1U));
+        Imf::setGlobalThreadCount(processors);
+        return processors;
+    }();
+    return count;
+}
+
+// OpenEXR makes buffers for each thread, before it knows what there is to read.
+int threadsFor(std::uintmax_t fileSize) {
+    constexpr std::uintmax_t worthThreads = std::uintmax_t{1} << 20U;
+    return fileSize < worthThreads ? 0 : threads();
+}
+
+std::uintmax_t sizeOfFile(const std::string& file) {
+    std::error_code error;
+    const std::uintmax_t size = std::filesystem::file_size(file, error);
+    return error ? 0 : size;
+}
+
+// At most so many bytes of pixels come from one byte of a file.
+std::uint64_t mostFromOneByte(Imf::Compression compression) {
+    switch (compression) {
+    case Imf::NO_COMPRESSION:
+        return 1;
+    case Imf::DWAA_COMPRESSION:
+    case Imf::DWAB_COMPRESSION:
+        return std::uint64_t{1} << 18U;
+    default:
+        return std::uint64_t{1} << 11U;
+    }
+}
+
+// From the first to the last of a window; 0 for one that is not one.
+int extentOf(int first, int last) {
+    const long long extent = static_cast<long long>(last) - first + 1;
+    return static_cast<int>(std::clamp<long long>(extent, 0, INT32_MAX));
+}
+
+// What OpenEXR allocates to read a tile, or the lines that are compressed together; the product may
+// be larger than any whole number.
+double blockBytes(const Imf::Header& header, const std::string& file) {
+    const Imath::Box2i& data = header.dataWindow();
+    double width = extentOf(data.min.x, data.max.x);
+    double height = header.compression() == Imf::DWAB_COMPRESSION ? 256 : 32; // at most
+    if (header.hasTileDescription()) {
+        width = header.tileDescription().xSize;
+        height = header.tileDescription().ySize;
+    }
+    return width * height * static_cast<double>(pixelSize(layoutOf(header.channels(), file)));
+}
+
 // One part of a file and its windows.
 class ExrPart {
 public:
     ExrPart(const std::string& file, const ReadOptions& options)
-        : file_(file), input_(file.c_str()), part_(input_, chosenPart(options.part)),
-          data_(part_.header().dataWindow()), display_(part_.header().displayWindow()) {
+        : file_(file), size_(sizeOfFile(file)), input_(file.c_str(), threadsFor(size_)),
+          part_(input_, checkedPart(options.part)), data_(part_.header().dataWindow()),
+          display_(part_.header().displayWindow()) {
         if (data_ != display_ && !options.fit)
             failFile("can't take", file, "its data window is not its display window");
     }
@@ -93,18 +151,14 @@ public:
         const Imf::Header& header = part_.header();
         Image image;
         image.layout = layoutOf(header.channels(), file_);
-        const auto sizeOf = [&](int least, int most) {
-            const long long size = static_cast<long long>(most) - least + 1;
-            return static_cast<int>(std::clamp<long long>(size, 0, INT32_MAX));
-        };
-        image.width = sizeOf(display_.min.x, display_.max.x);
-        image.height = sizeOf(display_.min.y, display_.max.y);
+        image.width = extentOf(display_.min.x, display_.max.x);
+        image.height = extentOf(display_.min.y, display_.max.y);
         (void)frameBytes(image.layout, image.width, image.height);
-        (void)frameBytes(image.layout, sizeOf(data_.min.x, data_.max.x),
-                         sizeOf(data_.min.y, data_.max.y));
         image.pixelRatio = header.pixelAspectRatio();
         if (Imf::hasFramesPerSecond(header) && Imf::framesPerSecond(header).d != 0)
             image.frameRate = static_cast<float>(static_cast<double>(Imf::framesPerSecond(header)));
+        if (Imf::hasTimeCode(header))
+            image.timeCode = TimeCode::ofDigits(Imf::timeCode(header).timeAndFlags());
         return image;
     }
 
@@ -127,6 +181,22 @@ public:
     }
 
 private:
+    // Nothing is allocated for a part whose pixels the file can't hold.
+    int checkedPart(const std::string& wanted) const {
+        const int number = chosenPart(wanted);
+        const Imf::Header& header = input_.header(number);
+        const Imath::Box2i& data = header.dataWindow();
+        const int bytes =
+            frameBytes(layoutOf(header.channels(), file_), extentOf(data.min.x, data.max.x),
+                       extentOf(data.min.y, data.max.y));
+        if (static_cast<std::uint64_t>(bytes) / mostFromOneByte(header.compression()) > size_)
+            failFile("can't read", file_, "the file has been cut off");
+        constexpr int smallBlock = 64 << 20; // is allowed in any image
+        if (blockBytes(header, file_) > std::max(bytes, smallBlock))
+            failFile("can't take", file_, "its tiles or blocks are much larger than the image");
+        return number;
+    }
+
     int chosenPart(const std::string& wanted) const {
         const int count = input_.parts();
         std::string known;
@@ -181,6 +251,7 @@ private:
     }
 
     std::string file_;
+    std::uintmax_t size_;
     Imf::MultiPartInputFile input_;
     Imf::InputPart part_;
     Imath::Box2i data_;
@@ -227,13 +298,15 @@ Imf::Header headerOf(const Image& image, const WriteOptions& options) {
         header.pixelAspectRatio() = image.pixelRatio;
     if (image.frameRate > 0)
         Imf::addFramesPerSecond(header, Imf::guessExactFps(static_cast<double>(image.frameRate)));
+    if (image.timeCode)
+        Imf::addTimeCode(header, Imf::TimeCode(image.timeCode->digits()));
     for (const char* name : channelNames(image.layout.channels))
         header.channels().insert(name, Imf::Channel(pixelType(image.layout)));
     return header;
 }
 
 void writePart(const Image& image, Imf::OStream& file, const WriteOptions& options) {
-    Imf::OutputFile output(file, headerOf(image, options));
+    Imf::OutputFile output(file, headerOf(image, options), threads());
     // OpenEXR only reads it here.
     char* const pixels = const_cast<char*>(image.pixels.data());
     output.setFrameBuffer(bufferAt(
@@ -298,7 +371,7 @@ void writeExr(const Image& image, const std::string& file, const WriteOptions& o
             writePart(image, output, options);
         }
         // What the file's closing could not write is only seen by looking.
-        if (!Imf::MultiPartInputFile(file.c_str()).partComplete(0))
+        if (!Imf::MultiPartInputFile(file.c_str(), 0).partComplete(0))
             throw std::runtime_error("it is not complete on the disk");
     } catch (const std::exception& error) {
         failFile("can't write", file, error.what());

@@ -97,9 +97,12 @@ public:
         return image;
     }
 
-    // Strips and tiles are known by their places; all must lie in the file.
-    void requireEnd() const {
+    // Strips and tiles are known by their places; all must lie in the file, which must be able to
+    // hold the pixels before there is memory for them.
+    void requireEnd(const Image& image) const {
         const std::uintmax_t size = std::filesystem::file_size(name_);
+        if (frameSize(image) / mostFromOneByte() > size)
+            failFile("can't read", name_, "the file has been cut off");
         const std::uint32_t count = TIFFIsTiled(file_.get()) != 0 ? TIFFNumberOfTiles(file_.get())
                                                                   : TIFFNumberOfStrips(file_.get());
         for (std::uint32_t i = 0; i < count; ++i) {
@@ -111,12 +114,7 @@ public:
     }
 
     void readPixels(Image& image) const {
-        const std::size_t size = pixelSize(image.layout) * static_cast<std::size_t>(image.width) *
-                                 static_cast<std::size_t>(image.height);
-        if (word(TIFFTAG_COMPRESSION) == COMPRESSION_NONE &&
-            std::filesystem::file_size(name_) < size)
-            failFile("can't read", name_, "the file has been cut off");
-        image.pixels.resize(size);
+        image.pixels.resize(frameSize(image));
         TIFFIsTiled(file_.get()) != 0 ? readTiles(image) : readLines(image);
     }
 
@@ -130,6 +128,23 @@ private:
         std::uint16_t value = 0;
         TIFFGetFieldDefaulted(file_.get(), tag, &value);
         return value;
+    }
+    // At most so many bytes of pixels come from one byte of the file.
+    std::size_t mostFromOneByte() const {
+        switch (word(TIFFTAG_COMPRESSION)) {
+        case COMPRESSION_NONE:
+            return 1;
+        case COMPRESSION_PACKBITS:
+        case COMPRESSION_LZW:
+        case COMPRESSION_DEFLATE:
+        case COMPRESSION_ADOBE_DEFLATE:
+            return std::size_t{1} << 12U;
+        default:
+            return std::size_t{1} << 16U;
+        }
+    }
+    static std::size_t frameSize(const Image& image) {
+        return static_cast<std::size_t>(frameBytes(image.layout, image.width, image.height));
     }
     bool isInPlanes() const { return word(TIFFTAG_PLANARCONFIG) == PLANARCONFIG_SEPARATE; }
 
@@ -278,7 +293,7 @@ void setFields(const TiffFile& file, const Image& image, const WriteOptions& opt
 Image readTiff(const std::string& file, Extent extent, const ReadOptions& options) {
     const TiffReader reader(file, options.part);
     Image image = reader.header();
-    reader.requireEnd();
+    reader.requireEnd(image);
     if (extent == Extent::All)
         reader.readPixels(image);
     return image;

@@ -58,6 +58,9 @@ int frameBytes(const PixelLayout& layout, int width, int height) {
     return static_cast<int>(pixels * bits / 8);
 }
 
+// Of the metadata of a clip format that is the time code of the clip's first frame.
+static constexpr const char* timeCodeTag = "timecode";
+
 LantrixClipFormat clipFormat(const PixelLayout& layout, int width, int height) {
     LantrixClipFormat format;
     format.setWidth(width);
@@ -77,6 +80,10 @@ LantrixClipFormat clipFormat(const PixelLayout& layout, const Image& image) {
         format.setPixelRatio(image.pixelRatio);
     if (image.frameRate > 0 && std::isfinite(image.frameRate))
         format.setFrameRate(image.frameRate);
+    if (image.timeCode) {
+        format.setMetaDataTag(timeCodeTag);
+        format.setMetaData(image.timeCode->text().c_str());
+    }
     return format;
 }
 
@@ -179,11 +186,15 @@ Image imageOfFrame(Bytes frame, const PixelLayout& layout, int width, int height
     return image;
 }
 
-Image imageOfFrame(Bytes frame, const LantrixClipFormat& format) {
+Image imageOfFrame(Bytes frame, const LantrixClipFormat& format, int index) {
     Image image =
         imageOfFrame(std::move(frame), layoutOfClip(format), format.width(), format.height());
     image.pixelRatio = format.pixelRatio();
     image.frameRate = format.frameRate();
+    if (format.metaDataTag() == std::string(timeCodeTag))
+        image.timeCode = TimeCode::ofText(format.metaData());
+    if (image.timeCode)
+        image.timeCode = image.timeCode->later(index, format.frameRate());
     return image;
 }
 

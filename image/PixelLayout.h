@@ -5,6 +5,7 @@
 #define IMAGE_PIXELLAYOUT_H
 
 #include "image/SampleFormat.h"
+#include "image/TimeCode.h"
 #include "lantrix/LantrixTypes.h"
 
 #include <optional>
@@ -45,12 +46,13 @@ struct Image {
     Bytes pixels;
     float pixelRatio = 0;              ///< Width of a pixel by its height; 0: not given.
     float frameRate = 0;               ///< Frames per second; 0: not given.
+    std::optional<TimeCode> timeCode;  ///< None: not given.
     std::optional<PixelLayout> source; ///< Of the file's samples, where it is not the held one.
 };
 
 /// The format of a new clip of images of this kind.
 [[nodiscard]] LantrixClipFormat clipFormat(const PixelLayout& layout, int width, int height);
-/// The same, with the pixel ratio and the rate that the image gives.
+/// The same, with the pixel ratio, the rate and the time code that the image gives.
 [[nodiscard]] LantrixClipFormat clipFormat(const PixelLayout& layout, const Image& image);
 /// Parses "WIDTHxHEIGHTxBITS[xCHANNELS][@RATE]"; \p tag, when not empty, names the layout. The
 /// frame buffer size follows from the layout, or from the bits where the tag is not known.
@@ -69,8 +71,8 @@ struct Image {
 /// hold exactly is refused.
 [[nodiscard]] Bytes frameOfImage(Image image, const PixelLayout& layout);
 [[nodiscard]] Image imageOfFrame(Bytes frame, const PixelLayout& layout, int width, int height);
-/// The same for a frame of a clip, whose layout must be known.
-[[nodiscard]] Image imageOfFrame(Bytes frame, const LantrixClipFormat& format);
+/// The same for the frame \p index of a clip, whose layout must be known.
+[[nodiscard]] Image imageOfFrame(Bytes frame, const LantrixClipFormat& format, int index = 0);
 
 } // namespace image
 

@@ -31,7 +31,7 @@ struct SampleFormat {
 
 /// Packed10 for whoever computes with the numbers: three little-endian samples of 16 bits a pixel,
 /// 0 to 1023 as they are, where an Image has them widened. Into words of 4 bytes, refusing samples
-/// above 1023, and back.
+/// above 1023, and back; the words that are unpacked may be the end of the samples' own memory.
 void packCodes(const char* samples, std::size_t pixels, char* words);
 void unpackCodes(const char* words, std::size_t pixels, char* samples);
 

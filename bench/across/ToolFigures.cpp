@@ -55,7 +55,7 @@ public:
     }
     void encode() {
         forEach([this](int i) {
-            files_.write(file(taken_, i), tool::MovedFrame(frame_), tool::ReadBack::No);
+            files_.write(file(taken_, i), i, tool::MovedFrame(frame_), tool::ReadBack::No);
         });
     }
     void send() {

@@ -16,7 +16,9 @@ TEST_P(EveryTag, FrameToImageToFrameIsExact) {
     const image::Bytes frame = noiseFrame(layout, 13, 7);
     LantrixClipFormat format = image::clipFormat(layout, 13, 7);
     format.setPixelRatio(1.0666667F);
-    format.setFrameRate(23.976F);
+    format.setFrameRate(29.97F);
+    format.setMetaDataTag("timecode");
+    format.setMetaData("23:50:59;28");
     int kinds = 0;
     for (const std::string extension : {".png", ".exr", ".tif", ".dpx"}) {
         const std::string name = file("image" + extension);
@@ -26,12 +28,14 @@ TEST_P(EveryTag, FrameToImageToFrameIsExact) {
             continue;
         }
         ++kinds;
-        image::writeImage(image::imageOfFrame(frame, format), name);
+        image::writeImage(image::imageOfFrame(frame, format, 2), name);
         const image::Image header = image::readImageHeader(name);
         EXPECT_TRUE(header.layout == layout.held());
         EXPECT_EQ(1.0666667F, image::clipFormat(layout, header).pixelRatio()) << name;
         const bool hasRate = extension == ".exr" || extension == ".dpx";
-        EXPECT_NEAR(hasRate ? 23.976F : 30, image::clipFormat(layout, header).frameRate(), 1e-4);
+        EXPECT_NEAR(hasRate ? 29.97F : 30, image::clipFormat(layout, header).frameRate(), 1e-3);
+        EXPECT_STREQ(hasRate ? "23:51:00;02" : "", image::clipFormat(layout, header).metaData())
+            << name;
         EXPECT_TRUE(image::frameOfImage(image::readImage(name), layout) == frame) << name;
     }
     EXPECT_EQ(layout.samples().maximum == 0 || layout.channels == 2 ? 2 : 3, kinds);

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <random>
+#include <sys/resource.h>
 
 class Scratch : public ::testing::Test {
 public:
@@ -37,6 +38,13 @@ inline image::Bytes noiseFrame(const image::PixelLayout& layout, int width, int 
         byte = static_cast<char>(random() >> 8U & 0xFFU);
     const image::SampleFormat& samples = layout.samples(); // bits that hold nothing become zero
     return samples.pack != nullptr ? samples.pack(samples.unpack(frame)) : frame;
+}
+
+/// The most memory that the process has had so far, in KiB.
+inline long largestMemory() {
+    struct rusage usage {};
+    ::getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss;
 }
 
 /// What \p work fails with; fails the test when it does not.

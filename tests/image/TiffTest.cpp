@@ -75,4 +75,23 @@ TEST_F(TiffTest, CompressionIsChosenAndCutOffFilesAreRefused) {
     }
 }
 
+TEST_F(TiffTest, FilesThatCannotHoldTheirPixelsGetNoMemory) {
+    const std::string name = file("huge.tif");
+    TIFF* const tiff = TIFFOpen(name.c_str(), "w");
+    for (const auto& [tag, value] : {std::pair{TIFFTAG_IMAGEWIDTH, 16384},
+                                     {TIFFTAG_IMAGELENGTH, 16384},
+                                     {TIFFTAG_ROWSPERSTRIP, 16384},
+                                     {TIFFTAG_BITSPERSAMPLE, 8},
+                                     {TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK},
+                                     {TIFFTAG_COMPRESSION, COMPRESSION_LZW}})
+        TIFFSetField(tiff, static_cast<std::uint32_t>(tag), value);
+    char few[] = "\x80\0\x40";
+    TIFFWriteRawStrip(tiff, 0, few, sizeof few);
+    TIFFClose(tiff);
+    const long before = largestMemory();
+    EXPECT_EQ("can't read '" + name + "': the file has been cut off",
+              errorOf([&] { (void)image::readImage(name); }).what());
+    EXPECT_LT(largestMemory(), before + (64 << 10));
+}
+
 } // namespace

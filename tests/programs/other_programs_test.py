@@ -85,6 +85,15 @@ class OtherProgramsTest(ToolCase):
                     self.tool("put", f"its-{tag}.{kind}", f"/its-{tag}-{kind}")
                     self.assertEqual(self.tool("cat", "--raw", f"/its-{tag}-{kind}"), frame)
 
+    @unittest.skipUnless(shutil.which("ffmpeg"), "ffmpeg is not installed")
+    def test_ffmpeg_reads_openexr_from_a_pipe_and_time_codes(self):
+        frame = self.new_clip("rgb32f", "96x3")
+        self.tool("put", "--raw", "--format", f"{WIDTH}x{HEIGHT}x96x3", "--tag", "rgb32f", "raw", "raw", "/two")
+        piped = self.tool("cat", "/two", "--exr")
+        read = self.program("ffmpeg", "-v", "error", "-f", "exr_pipe", "-i", "-", "-f", "rawvideo",
+                            "-pix_fmt", "gbrpf32le", "-", data=piped)
+        self.assertEqual(read, 2 * planes("rgb32f", frame))
+
     @unittest.skipUnless(shutil.which("gm"), "GraphicsMagick is not installed")
     def test_graphicsmagick_reads_our_files_and_we_read_its(self):
         for tag, bits, _, kinds in (shape for shape in SHAPES if shape[0] in RGB):

@@ -17,6 +17,20 @@ TEST_F(ToolTest, ClipToImagesToClipIsExact) {
     const auto stat = json({"stat", "/second"});
     EXPECT_EQ("rgb10", stat["formatTag"]);
     EXPECT_EQ(13 * 7 * 4, stat["frameBufferSize"]);
+    fails(8, {"cat", "/second", "--exr"}, {"OpenEXR images can't hold rgb10", "--pam"});
+}
+
+TEST_F(ToolTest, TimeCodesOfDpxFilesGoOnFromTheFirst) {
+    makeClip("plain", {"2x2x24"}, 12, 1);
+    output({"get", "/plain", "plain.dpx"});
+    const std::string bytes =
+        read("plain.dpx").replace(1920, 4, std::string("\x10\x59\x59\x24", 4));
+    for (const char* name : {"code.0.dpx", "code.1.dpx"})
+        write(name, bytes);
+    output({"put", "code.#.dpx", "/code", "--rate", "25"});
+    output({"get", "/code", "back.#.dpx"});
+    EXPECT_EQ(std::string("\x10\x59\x59\x24", 4), read("back.0.dpx").substr(1920, 4));
+    EXPECT_EQ(std::string("\x11\0\0\0", 4), read("back.1.dpx").substr(1920, 4));
 }
 
 TEST_F(ToolTest, WhatCannotBeExactIsRefused) {

@@ -134,8 +134,8 @@ Bytes FileFrames::frameOf(image::Image image, const std::string& name) const {
     }
 }
 
-image::Image FileFrames::imageOf(Bytes frame) const {
-    return image::imageOfFrame(std::move(frame), format_);
+image::Image FileFrames::imageOf(Bytes frame, int index) const {
+    return image::imageOfFrame(std::move(frame), format_, index);
 }
 
 namespace {
@@ -147,14 +147,15 @@ bool isFile(const std::string& file, std::string_view bytes) {
 
 } // namespace
 
-void FileFrames::write(const std::string& file, MovedFrame frame, ReadBack readBack) const {
+void FileFrames::write(const std::string& file, int index, MovedFrame frame,
+                       ReadBack readBack) const {
     image::AsideFile aside(file);
     bool isSame = true;
     if (!layout_) {
         aside.write(frame.view());
         isSame = readBack == ReadBack::No || isFile(aside.path(), frame.view());
     } else {
-        const image::Image image = imageOf(frame.takeBytes());
+        const image::Image image = imageOf(frame.takeBytes(), index);
         image::writeImage(image, aside.path(), writing_);
         isSame = readBack == ReadBack::No || image::readImage(aside.path()).pixels == image.pixels;
     }

@@ -87,8 +87,8 @@ public:
     [[nodiscard]] Bytes decode(const std::string& file) const;
     /// Reads the bytes of a raw file. An empty name is a black frame, all bytes zero.
     void read(const std::string& file, MovedFrame& frame) const;
-    /// Writes aside and renames.
-    void write(const std::string& file, MovedFrame frame, ReadBack readBack) const;
+    /// Writes the frame \p index of a clip aside and renames.
+    void write(const std::string& file, int index, MovedFrame frame, ReadBack readBack) const;
     /// True when the file is there and a frame of this format.
     [[nodiscard]] bool isWhole(const std::string& file) const;
     /// True when the file holds just this frame.
@@ -96,7 +96,7 @@ public:
 
 private:
     void checkImage(const std::string& file, const image::Image& image) const;
-    [[nodiscard]] image::Image imageOf(Bytes frame) const;
+    [[nodiscard]] image::Image imageOf(Bytes frame, int index = 0) const;
     LantrixClipFormat format_;
     std::optional<image::PixelLayout> layout_;
     image::ReadOptions reading_;

@@ -45,7 +45,8 @@ public:
             done(piece.step, {0, true, ""});
             return;
         }
-        files_.write(file, std::move(piece.frame), rules_.verify ? ReadBack::Yes : ReadBack::No);
+        files_.write(file, steps_[piece.step].index, std::move(piece.frame),
+                     rules_.verify ? ReadBack::Yes : ReadBack::No);
         done(piece.step, {size, false, ""});
     }
 

@@ -1,4 +1,5 @@
 // get, cat: frames to files and to standard output.
+#include "image/Error.h"
 #include "image/LocalFile.h"
 #include "tools/report/Json.h"
 #include "tools/report/NumberText.h"
@@ -119,16 +120,31 @@ struct CatArguments {
     bool raw = false;
     bool pam = false;
     bool png = false;
+    bool exr = false;
 };
 
-void writeFrame(const LantrixClipFormat& format, const CatArguments& arguments, MovedFrame frame) {
-    constexpr const char* name = "standard output";
+void writeFrame(const LantrixClipFormat& format, const CatArguments& arguments, int index,
+                MovedFrame frame) {
+    const std::string name = "standard output";
     if (arguments.raw) {
         image::writeAll(STDOUT_FILENO, frame.view(), name);
         return;
     }
-    const auto write = arguments.png ? image::writePng : image::writePam;
-    write(image::imageOfFrame(frame.takeBytes(), format), STDOUT_FILENO, name);
+    const image::Image image = image::imageOfFrame(frame.takeBytes(), format, index);
+    if (arguments.exr)
+        image::writeExr(image, STDOUT_FILENO, name);
+    else
+        (arguments.png ? image::writePng : image::writePam)(image, STDOUT_FILENO, name);
+}
+
+// Halves and floats go to OpenEXR, integers to the others. Said before a frame is read.
+void checkPipedImages(const image::PixelLayout& layout, const CatArguments& arguments) {
+    if (arguments.exr == (layout.samples().maximum == 0))
+        return;
+    const std::string kind = arguments.exr ? "OpenEXR" : arguments.png ? "PNG" : "PAM";
+    throw image::Error(image::ErrorKind::File, kind + " images can't hold " + layout.tag() +
+                                                   " exactly: pass --raw, or " +
+                                                   (arguments.exr ? "--pam" : "--exr"));
 }
 
 void runCat(Context& context, const CatArguments& arguments) {
@@ -138,7 +154,7 @@ void runCat(Context& context, const CatArguments& arguments) {
     const LocatedClip clip =
         locateClip(options, parseAddress(arguments.address, options.host), startNumber);
     if (!arguments.raw)
-        (void)image::layoutOfClip(clip.format);
+        checkPipedImages(image::layoutOfClip(clip.format), arguments);
     const std::vector<int> indices =
         arguments.selection.parsed().indices(startNumber, clip.frameCount);
     const auto source = fromClip(clip, indices, arguments.missing)({0, indices.size()});
@@ -147,7 +163,7 @@ void runCat(Context& context, const CatArguments& arguments) {
     for (Piece piece; piece.step < indices.size(); ++piece.step) {
         (void)source->fetch(piece);
         const std::size_t size = piece.frame.size();
-        writeFrame(clip.format, arguments, std::move(piece.frame));
+        writeFrame(clip.format, arguments, indices[piece.step], std::move(piece.frame));
         progress.advance(size);
     }
 }
@@ -175,7 +191,7 @@ void addGet(CLI::App& app, Context& context) {
 void addCat(CLI::App& app, Context& context) {
     addVerb<CatArguments>(
         app, context,
-        {"cat", "Write frames to standard output, as PAM or PNG images or raw",
+        {"cat", "Write frames to standard output, as PAM, PNG or OpenEXR images or raw",
          "lantrix cat :/Library/Reel/plate | ffmpeg -f image2pipe -c:v pam -i - plate.mov"},
         runCat, [](CLI::App& verb, CatArguments& cat) {
             verb.add_option("CLIP", cat.address, "The clip")->required();
@@ -183,9 +199,14 @@ void addCat(CLI::App& app, Context& context) {
             addMissingOption(verb, cat.missing);
             CLI::Option* pam = verb.add_flag("--pam", cat.pam, "PAM images, as without it");
             CLI::Option* png = verb.add_flag("--png", cat.png, "PNG images")->excludes(pam);
+            CLI::Option* exr =
+                verb.add_flag("--exr", cat.exr, "OpenEXR images, for ffmpeg's exr_pipe")
+                    ->excludes(pam)
+                    ->excludes(png);
             verb.add_flag("--raw", cat.raw, "The bytes of the frames as they are")
                 ->excludes(pam)
-                ->excludes(png);
+                ->excludes(png)
+                ->excludes(exr);
         });
 }
 
