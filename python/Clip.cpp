@@ -137,9 +137,10 @@ void Node::readInto(long long index, const py::object& out) {
         readBytes(place, memory.bytes(), known->frameSize);
         return;
     }
-    const std::unique_ptr<char[]> words(new char[known->frameSize]);
-    readBytes(place, words.get(), known->frameSize);
-    runUnlocked([&] { known->known().unpack(words.get(), memory.bytes()); });
+    // Packed pixels are shorter than their samples: they arrive at the array's end.
+    char* const words = memory.bytes() + known->known().arrayBytes() - known->frameSize;
+    readBytes(place, words, known->frameSize);
+    runUnlocked([&] { known->known().unpack(words, memory.bytes()); });
 }
 
 void Node::write(long long index, const py::array& frame) {

@@ -2,6 +2,7 @@
 
 #include "image/Error.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstring>
@@ -62,6 +63,13 @@ std::vector<py::ssize_t> Layout::shape() const {
     return shape;
 }
 
+// Without allocating: asked for each frame.
+bool Layout::hasShape(const py::array& array) const {
+    const std::array<py::ssize_t, 3> extents{height_, width_, layout_.channels};
+    const py::ssize_t axes = layout_.channels > 1 ? 3 : 2;
+    return array.ndim() == axes && std::equal(array.shape(), array.shape() + axes, extents.begin());
+}
+
 const char* Layout::typeName() const {
     return typeOf(layout_).name;
 }
@@ -77,12 +85,11 @@ void Layout::check(const py::array& array) const {
         throw BindingError(ErrorKind::BadFrame, "the array holds " + std::string(py::repr(type)) +
                                                     ", the frames of this clip are " + row.name);
     }
-    const std::vector<py::ssize_t> wanted = shape();
-    const std::vector<py::ssize_t> found(array.shape(), array.shape() + array.ndim());
-    if (found != wanted) {
+    if (!hasShape(array)) {
+        const std::vector<py::ssize_t> found(array.shape(), array.shape() + array.ndim());
         throw BindingError(ErrorKind::BadFrame, "the array has the shape " + shapeText(found) +
                                                     ", the frames of this clip " +
-                                                    shapeText(wanted));
+                                                    shapeText(shape()));
     }
 }
 

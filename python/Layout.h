@@ -28,13 +28,15 @@ public:
     /// True when the bytes of a frame are those of the array.
     [[nodiscard]] bool isPlain() const { return layout_.kind != image::SampleKind::Packed10; }
     /// Between the samples of an array and the bytes of a frame; the interpreter's lock is not
-    /// needed. pack() throws BadFrame for samples that the frame can't hold.
+    /// needed. pack() throws BadFrame for samples that the frame can't hold. The frame that is
+    /// unpacked may lie at the end of the samples' memory.
     void pack(const char* samples, char* frame) const;
     void unpack(const char* frame, char* samples) const;
     /// Bytes of the array.
     [[nodiscard]] std::size_t arrayBytes() const;
 
 private:
+    [[nodiscard]] bool hasShape(const py::array& array) const;
     [[nodiscard]] std::size_t pixels() const {
         return static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_);
     }

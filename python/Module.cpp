@@ -38,6 +38,39 @@ void translate(std::exception_ptr thrown) {
     }
 }
 
+// pybind11 allocates for each call; this one is made for each frame, and allocates nothing.
+PyObject* readInto(PyObject* self, PyObject* const* arguments, Py_ssize_t count) {
+    try {
+        if (count != 2)
+            throw py::type_error("read_into takes an index and what to read into");
+        const long long index = PyLong_AsLongLong(arguments[0]);
+        if (index == -1 && PyErr_Occurred() != nullptr)
+            throw py::error_already_set();
+        py::cast<Node&>(py::handle(self))
+            .readInto(index, py::reinterpret_borrow<py::object>(arguments[1]));
+        return py::none().release().ptr();
+    } catch (py::error_already_set& error) {
+        error.restore();
+    } catch (const py::builtin_exception& error) {
+        error.set_error();
+    } catch (const BindingError&) {
+        translate(std::current_exception());
+    } catch (const std::exception& error) {
+        PyErr_SetString(PyExc_RuntimeError, error.what());
+    }
+    return nullptr;
+}
+
+void bindReadInto(py::class_<Node>& node) {
+    // As the interpreter has it for methods of this kind.
+    const auto function = reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(readInto));
+    static PyMethodDef method{"read_into", function, METH_FASTCALL, nullptr};
+    PyObject* const made = PyDescr_NewMethod(reinterpret_cast<PyTypeObject*>(node.ptr()), &method);
+    if (made == nullptr)
+        throw py::error_already_set();
+    node.attr("read_into") = py::reinterpret_steal<py::object>(made);
+}
+
 void bindConnection(py::module_& module) {
     py::class_<Connection, std::shared_ptr<Connection>>(module, "Connection")
         .def(py::init<const Text&, TimeLimit>())
@@ -58,8 +91,9 @@ void bindConnection(py::module_& module) {
 }
 
 void bindNode(py::module_& module) {
-    py::class_<Node>(module, "Node")
-        .def(py::init<std::shared_ptr<Connection>, Text>())
+    py::class_<Node> node(module, "Node");
+    bindReadInto(node);
+    node.def(py::init<std::shared_ptr<Connection>, Text>())
         .def_property_readonly("id", &Node::id)
         .def("name", &Node::name)
         .def("kind", &Node::kind)
@@ -81,7 +115,6 @@ void bindNode(py::module_& module) {
         .def("frame_paths", &Node::framePaths)
         .def("read", &Node::read)
         .def("read_raw", &Node::readRaw)
-        .def("read_into", &Node::readInto)
         .def("write", &Node::write)
         .def("write_raw", &Node::writeRaw);
 }
