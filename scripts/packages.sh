@@ -8,6 +8,7 @@ x86_packages="g++-multilib googletest"
 clang_packages="clang libclang-rt-14-dev llvm"
 completion_packages="tmux bash zsh fish" # without them the tests of completion are skipped
 python_packages="pybind11-dev python3-dev python3-numpy python3-pytest mypy"
+pip_packages="python3-pip python3-setuptools python3-venv python3-wheel"
 farm_packages="python3-dask python3-distributed python3-matplotlib" # without them their tests are skipped
 lint_packages="clang-format clang-tidy shellcheck python3"
 docs_packages="doxygen"
@@ -16,7 +17,8 @@ coverage_packages="gcovr"
 valgrind_packages="valgrind"
 large_packages="ffmpeg graphicsmagick tshark rsync python3-pil" # of a few tests, so that only .ci/run installs them
 bench_packages="libbenchmark-dev"
-rival_packages="nginx libcurl4-openssl-dev redis-server libhiredis-dev" # optional, never installed
+rival_packages="nginx libcurl4-openssl-dev redis-server libhiredis-dev
+    python3-requests python3-redis" # optional, never installed
 
 # Prints those of the packages in the lists that are not there, each with a blank before it.
 missing_packages() {

@@ -2,6 +2,7 @@
 
 import logging
 import pickle
+from collections.abc import Callable
 from pathlib import Path
 
 import numpy
@@ -157,7 +158,9 @@ def test_failures_have_their_types(
         lantrix.Server("127.77.255.254").ping()
     with lantrix.Server(daemon) as closed:
         root = closed.root
-    for use in (closed.ping, lambda: root.names, lambda: list(root.walk()), lambda: closed.root):
+    uses: list[Callable[[], object]] = [
+        closed.ping, lambda: root.names, lambda: list(root.walk()), lambda: closed.root]
+    for use in uses:
         with pytest.raises(lantrix.Error, match="has been closed"):
             use()
     old = start_server(tmp_path, "127.78" + daemon[6:], "--protocol", "2.4")
