@@ -26,6 +26,8 @@ void addServerFigures(const Arena& arena, Report& report);
 void addMemoryFigures(const Arena& arena, Report& report);
 /// The command-line tool's put and get compared with the slower of their two halves.
 void addToolFigures(const Arena& arena, Report& report);
+/// The Python package beside C++, and beside what a Python program would take instead.
+void addPythonFigures(const Arena& arena, Report& report);
 /// What KV_LANTRIX_TCP_BUF_SIZE does to large frames; the panel's curves are over buffer size.
 Panel addBufferSizeFigures(const Arena& arena, Report& report);
 

@@ -56,7 +56,8 @@ public:
     HttpRival(const fs::path& folder, std::uint16_t port)
         : server_(Process::executing(
               {LANTRIX_BENCH_NGINX, "-p", folder, "-e", "stderr", "-c", prepare(folder, port)})),
-          address_("http://127.0.0.1:" + std::to_string(port) + "/"), curl_(curl_easy_init()) {
+          port_(port), address_("http://127.0.0.1:" + std::to_string(port) + "/"),
+          curl_(curl_easy_init()) {
         awaitListener(port);
         curl_easy_setopt(curl_, CURLOPT_BUFFERSIZE, static_cast<long>(CURL_MAX_READ_SIZE));
         curl_easy_setopt(curl_, CURLOPT_UPLOAD_BUFFERSIZE, 2L << 20);
@@ -73,6 +74,8 @@ public:
     }
 
     pid_t process() const override { return server_.id(); }
+    std::uint16_t port() const override { return port_; }
+    std::string pythonModule() const override { return "requests"; }
     std::string name(bool reads) const override { return reads ? "HTTP GET" : "HTTP PUT"; }
 
     void read(std::size_t size, int count) override {
@@ -121,6 +124,7 @@ private:
     }
 
     Process server_;
+    std::uint16_t port_;
     std::string address_;
     CURL* curl_;
     // Without it each upload waits for the server's permission.

@@ -40,23 +40,44 @@ Probe::Pipe::Pipe() {
 }
 
 Probe::Probe(const std::string& host, std::size_t bufferSize)
+    : Probe({thisProgram, "--probe", host},
+            {{"KV_LANTRIX_TCP_BUF_SIZE", std::to_string(bufferSize)}}) {}
+
+Probe::Probe(const std::vector<std::string>& arguments, const Environment& environment)
     : process_(Process::running([&] {
           ::dup2(orders_.reader.fd(), STDIN_FILENO);
           ::dup2(answers_.writer.fd(), STDOUT_FILENO);
-          ::setenv("KV_LANTRIX_TCP_BUF_SIZE", std::to_string(bufferSize).c_str(), 1);
-          ::execl(thisProgram, thisProgram, "--probe", host.c_str(), nullptr);
-          failWithErrno(thisProgram);
-      })) {}
+          for (const auto& [name, value] : environment)
+              ::setenv(name.c_str(), value.c_str(), 1);
+          Process::execute(arguments);
+      })) {
+    answers_.writer = Socket(); // so that the end of the process is the end of its answers
+}
+
+std::string Probe::answer() {
+    std::string line;
+    for (char next = '\0'; next != '\n'; line.push_back(next))
+        if (::read(answers_.reader.fd(), &next, 1) != 1)
+            throw std::runtime_error("A process that the benchmark asks has gone");
+    line.pop_back();
+    return line;
+}
+
+std::string Probe::ask(const std::string& order) {
+    const std::string line = order + "\n";
+    if (::write(orders_.writer.fd(), line.data(), line.size()) < 0)
+        failWithErrno("write");
+    return answer();
+}
 
 Work Probe::moving(bool reads, std::size_t frameSize) {
-    return [this, reads, frameSize](int count) {
-        const std::string order = (reads ? "read " : "write ") + std::to_string(frameSize) + " " +
-                                  std::to_string(count) + "\n";
-        char answer = '\0';
-        if (::write(orders_.writer.fd(), order.data(), order.size()) < 0 ||
-            ::read(answers_.reader.fd(), &answer, 1) != 1)
-            throw std::runtime_error("The process with other buffer sizes has gone");
-    };
+    return doing(reads ? "read" : "write", frameSize);
+}
+
+Work Probe::doing(const std::string& what, std::size_t size, unsigned port) {
+    const std::string first = what + " " + std::to_string(size) + " ";
+    const std::string last = port != 0 ? " " + std::to_string(port) : "";
+    return [this, first, last](int count) { (void)ask(first + std::to_string(count) + last); };
 }
 
 void runProbe(const std::string& host) {
@@ -83,7 +104,7 @@ void runProbe(const std::string& host) {
     int count = 0;
     while (std::cin >> what >> size >> count) {
         actions.at(what)(size, count);
-        std::cout << '.' << std::flush;
+        std::cout << std::endl;
     }
 }
 

@@ -23,12 +23,15 @@ public:
     RedisRival(const std::filesystem::path& folder, std::uint16_t port)
         : server_(Process::executing({LANTRIX_BENCH_REDIS, "--bind", "127.0.0.1", "--port",
                                       std::to_string(port), "--save", "", "--appendonly", "no",
-                                      "--dir", folder})) {
+                                      "--dir", folder})),
+          port_(port) {
         awaitListener(port);
         context_.reset(redisConnect("127.0.0.1", port));
     }
 
     pid_t process() const override { return server_.id(); }
+    std::uint16_t port() const override { return port_; }
+    std::string pythonModule() const override { return "redis"; }
     std::string name(bool reads) const override { return reads ? "Redis GET" : "Redis SET"; }
 
     void read(std::size_t size, int count) override {
@@ -60,6 +63,7 @@ private:
     }
 
     Process server_;
+    std::uint16_t port_;
     std::unique_ptr<redisContext, ContextRelease> context_;
 };
 

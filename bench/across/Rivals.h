@@ -5,6 +5,7 @@
 
 #include "bench/across/FrameMover.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -16,6 +17,10 @@ class Rival : public FrameMover {
 public:
     /// The server.
     virtual pid_t process() const = 0;
+    /// Where it listens on 127.0.0.1.
+    virtual std::uint16_t port() const = 0;
+    /// The Python module that speaks to it.
+    virtual std::string pythonModule() const = 0;
 };
 
 /// GET and PUT of one file for each size; connections are kept. nginx keeps the files in

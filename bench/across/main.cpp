@@ -1,8 +1,9 @@
 // lantrix-bench [FOLDER]: what lies across the library, measured against what the sockets can do
 // and against what a user would take instead. Prints the rows of the table, and draws the curves
-// into pictures in FOLDER, the current one unless told otherwise. lantrix-bench --peer: runs the
-// other end of the measurements and prints its address. lantrix-bench --probe HOST: makes the calls
-// that standard input asks for (see Probe.h).
+// into pictures in FOLDER, the current one unless told otherwise. lantrix-bench --python: the
+// figures of the Python package alone. lantrix-bench --peer: runs the other end of the measurements
+// and prints its address. lantrix-bench --probe HOST: makes the calls that standard input asks for
+// (see Probe.h).
 #include "bench/across/Figures.h"
 #include "bench/across/Probe.h"
 
@@ -41,9 +42,24 @@ void measureAll(const std::filesystem::path& folder) {
     addToolFigures(arena, report);
     report.print("The command-line tool");
 #endif
+#ifdef LANTRIX_BENCH_PYTHON
+    addPythonFigures(arena, report);
+    report.print("Python");
+#endif
     draw(folder / "buffer-size.svg", {addBufferSizeFigures(arena, report)});
     report.print("KV_LANTRIX_TCP_BUF_SIZE");
 }
+
+#ifdef LANTRIX_BENCH_PYTHON
+void measurePython() {
+    cores(); // asked before anything is pinned
+    const Arena arena;
+    Report report;
+    addPythonFigures(arena, report);
+    Report::printHeader();
+    report.print("Python");
+}
+#endif
 
 void runPeer() {
     const Peer peer;
@@ -61,6 +77,10 @@ int main(int argc, char** argv) {
             runPeer();
         else if (first == "--probe" && argc == 3)
             bench::runProbe(argv[2]);
+#ifdef LANTRIX_BENCH_PYTHON
+        else if (first == "--python")
+            measurePython();
+#endif
         else
             measureAll(first);
         return 0;

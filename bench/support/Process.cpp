@@ -66,15 +66,19 @@ Process Process::running(const std::function<void()>& body) {
 }
 
 Process Process::executing(const std::vector<std::string>& arguments) {
+    return running([&arguments] {
+        dropOutput();
+        execute(arguments);
+    });
+}
+
+void Process::execute(const std::vector<std::string>& arguments) {
     std::vector<char*> pointers;
     for (const std::string& argument : arguments)
         pointers.push_back(const_cast<char*>(argument.c_str())); // as execv takes them
     pointers.push_back(nullptr);
-    return running([&pointers] {
-        dropOutput();
-        ::execv(pointers.front(), pointers.data());
-        failWithErrno("exec");
-    });
+    ::execv(pointers.front(), pointers.data());
+    failWithErrno("exec");
 }
 
 Process::Process(Process&& other) noexcept : id_(std::exchange(other.id_, -1)) {}

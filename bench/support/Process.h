@@ -21,6 +21,9 @@ public:
     /// dropped.
     static Process executing(const std::vector<std::string>& arguments);
 
+    /// Becomes that program. The first argument is its path.
+    [[noreturn]] static void execute(const std::vector<std::string>& arguments);
+
     Process(Process&& other) noexcept;
     Process& operator=(Process&&) = delete;
     ~Process();

@@ -23,7 +23,7 @@ const std::vector<char>& successAndFrame() {
 }
 
 std::string formatOfFrames(const std::string& bytes) {
-    return bytes + " 1 8 1 " + bytes + " 1 25 raw 4 none ";
+    return bytes + " 1 8 1 " + bytes + " 1 25 gray8 4 none ";
 }
 
 std::string frameList() {
