@@ -132,7 +132,7 @@ void writeFrame(const LantrixClipFormat& format, const CatArguments& arguments, 
     }
     const image::Image image = image::imageOfFrame(frame.takeBytes(), format, index);
     if (arguments.exr)
-        image::writeExr(image, STDOUT_FILENO, name);
+        image::writeExr(image, STDOUT_FILENO, name, {"none"}); // so that all have one size
     else
         (arguments.png ? image::writePng : image::writePam)(image, STDOUT_FILENO, name);
 }
@@ -200,7 +200,7 @@ void addCat(CLI::App& app, Context& context) {
             CLI::Option* pam = verb.add_flag("--pam", cat.pam, "PAM images, as without it");
             CLI::Option* png = verb.add_flag("--png", cat.png, "PNG images")->excludes(pam);
             CLI::Option* exr =
-                verb.add_flag("--exr", cat.exr, "OpenEXR images, for ffmpeg's exr_pipe")
+                verb.add_flag("--exr", cat.exr, "OpenEXR images, uncompressed, so all of one size")
                     ->excludes(pam)
                     ->excludes(png);
             verb.add_flag("--raw", cat.raw, "The bytes of the frames as they are")
