@@ -69,7 +69,9 @@ FrameFile::FrameFile(const LantrixClipFormat& format, const std::string& extensi
 }
 
 Image FrameFile::imageOf(Bytes frame) const {
-    return imageOfFrame(std::move(frame), format_);
+    Image image = imageOfFrame(std::move(frame), format_);
+    image.timeCode.reset(); // all frames have the same head
+    return image;
 }
 
 Bytes FrameFile::encode(Bytes frame) const {
