@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace mounted {
@@ -25,6 +26,11 @@ timespec now() {
     return time;
 }
 
+bool hasFile(const Folder& folder, FileNumber number) {
+    const std::shared_ptr<const Clip>& clip = folder.clip();
+    return clip != nullptr && (!number.isFrame() || number.frame() < clip->frames());
+}
+
 // Part of a text, or of a file.
 void replyPart(fuse_req_t request, const char* bytes, std::size_t length, std::size_t size,
                off_t offset) {
@@ -37,16 +43,7 @@ void replyPart(fuse_req_t request, const char* bytes, std::size_t length, std::s
 struct FileSystem::OpenFolder {
     Nodes::Pointer node;
     FolderPointer folder; // as it was when it was opened
-};
-
-struct FileSystem::OpenFile {
-    OpenFile(FileNumber itsNumber, FolderPointer itsFolder, Nodes::Clock::time_point notBefore)
-        : number(itsNumber), folder(std::move(itsFolder)), since(notBefore) {}
-
-    const FileNumber number;
-    const FolderPointer folder;
-    const Nodes::Clock::time_point since; // the frame is as it was then, or newer
-    std::atomic<bool> wasRead{false};
+    std::vector<Drafts::Pointer> drafts;
 };
 
 FileSystem::FileSystem(const MountOptions& options)
@@ -54,7 +51,8 @@ FileSystem::FileSystem(const MountOptions& options)
       nodes_({options.nodeId, options.name,
               shownNames({options.name}, [](const std::string&) { return false; }).front()},
              options.path, options.fresh),
-      requests_(options.timeLimit), questions_(options.host, optionsOfQuestions(options.pool)),
+      drafts_(options.memory), requests_(options.timeLimit),
+      questions_(options.host, optionsOfQuestions(options.pool)),
       framePool_(options.host, options.pool), frames_(framePool_, options.memory),
       asking_(questions_) {}
 
@@ -71,6 +69,11 @@ void FileSystem::end() {
     asking_.wait();
     frames_.end();
     requests_.answerAll(EIO);
+    for (const Drafts::Pointer& draft : drafts_.all()) {
+        const std::lock_guard<std::mutex> lock(draft->mutex);
+        if (draft->isUnstored())
+            options_.tell("'" + draft->name + "' was written and is not stored");
+    }
 }
 
 // ---- how requests are answered
@@ -84,8 +87,7 @@ void FileSystem::noteConnection(const lantrix::Failure& failure) {
 }
 
 // The answer is given once the question has been answered, unless the program has been interrupted.
-void FileSystem::ask(fuse_req_t request, Ask question,
-                     std::function<void(fuse_req_t request)> answer) {
+void FileSystem::ask(fuse_req_t request, Ask question, Answer answer) {
     const Requests::Number held = requests_.hold(request);
     const auto error = std::make_shared<int>(EIO);
     asking_.run([question = std::move(question),
@@ -128,6 +130,21 @@ void FileSystem::withFolder(fuse_req_t request, fuse_ino_t number, WithFolder an
         withFolder(request, node, std::move(answer));
 }
 
+void FileSystem::withFrame(fuse_req_t request, const OpenFile& file, WithFrame answer) {
+    const FrameKey key{file.number.folder, file.number.frame()};
+    const Requests::Number held = requests_.hold(request);
+    const auto got = [this, held, answer = std::move(answer)](const lantrix::Failure& failure,
+                                                              const FrameCache::File& bytes) {
+        noteConnection(failure);
+        fuse_req_t const asked = requests_.take(held);
+        if (asked != nullptr && failure)
+            fuse_reply_err(asked, EIO);
+        else if (asked != nullptr)
+            answer(asked, *bytes);
+    };
+    frames_.get(file.folder->clip(), key, file.since, got);
+}
+
 // ---- what is told of files
 
 double FileSystem::believed() const {
@@ -141,18 +158,36 @@ struct stat FileSystem::attributes(FileNumber number, const Folder* folder) cons
     status.st_ino = number.whole();
     status.st_uid = ::getuid();
     status.st_gid = ::getgid();
-    status.st_mtim = status.st_ctim = status.st_atim = mountedAt_;
+    status.st_mtim = number.isFrame() ? drafts_.time(number, mountedAt_) : mountedAt_;
+    status.st_ctim = status.st_atim = status.st_mtim;
     status.st_blksize = atOnce;
     status.st_nlink = number.isFolder() ? 2 : 1;
     status.st_mode = number.isFolder() ? S_IFDIR | 0555 : S_IFREG | 0444;
     if (options_.isWritable && number.file != FileNumber::description)
         status.st_mode |= writing;
-    if (number.isFrame())
+    if (number.isFrame() && folder != nullptr)
         status.st_size = static_cast<off_t>(folder->clip()->file().size());
-    else if (!number.isFolder())
+    else if (number.file == FileNumber::description)
         status.st_size = static_cast<off_t>(folder->description().size());
     status.st_blocks = (status.st_size + 511) / 512;
     return status;
+}
+
+struct stat FileSystem::attributes(const Draft& draft) const {
+    struct stat status = attributes(draft.number, nullptr);
+    const std::lock_guard<std::mutex> lock(draft.mutex);
+    status.st_size = static_cast<off_t>(draft.bytes.size());
+    status.st_blocks = (status.st_size + 511) / 512;
+    status.st_mtim = status.st_ctim = draft.changed;
+    return status;
+}
+
+// What is being written is to be asked again each time.
+fuse_entry_param FileSystem::entry(const Draft& draft) const {
+    fuse_entry_param entry{};
+    entry.ino = draft.number.whole();
+    entry.attr = attributes(draft);
+    return entry;
 }
 
 fuse_entry_param FileSystem::entry(FileNumber number, const Folder* folder) const {
@@ -169,6 +204,12 @@ void FileSystem::lookUp(fuse_req_t request, fuse_ino_t parent, const std::string
     const Nodes::Pointer node = nodes_.find(FileNumber::of(parent).folder);
     if (node == nullptr) {
         fuse_reply_err(request, ENOENT);
+        return;
+    }
+    if (const Drafts::Pointer draft = drafts_.find(node->number, name)) {
+        nodes_.know(node->number);
+        const fuse_entry_param found = entry(*draft);
+        fuse_reply_entry(request, &found);
         return;
     }
     withFolder(request, node, [this, node, name](fuse_req_t asked, const FolderPointer& folder) {
@@ -203,9 +244,13 @@ void FileSystem::tellAttributes(fuse_req_t request, fuse_ino_t whole) {
         fuse_reply_attr(request, &status, believed());
         return;
     }
+    if (const Drafts::Pointer draft = drafts_.find(number)) {
+        const struct stat status = attributes(*draft);
+        fuse_reply_attr(request, &status, 0);
+        return;
+    }
     withFolder(request, whole, [this, number](fuse_req_t asked, const FolderPointer& folder) {
-        if (folder->clip() == nullptr ||
-            (number.isFrame() && number.frame() >= folder->clip()->frames())) {
+        if (!hasFile(*folder, number)) {
             fuse_reply_err(asked, ENOENT);
             return;
         }
@@ -224,7 +269,8 @@ void FileSystem::openFolder(fuse_req_t request, fuse_ino_t number, const fuse_fi
     }
     withFolder(request, node, [this, node, info](fuse_req_t asked, const FolderPointer& folder) {
         fuse_file_info opened = info;
-        opened.fh = folders_.add(std::make_shared<OpenFolder>(OpenFolder{node, folder}));
+        opened.fh = folders_.add(
+            std::make_shared<OpenFolder>(OpenFolder{node, folder, drafts_.in(node->number)}));
         if (fuse_reply_open(asked, &opened) != 0)
             folders_.remove(opened.fh);
     });
@@ -260,8 +306,11 @@ private:
         if (place < children.size())
             return addChild(place);
         place -= children.size();
-        if (clip == nullptr || place > static_cast<std::size_t>(clip->frames()))
+        if (clip == nullptr)
             return false;
+        const auto frames = static_cast<std::size_t>(clip->frames());
+        if (place > frames)
+            return addDraft(children.size() + 2, place, place - frames - 1);
         if (place == 0)
             return addFile(children.size() + 2, Folder::descriptionName,
                            {number, FileNumber::description});
@@ -287,6 +336,18 @@ private:
         if (!put(place, name, fileSystem_.entry(number, open_.folder.get())))
             return false;
         fileSystem_.nodes_.know(number.folder);
+        return true;
+    }
+    // Those of frames that are there have been shown as such.
+    bool addDraft(std::size_t before, std::size_t place, std::size_t index) {
+        if (index >= open_.drafts.size())
+            return false;
+        const Draft& draft = *open_.drafts[index];
+        if (draft.number.isFrame() && draft.number.frame() < open_.folder->clip()->frames())
+            return true;
+        if (!put(before + place, draft.shownName(), fileSystem_.entry(draft)))
+            return false;
+        fileSystem_.nodes_.know(open_.node->number);
         return true;
     }
     bool put(std::size_t place, const std::string& name, const fuse_entry_param& entry) {
@@ -315,25 +376,41 @@ void FileSystem::listFolder(fuse_req_t request, std::size_t size, off_t offset,
 
 // ---- files
 
+std::uint64_t FileSystem::addFile(FileNumber number, const FolderPointer& folder,
+                                  const Drafts::Pointer& draft, const fuse_file_info& info) {
+    const auto file = std::make_shared<OpenFile>();
+    file->number = number;
+    file->folder = folder;
+    file->since = Nodes::Clock::now() - options_.fresh;
+    file->draft = draft;
+    file->isWriting = (info.flags & O_ACCMODE) != O_RDONLY;
+    if (draft != nullptr) {
+        const std::lock_guard<std::mutex> lock(draft->mutex);
+        ++draft->open;
+    }
+    return files_.add(file);
+}
+
 void FileSystem::open(fuse_req_t request, fuse_ino_t whole, const fuse_file_info& info) {
     const FileNumber number = FileNumber::of(whole);
-    const auto since = Nodes::Clock::now() - options_.fresh;
-    withFolder(request, whole,
-               [this, number, since, info](fuse_req_t asked, const FolderPointer& folder) {
-                   if (folder->clip() == nullptr ||
-                       (number.isFrame() && number.frame() >= folder->clip()->frames())) {
-                       fuse_reply_err(asked, ENOENT);
-                       return;
-                   }
-                   fuse_file_info opened = info;
-                   opened.fh = files_.add(std::make_shared<OpenFile>(number, folder, since));
-                   if (fuse_reply_open(asked, &opened) != 0)
-                       files_.remove(opened.fh);
-               });
+    withFolder(request, whole, [this, number, info](fuse_req_t asked, const FolderPointer& folder) {
+        if (const Drafts::Pointer draft = drafts_.find(number)) {
+            openDraft(asked, folder, draft, info);
+        } else if (!hasFile(*folder, number)) {
+            fuse_reply_err(asked, ENOENT);
+        } else if ((info.flags & O_ACCMODE) != O_RDONLY) {
+            openFrame(asked, number, folder, info);
+        } else {
+            fuse_file_info opened = info;
+            opened.fh = addFile(number, folder, nullptr, info);
+            if (fuse_reply_open(asked, &opened) != 0)
+                closeFile(opened.fh);
+        }
+    });
 }
 
 void FileSystem::close(fuse_req_t request, const fuse_file_info& info) {
-    files_.remove(info.fh);
+    closeFile(info.fh);
     fuse_reply_err(request, 0);
 }
 
@@ -344,28 +421,24 @@ void FileSystem::read(fuse_req_t request, std::size_t size, off_t offset,
         fuse_reply_err(request, EBADF);
         return;
     }
+    if (file->draft != nullptr) {
+        const std::lock_guard<std::mutex> lock(file->draft->mutex);
+        const image::Bytes& bytes = file->draft->bytes;
+        replyPart(request, bytes.data(), bytes.size(), size, offset);
+        return;
+    }
     if (!file->number.isFrame()) {
         const std::string& text = file->folder->description();
         replyPart(request, text.data(), text.size(), size, offset);
         return;
     }
-    const std::shared_ptr<const Clip>& clip = file->folder->clip();
-    const FrameKey key{file->number.folder, file->number.frame()};
-    const Requests::Number held = requests_.hold(request);
-    const auto got = [this, held, size, offset](const lantrix::Failure& failure,
-                                                const FrameCache::File& bytes) {
-        noteConnection(failure);
-        fuse_req_t const asked = requests_.take(held);
-        if (asked == nullptr)
-            return;
-        if (failure)
-            fuse_reply_err(asked, EIO);
-        else
-            replyPart(asked, bytes->data(), bytes->size(), size, offset);
-    };
-    frames_.get(clip, key, file->since, got);
-    if (!file->wasRead.exchange(true))
-        frames_.readAhead(clip, key, file->since);
+    withFrame(request, *file, [size, offset](fuse_req_t asked, const FileBytes& bytes) {
+        replyPart(asked, bytes.data(), bytes.size(), size, offset);
+    });
+    if (!file->wasRead.exchange(true)) {
+        const FrameKey key{file->number.folder, file->number.frame()};
+        frames_.readAhead(file->folder->clip(), key, file->since);
+    }
 }
 
 } // namespace mounted

@@ -79,4 +79,13 @@ std::optional<int> FrameNames::index(const std::string& name, int beyond) const 
     return static_cast<int>(index);
 }
 
+std::optional<int> FrameNames::indexOfAnyKind(const std::string& name, int beyond) const {
+    const std::size_t dot = name.rfind('.');
+    const std::string end = dot != std::string::npos ? name.substr(dot) : "";
+    for (const char* known : {".tif", ".tiff", ".dpx", ".exr", ".png"})
+        if (end == known)
+            return index(name.substr(0, dot) + extension_, beyond);
+    return index(name, beyond);
+}
+
 } // namespace mounted

@@ -31,6 +31,8 @@ public:
     /// The index of the frame with this name; none for any other name. \p beyond is the number of
     /// frames behind the last that have names, too.
     [[nodiscard]] std::optional<int> index(const std::string& name, int beyond = 0) const;
+    /// The same for names that end like another kind of image file.
+    [[nodiscard]] std::optional<int> indexOfAnyKind(const std::string& name, int beyond) const;
 
 private:
     std::string stem_;

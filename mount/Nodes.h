@@ -23,6 +23,8 @@ struct FileNumber {
     static constexpr std::uint32_t folderItself = 0;
     static constexpr std::uint32_t description = 1;
     static constexpr std::uint32_t firstFrame = 2;
+    static constexpr std::uint32_t firstDraft = 0x90000000; // behind all frames
+    static constexpr std::uint32_t mostDrafts = 0x60000000;
 
     std::uint32_t folder = 1; ///< The root is 1.
     std::uint32_t file = folderItself;
@@ -33,7 +35,7 @@ struct FileNumber {
     }
     [[nodiscard]] fuse_ino_t whole() const;
     [[nodiscard]] bool isFolder() const { return file == folderItself; }
-    [[nodiscard]] bool isFrame() const { return file >= firstFrame; }
+    [[nodiscard]] bool isFrame() const { return file >= firstFrame && file < firstDraft; }
     [[nodiscard]] int frame() const { return static_cast<int>(file - firstFrame); }
 };
 

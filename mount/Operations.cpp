@@ -2,6 +2,9 @@
 
 #include "mount/FileSystem.h"
 
+#include <cerrno>
+#include <string>
+
 namespace mounted {
 
 namespace {
@@ -51,6 +54,59 @@ void listxattr(fuse_req_t request, fuse_ino_t number, std::size_t size) {
 void getxattr(fuse_req_t request, fuse_ino_t number, const char* name, std::size_t size) {
     of(request).readStream(request, number, name, size);
 }
+void create(fuse_req_t request, fuse_ino_t parent, const char* name, mode_t /*mode*/,
+            fuse_file_info* info) {
+    of(request).create(request, parent, name, *info);
+}
+void write(fuse_req_t request, fuse_ino_t /*number*/, const char* bytes, std::size_t size,
+           off_t offset, fuse_file_info* info) {
+    of(request).write(request, bytes, size, offset, *info);
+}
+void flush(fuse_req_t request, fuse_ino_t /*number*/, fuse_file_info* info) {
+    of(request).flush(request, *info);
+}
+void fsync(fuse_req_t request, fuse_ino_t /*number*/, int /*isData*/, fuse_file_info* info) {
+    of(request).flush(request, *info);
+}
+void setattr(fuse_req_t request, fuse_ino_t number, struct stat* wanted, int which,
+             fuse_file_info* /*info*/) {
+    of(request).changeAttributes(request, number, *wanted, which);
+}
+void rename(fuse_req_t request, fuse_ino_t parent, const char* name, fuse_ino_t newParent,
+            const char* newName, unsigned flags) {
+    of(request).rename(request, parent, name, newParent, newName, flags);
+}
+void unlink(fuse_req_t request, fuse_ino_t parent, const char* name) {
+    of(request).unlink(request, parent, name);
+}
+void mkdir(fuse_req_t request, fuse_ino_t parent, const char* name, mode_t /*mode*/) {
+    of(request).makeFolder(request, parent, name);
+}
+void rmdir(fuse_req_t request, fuse_ino_t parent, const char* name) {
+    of(request).removeFolder(request, parent, name);
+}
+void setxattr(fuse_req_t request, fuse_ino_t number, const char* name, const char* value,
+              std::size_t size, int /*flags*/) {
+    of(request).writeStream(request, number, name, std::string(value, size));
+}
+
+// What is not offered. Without a function the system would not ask again, and say that it is not
+// known.
+void symlink(fuse_req_t request, const char* /*target*/, fuse_ino_t /*parent*/,
+             const char* /*name*/) {
+    fuse_reply_err(request, EPERM);
+}
+void link(fuse_req_t request, fuse_ino_t /*number*/, fuse_ino_t /*newParent*/,
+          const char* /*newName*/) {
+    fuse_reply_err(request, EPERM);
+}
+void mknod(fuse_req_t request, fuse_ino_t /*parent*/, const char* /*name*/, mode_t /*mode*/,
+           dev_t /*device*/) {
+    fuse_reply_err(request, EPERM);
+}
+void removexattr(fuse_req_t request, fuse_ino_t /*number*/, const char* /*name*/) {
+    fuse_reply_err(request, EOPNOTSUPP);
+}
 
 } // namespace
 
@@ -69,6 +125,20 @@ const fuse_lowlevel_ops& operations() {
         made.release = release;
         made.listxattr = listxattr;
         made.getxattr = getxattr;
+        made.create = create;
+        made.write = write;
+        made.flush = flush;
+        made.fsync = fsync;
+        made.setattr = setattr;
+        made.rename = rename;
+        made.unlink = unlink;
+        made.mkdir = mkdir;
+        made.rmdir = rmdir;
+        made.setxattr = setxattr;
+        made.symlink = symlink;
+        made.link = link;
+        made.mknod = mknod;
+        made.removexattr = removexattr;
         return made;
     }();
     return all;

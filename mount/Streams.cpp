@@ -81,4 +81,32 @@ void FileSystem::readStream(fuse_req_t request, fuse_ino_t whole, const std::str
         [text, size](fuse_req_t asked) { replyAttribute(asked, *text, size); });
 }
 
+void FileSystem::writeStream(fuse_req_t request, fuse_ino_t whole, const std::string& name,
+                             const std::string& text) {
+    const FileNumber number = FileNumber::of(whole);
+    const Nodes::Pointer node = nodes_.find(number.folder);
+    const std::string prefix = streamPrefix;
+    if (!number.isFolder() || node == nullptr || name.rfind(prefix, 0) != 0) {
+        fuse_reply_err(request, EOPNOTSUPP);
+        return;
+    }
+    if (text.find('\0') != std::string::npos || name.find_first_of(" \t\n") != std::string::npos) {
+        fuse_reply_err(request, EINVAL); // of what a stream can't hold
+        return;
+    }
+    const auto question = [node, text, stream = name.substr(prefix.size())](
+                              lantrix::Connection& connection, int& error) {
+        const LantrixNodeHandle handle(connection.server, node->name.id.c_str());
+        if (handle.setMetaData(stream.c_str(), LantrixStr(text.c_str())))
+            return lantrix::Failure();
+        const lantrix::Failure failure = lantrix::Failure::lastOf(connection.server);
+        error = failure.kind == lantrix::Failure::Kind::Refused ? EPERM : EIO;
+        return failure;
+    };
+    ask(request, question, [this, node](fuse_req_t asked) {
+        nodes_.drop(node->number); // its description tells of the stream
+        fuse_reply_err(asked, 0);
+    });
+}
+
 } // namespace mounted

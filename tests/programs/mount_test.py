@@ -283,6 +283,135 @@ class MountTest(ToolCase):
         self.assertTrue(os.path.ismount(self.mounted))
         self.assertEqual(len(os.listdir(self.mounted)), FRAMES + 1)
 
+    def test_frames_are_replaced_and_appended(self):
+        frames = self.new_clip("rgb8", "/clip", 3)
+        self.mount("--write")
+        clip = self.mounted / "clip"
+        names = [clip / f"clip.{i:04}.tif" for i in range(6)]
+        first, second = names[0].read_bytes(), names[1].read_bytes()
+        names[0].write_bytes(second)
+        names[3].write_bytes(first)
+        with open(names[1], "r+b") as part:  # a change in the middle
+            part.seek(len(second) - 9)
+            part.write(bytes(9))
+            os.fsync(part.fileno())
+        self.tool("get", "--raw", "/clip", "back.####")
+        back = [(self.folder / f"back.{i:04}").read_bytes() for i in range(4)]
+        self.assertEqual(back, [frames[1], frames[1][:-9] + bytes(9), frames[2], frames[0]])
+        self.assertEqual(names[1].read_bytes(), second[:-9] + bytes(9))
+        for kind in ("tif --compression deflate", "png", "dpx"):
+            kind, *options = kind.split()
+            self.tool("get", "/clip", f"again.####.{kind}", *options)
+            names[2].write_bytes((self.folder / f"again.0000.{kind}").read_bytes())
+            self.assertEqual(names[2].read_bytes(), second)
+            shutil.copyfile(self.folder / f"again.0003.{kind}", clip / f"clip.0001.{kind}")
+            self.assertEqual(names[1].read_bytes(), first)
+        self.assertEqual(len(os.listdir(clip)), 4 + 1)
+
+    def test_what_is_not_a_whole_image_is_refused(self):
+        self.new_clip("rgb8", "/clip", 2)
+        self.mount("--write")
+        frame = self.mounted / "clip" / "clip.0001.tif"
+        whole = frame.read_bytes()
+        for data in (whole[:-1], b"nothing", whole[:300]):
+            file = os.open(frame, os.O_WRONLY | os.O_TRUNC)
+            os.write(file, data)
+            self.assertEqual(error_of(lambda: os.fsync(file)), errno.EINVAL)
+            self.assertEqual(error_of(lambda: os.close(file)), errno.EINVAL)
+            self.assertEqual(frame.read_bytes(), whole)
+        self.assertEqual(error_of(lambda: (frame.parent / "clip.0002.tif").write_bytes(b"x")), errno.EINVAL)
+        self.assertEqual(sorted(os.listdir(frame.parent)), ["clip.0000.tif", "clip.0001.tif", "clip.json"])
+        for change in (frame.unlink, lambda: frame.chmod(0o600), lambda: frame.rename(frame.parent / "x"),
+                       lambda: os.link(frame, frame.parent / "x"), lambda: os.symlink("x", frame.parent / "y"),
+                       lambda: (self.mounted / "file").write_bytes(b""), (self.mounted / "clip").rmdir,
+                       lambda: (frame.parent / "clip.json").write_bytes(b"")):
+            self.assertIn(error_of(change), (errno.EPERM, errno.EACCES, errno.EOPNOTSUPP, errno.ENOTEMPTY))
+
+    def test_other_names_wait_until_they_are_renamed(self):
+        frames = self.new_clip("rgb8", "/clip", 2)
+        self.mount("--write", "--memory", "1")
+        clip = self.mounted / "clip"
+        aside = clip / ".clip.0001.tif.aside"
+        aside.write_bytes((clip / "clip.0000.tif").read_bytes())
+        self.assertIn(aside.name, os.listdir(clip))
+        aside.rename(clip / "clip.0002.tif")
+        self.assertFalse(aside.exists())
+        aside.write_bytes(b"no image")
+        self.assertEqual(error_of(lambda: aside.rename(clip / "clip.0001.tif")), errno.EINVAL)
+        aside.unlink()
+        self.assertEqual(error_of(lambda: aside.write_bytes(bytes(1 << 21))), errno.EFBIG)
+        aside.unlink()
+        self.assertEqual(self.tool("cat", "--raw", "/clip"), frames[0] + frames[1] + frames[0])
+
+    def test_folders_and_streams_are_changed(self):
+        self.new_clip("rgb8", "/clip", 1)
+        self.mount("--write")
+        (self.mounted / "a" / "b").mkdir(parents=True)
+        self.assertEqual(self.tool("ls", "/a").split()[-1], b"b")
+        self.assertEqual(error_of((self.mounted / "a").rmdir), errno.ENOTEMPTY)
+        (self.mounted / "a" / "b").rmdir()
+        self.assertEqual(os.listdir(self.mounted / "a"), [])
+        os.setxattr(self.mounted / "clip", "user.lantrix.note", b"set here")
+        self.assertEqual(self.tool("meta", "get", "--raw", "/clip", "note"), b"set here")
+        self.assertEqual(json.loads((self.mounted / "clip" / "clip.json").read_bytes())["streams"], ["note"])
+
+    @needs("rsync")
+    def test_rsync_goes_both_ways(self):
+        self.new_clip("rgb8", "/clip", 3)
+        self.new_clip("rgb8", "/other", 5)
+        self.mount("--write")
+        self.run_program("rsync", "-a", "mounted/other/", "local")
+        for i in range(5):
+            file = self.folder / "local" / f"clip.{i:04}.tif"
+            (self.folder / "local" / f"other.{i:04}.tif").rename(file)
+            os.utime(file, (1e9 + i, 1e9 + i))  # by which rsync tells that it has changed
+        (self.folder / "local" / "clip.json").unlink()
+        self.run_program("rsync", "-a", "local/", "mounted/clip")
+        self.tool("check", "/clip", ":/other")
+        self.assertNotIn(b">f", self.run_program("rsync", "-ai", "local/", "mounted/clip"))
+
+    def test_what_was_not_stored_is_told_at_the_end(self):
+        self.new_clip("rgb8", "/clip", 1)
+        process = self.mount("--write")
+        file = os.open(self.mounted / "clip" / "clip.0001.tif", os.O_WRONLY | os.O_CREAT)
+        os.write(file, b"half")
+        process.terminate()
+        self.assert_ended(process)
+        error_of(lambda: os.close(file))
+        self.assertIn("'clip.0001.tif' was written and is not stored", self.told())
+
+    def test_random_operations_end_as_in_a_plain_folder(self):
+        data = self.new_clip("rgb8", "/clip", 8)
+        self.mount("--write", "--memory", "1")
+        clip, plain = self.mounted / "clip", self.folder / "plain"
+        shutil.copytree(clip, plain)
+        end = time.monotonic() + float(os.environ.get("LANTRIX_MOUNT_SECONDS", "3"))
+        head = (plain / "clip.0000.tif").read_bytes()[:-len(data[0])]
+        while time.monotonic() < end:
+            count = len(os.listdir(plain)) - 1
+            name = f"clip.{self.seeded.randrange(count + (count < 20)):04}.tif"
+            whole = head + self.seeded.randbytes(len(data[0]))
+            at, length = self.seeded.randrange(len(head), len(whole)), self.seeded.randrange(5000)
+            action = self.seeded.randrange(5)
+            for folder in (clip, plain):
+                if action == 0 or not (folder / name).exists():
+                    (folder / name).write_bytes(whole)
+                elif action == 1:
+                    (folder / "aside").write_bytes(whole)
+                    (folder / "aside").rename(folder / name)
+                elif action == 2:
+                    with open(folder / name, "r+b") as file:
+                        file.seek(at)
+                        file.write(whole[at:at + length])
+            if action > 2:
+                with open(clip / name, "rb") as one, open(plain / name, "rb") as other:
+                    self.assertEqual([os.pread(file.fileno(), length, at) for file in (one, other)][0],
+                                     os.pread(other.fileno(), length, at))
+        (plain / "clip.json").unlink()
+        for file in plain.iterdir():
+            self.assertEqual((clip / file.name).read_bytes(), file.read_bytes(), file.name)
+        self.assertEqual(len(os.listdir(clip)), len(os.listdir(plain)) + 1)
+
     def test_memory_stays_within_its_bound(self):
         size = 1000 * 700 * 3
         for i in range(40):

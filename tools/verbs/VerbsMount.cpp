@@ -25,6 +25,7 @@ struct MountArguments {
     int startNumber = 0;
     double cacheSeconds = 2;
     int memoryMiB = 512;
+    bool isWritable = false;
     bool allowOthers = false;
     bool background = false;
 };
@@ -54,6 +55,7 @@ mounted::MountOptions mountOptions(Session& session, const Address& address,
     mount.startNumber = arguments.startNumber;
     mount.fresh = milliseconds(arguments.cacheSeconds);
     mount.memory = static_cast<std::uint64_t>(arguments.memoryMiB) << 20;
+    mount.isWritable = arguments.isWritable;
     mount.allowOthers = arguments.allowOthers;
     mount.endFlag = &interruptFlag();
     mount.describe = [host = address.host](const lantrix::WalkedNode& clip,
@@ -123,6 +125,9 @@ void addMountVerb(CLI::App& app, Context& context) {
                 ->check(CLI::Range(0.0, 86400.0, "0..86400"));
             verb.add_option("--memory", mount.memoryMiB, "MiB of frames that are kept in memory")
                 ->check(CLI::Range(1, 1 << 20, "1..1048576"));
+            verb.add_flag("--write", mount.isWritable,
+                          "Let programs replace and append frames, make folders, remove empty "
+                          "ones and set metadata");
             verb.add_flag("--allow-other", mount.allowOthers,
                           "Other users of this machine may look into the folder, too");
             auto* background = verb.add_flag("--daemon", mount.background,
