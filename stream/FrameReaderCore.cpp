@@ -78,8 +78,16 @@ std::size_t FrameReaderCore::askable() {
     return std::min(unasked, memory_.available());
 }
 
+// Connections that rest because the window is full are woken for several frames at a time, which
+// is much of what a small frame costs, but at once for a frame that is being waited for.
+bool FrameReaderCore::isTimeToFeed() const {
+    constexpr std::size_t share = 4; // of the buffers that go round
+    return !nextIsKnown() || memory_.available() == 0 ||
+           memory_.available() * share >= memory_.limit() - held_;
+}
+
 void FrameReaderCore::feed() {
-    if (group_ == nullptr || stopped_ || clip_.failure())
+    if (group_ == nullptr || stopped_ || clip_.failure() || !isTimeToFeed())
         return;
     const std::size_t wanted = askable();
     for (Ticket& ticket : tickets_) {
@@ -141,8 +149,9 @@ Failure FrameReaderCore::fetch(const Connection& connection, Ticket& ticket) {
     return isRead ? Failure() : Failure::lastOf(connection.server);
 }
 
+// Who is woken needs the lock, so it is let go before.
 void FrameReaderCore::fetched(Ticket& ticket, const Failure& failure) {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    std::unique_lock<std::mutex> lock(mutex_);
     stopped_ = stopped_ || failure.kind == Failure::Kind::Stopped;
     waiting_ -= ticket.state == Ticket::State::Waiting ? 1U : 0U;
     if (ticket.state == Ticket::State::Reading && isWanted(ticket.place)) {
@@ -155,7 +164,10 @@ void FrameReaderCore::fetched(Ticket& ticket, const Failure& failure) {
     memory_.give(std::move(ticket.bytes));
     ticket.state = Ticket::State::Free;
     feed();
-    changed_.notify_all();
+    const bool isKnown = nextIsKnown();
+    lock.unlock();
+    if (isKnown)
+        changed_.notify_all();
 }
 
 bool FrameReaderCore::nextIsKnown() const {
@@ -185,9 +197,11 @@ std::optional<Frame> FrameReaderCore::next() {
             clip_.failure() ? clip_.failure() : Failure{Failure::Kind::Stopped, "Cancelled."};
     else
         frame.failure = std::move(slot.failure);
-    if (slot.bytes != nullptr)
+    if (slot.bytes != nullptr) {
         frame.pixels = FrameBuffer(shared_from_this(), std::move(slot.bytes),
                                    static_cast<std::size_t>(clip_.frameSize()));
+        ++held_;
+    }
     slot.state = Slot::State::Empty;
     ++place_;
     feed();
@@ -229,6 +243,7 @@ void FrameReaderCore::dropUnwanted() {
 void FrameReaderCore::takeBack(FrameBytes bytes) noexcept {
     const std::lock_guard<std::mutex> lock(mutex_);
     memory_.give(std::move(bytes));
+    --held_;
     try {
         feed();
     } catch (const std::bad_alloc&) {

@@ -51,6 +51,7 @@ private:
     std::size_t firstUnasked();
     Slot* farthestBehind(std::size_t place);
     [[nodiscard]] std::size_t askable();
+    [[nodiscard]] bool isTimeToFeed() const;
     void feed();
 
     Failure fetch(const Connection& connection, Ticket& ticket);
@@ -69,6 +70,7 @@ private:
     std::vector<Slot> slots_; // one for each place of the window
     std::vector<Ticket> tickets_;
     std::size_t waiting_ = 0; // tickets in that state
+    std::size_t held_ = 0;    // buffers that the application holds
     std::size_t place_ = 0;   // what next() gives out
     std::size_t cursor_ = 0;  // every place of the window before it is asked for
     bool stopped_ = false;

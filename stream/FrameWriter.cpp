@@ -57,6 +57,7 @@ private:
     std::mutex mutex_;     // guards what follows
     std::condition_variable given_;
     FrameMemory memory_;
+    std::size_t underWay_ = 0; // frames that were handed in and have no result
     WriteCounts counts_;
 };
 
@@ -77,14 +78,24 @@ FrameBuffer FrameWriterCore::take() {
     return {};
 }
 
+// Whoever waits for a buffer is woken when there are several, which is much of what a small frame
+// costs, or when no more will come by themselves.
 void FrameWriterCore::takeBack(FrameBytes bytes) noexcept {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    constexpr std::size_t share = 4; // of all buffers
+    std::unique_lock<std::mutex> lock(mutex_);
     memory_.give(std::move(bytes));
-    given_.notify_one();
+    const bool isEnough = memory_.available() * share >= memory_.limit() || underWay_ == 0;
+    lock.unlock();
+    if (isEnough)
+        given_.notify_all();
 }
 
 void FrameWriterCore::write(int index, FrameBuffer pixels) {
     auto writing = std::make_shared<Writing>(Writing{index, std::move(pixels)});
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        ++underWay_;
+    }
     group_->run([this, writing](Connection& connection) { return send(connection, *writing); },
                 [this, writing](const Failure& failure) { tell(*writing, failure); }, retry_);
 }
@@ -110,6 +121,7 @@ void FrameWriterCore::tell(const Writing& writing, const Failure& failure) {
     if (told_)
         told_(result);
     const std::lock_guard<std::mutex> lock(mutex_);
+    --underWay_;
     std::size_t* const counts[] = {&counts_.acknowledged, &counts_.refused, &counts_.sent,
                                    &counts_.notSent};
     ++*counts[static_cast<std::size_t>(result.state)];

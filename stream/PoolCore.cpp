@@ -57,14 +57,18 @@ unsigned PoolCore::opened() const {
     return static_cast<unsigned>(workers_.size());
 }
 
+// A worker that hands in more from its callback will take it itself: nobody is woken for that.
 void PoolCore::run(const std::shared_ptr<PoolGroup>& group, Work work, Done done, Retry retry) {
-    const Lock lock(mutex_);
+    Lock lock(mutex_);
     queue_.push_back({group, std::move(work), std::move(done), retry});
     ++group->pending;
     if (pending_++ == 0)
         watchNeeded_.notify_one();
-    if (queue_.size() > idle_ && workers_.size() < options_.connections && !ending_)
+    if (queue_.size() <= returning_)
+        return;
+    if (queue_.size() > idle_ + returning_ && workers_.size() < options_.connections && !ending_)
         startWorker();
+    lock.unlock(); // which who is woken needs
     workCame_.notify_one();
 }
 
@@ -110,9 +114,11 @@ void PoolCore::work(Worker& worker) {
         const Failure failure = perform(worker, task);
         lock.lock();
         worker.running = nullptr;
+        ++returning_;
         lock.unlock();
         finish(task, failure);
         lock.lock();
+        --returning_;
     }
 }
 

@@ -83,11 +83,12 @@ private:
     std::condition_variable groupEnded_;
     std::deque<Task> queue_;
     std::vector<std::unique_ptr<Worker>> workers_;
-    std::size_t idle_ = 0;    // workers that wait for work
-    std::size_t pending_ = 0; // of all groups
-    bool ending_ = false;     // workers leave when the queue is empty
-    bool ended_ = false;      // the watcher leaves too
-    std::thread watcher_;     // last: starts when all else is there
+    std::size_t idle_ = 0;      // workers that wait for work
+    std::size_t returning_ = 0; // workers that tell what came of theirs, and will look for more
+    std::size_t pending_ = 0;   // of all groups
+    bool ending_ = false;       // workers leave when the queue is empty
+    bool ended_ = false;        // the watcher leaves too
+    std::thread watcher_;       // last: starts when all else is there
 };
 
 } // namespace lantrix

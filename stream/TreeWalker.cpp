@@ -66,6 +66,7 @@ private:
     bool askChildren(const LantrixNodeHandle& node, Ticket& ticket) const;
     [[nodiscard]] Entry childOf(const Entry& parent, const LantrixNodeHandle& child,
                                 const std::shared_ptr<const Ancestors>& above) const;
+    [[nodiscard]] bool isNextKnown() const;
     void told(Ticket& ticket, const Failure& failure);
 
     const WalkOptions options_;
@@ -256,7 +257,7 @@ Entry TreeWalkerCore::childOf(const Entry& parent, const LantrixNodeHandle& chil
 }
 
 void TreeWalkerCore::told(Ticket& ticket, const Failure& failure) {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    std::unique_lock<std::mutex> lock(mutex_);
     const bool isStopped = failure.kind == Failure::Kind::Stopped;
     if (isStopped)
         stop_ = failure;
@@ -271,15 +272,20 @@ void TreeWalkerCore::told(Ticket& ticket, const Failure& failure) {
         entries_.splice(behind ? std::next(ticket.entry) : ticket.entry, ticket.children);
     }
     feed();
-    changed_.notify_all();
+    const bool isKnown = isNextKnown();
+    lock.unlock();
+    if (isKnown)
+        changed_.notify_all();
+}
+
+bool TreeWalkerCore::isNextKnown() const {
+    return entries_.empty() || stop_ || entries_.front().state == Entry::State::Told;
 }
 
 // Behind a stop the entries that are still being asked stay until that has ended.
 std::optional<WalkedNode> TreeWalkerCore::next() {
     std::unique_lock<std::mutex> lock(mutex_);
-    changed_.wait(lock, [this] {
-        return entries_.empty() || stop_ || entries_.front().state == Entry::State::Told;
-    });
+    changed_.wait(lock, [this] { return isNextKnown(); });
     if (entries_.empty())
         return std::nullopt;
     if (entries_.front().state != Entry::State::Told) {

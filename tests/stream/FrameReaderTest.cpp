@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <future>
 #include <set>
 
@@ -164,6 +165,7 @@ TEST(FrameReader, EndsWithItsPoolAtAHundredMoments) {
     StreamServer server;
     Relayed relayed(server);
     const LantrixNodeHandle clip = server.clip(count);
+    Clock::duration longest{0};
     for (int moment = 0; moment < 100; ++moment) {
         const bool stalls = moment % 20 == 0;
         std::atomic<bool> flag{false};
@@ -178,15 +180,20 @@ TEST(FrameReader, EndsWithItsPoolAtAHundredMoments) {
             return Clock::now();
         });
         int index = 0;
-        FrameReader reader(*pool, clip, upTo(count));
-        for (; const std::optional<Frame> frame = reader.next(); ++index)
+        std::optional<FrameReader> reader(std::in_place, *pool, clip, upTo(count));
+        for (; const std::optional<Frame> frame = reader->next(); ++index)
             EXPECT_TRUE(frame->index == index &&
                         (isWhole(*frame) || frame->failure.kind == Kind::Stopped));
         EXPECT_EQ(count, index);
         const Clock::time_point cancelled = cancelling.get();
-        EXPECT_GT(std::chrono::seconds(3), Clock::now() - cancelled) << moment;
+        reader.reset();
+        pool.reset(); // all threads have ended
+        longest = std::max(longest, Clock::now() - cancelled);
         relayed.relay.disarm();
     }
+    const std::chrono::duration<double> seconds = longest;
+    std::printf("The longest took %.3f s\n", seconds.count()); // 1.1 s unless the machine is busy
+    EXPECT_GT(3, seconds.count());
 }
 
 } // namespace

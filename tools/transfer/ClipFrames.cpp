@@ -25,10 +25,13 @@ std::shared_ptr<lantrix::Pool> openFramePool(Session& session, const Options& op
     return std::make_shared<lantrix::Pool>(session.target(), pool);
 }
 
-lantrix::FrameWindow frameWindow(const lantrix::Pool& pool) {
+lantrix::FrameWindow frameWindow(const LocatedClip& clip) {
+    constexpr std::size_t smallFrames = 64, bytesOfSmallFrames = std::size_t{1} << 20;
+    const auto size = static_cast<std::size_t>(std::max(clip.format.frameBufferSize(), 1));
     lantrix::FrameWindow window;
-    window.frames = 2 * (std::size_t{pool.connections()} +
+    window.frames = 2 * (std::size_t{clip.pool->connections()} +
                          std::max<std::size_t>(std::thread::hardware_concurrency(), 1));
+    window.frames = std::max(window.frames, std::min(smallFrames, bytesOfSmallFrames / size));
     return window;
 }
 

@@ -41,9 +41,11 @@ struct LocatedClip {
 /// unless the options say otherwise.
 [[nodiscard]] std::shared_ptr<lantrix::Pool> openFramePool(Session& session,
                                                            const Options& options);
-/// How much a reader or writer of the pool holds at once: enough that neither connections nor
-/// processors wait.
-[[nodiscard]] lantrix::FrameWindow frameWindow(const lantrix::Pool& pool);
+/// Bytes of a frame that is moved in less time than it takes to wake a thread, about.
+constexpr std::size_t smallFrame = std::size_t{64} << 10;
+/// How much a reader or writer of the clip holds at once: enough that neither connections nor
+/// processors wait, and of small frames so many that threads are woken seldom.
+[[nodiscard]] lantrix::FrameWindow frameWindow(const LocatedClip& clip);
 
 /// What is asked of the server about the clip that the handle names.
 [[nodiscard]] LocatedClip describeClip(const std::shared_ptr<Session>& session,

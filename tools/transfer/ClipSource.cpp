@@ -9,10 +9,11 @@ namespace {
 class ClipSource : public FrameSource {
 public:
     ClipSource(const LocatedClip& clip, const std::vector<int>& indices, Missing missing)
-        : clip_(clip), missing_(missing),
-          reader_(*clip.pool, clip.handle, indices, frameWindow(*clip.pool)) {}
+        : clip_(clip), missing_(missing), left_(indices.size()),
+          reader_(*clip.pool, clip.handle, indices, frameWindow(clip)) {}
 
     bool fetch(Piece& piece) override {
+        --left_;
         std::optional<lantrix::Frame> frame = reader_.next();
         if (!frame->failure) {
             piece.frame = MovedFrame(std::move(frame->pixels));
@@ -23,6 +24,11 @@ public:
             throw failure;
         piece.frame = MovedFrame(standIn(frame->index, failure));
         return true;
+    }
+
+    // A small frame is better used at once than handed on, unless the next one waits already.
+    [[nodiscard]] bool isBrief(const Piece& piece) const override {
+        return piece.frame.size() <= smallFrame && (left_ == 0 || !reader_.isReady());
     }
 
 private:
@@ -43,6 +49,7 @@ private:
 
     const LocatedClip clip_;
     const Missing missing_;
+    std::size_t left_; // frames to fetch
     lantrix::FrameReader reader_;
 };
 

@@ -26,10 +26,10 @@ public:
           readBack_(clip.pool->connections()), readingBack_(*clip.pool),
           writer_(
               *clip.pool, clip.handle,
-              [this](const lantrix::WriteResult& result) { written(result); },
-              frameWindow(*clip.pool), lantrix::Retry::OnAnotherConnection) {
+              [this](const lantrix::WriteResult& result) { written(result); }, frameWindow(clip),
+              lantrix::Retry::OnAnotherConnection) {
         if (rules.resume && !existing.empty())
-            there_.emplace(*clip.pool, clip.handle, existing, frameWindow(*clip.pool));
+            there_.emplace(*clip.pool, clip.handle, existing, frameWindow(clip));
     }
 
     void prepare(Piece& piece, Cores& cores) override;

@@ -17,7 +17,7 @@ Cores::~Cores() {
         waiting_.clear();
         isEnding_ = true;
     }
-    changed_.notify_all();
+    taskCame_.notify_all();
     for (std::thread& thread : threads_)
         thread.join();
 }
@@ -31,32 +31,43 @@ void Cores::throwFailure() {
 
 void Cores::run(std::function<void()> task) {
     std::unique_lock<std::mutex> lock(mutex_);
-    changed_.wait(lock, [this] { return waiting_.size() < most_ || failure_; });
+    taskEnded_.wait(lock, [this] { return waiting_.size() < most_ || failure_; });
     throwFailure();
     waiting_.push_back(std::move(task));
     if (threads_.size() < most_ && waiting_.size() + running_ > threads_.size())
         threads_.emplace_back(&Cores::work, this);
-    changed_.notify_all();
+    lock.unlock();
+    taskCame_.notify_one();
+}
+
+void Cores::runHere(const std::function<void()>& task) {
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        throwFailure();
+    }
+    task();
 }
 
 void Cores::wait() {
     std::unique_lock<std::mutex> lock(mutex_);
-    changed_.wait(lock, [this] { return waiting_.empty() && running_ == 0; });
+    taskEnded_.wait(lock, [this] { return waiting_.empty() && running_ == 0; });
     throwFailure();
 }
 
 void Cores::work() {
     std::unique_lock<std::mutex> lock(mutex_);
     for (;;) {
-        changed_.wait(lock, [this] { return isEnding_ || !waiting_.empty(); });
+        taskCame_.wait(lock, [this] { return isEnding_ || !waiting_.empty(); });
         if (waiting_.empty())
             return;
         std::function<void()> task = std::move(waiting_.front());
         waiting_.pop_front();
         const bool isDropped = failure_ || wasInterrupted();
         ++running_;
-        changed_.notify_all();
+        const bool hasRoom = waiting_.size() <= most_ / 2;
         lock.unlock();
+        if (hasRoom) // so that whoever waits is woken for several tasks at a time
+            taskEnded_.notify_one();
         std::exception_ptr failure;
         try {
             if (!isDropped)
@@ -69,7 +80,8 @@ void Cores::work() {
         --running_;
         if (failure && !failure_)
             failure_ = failure;
-        changed_.notify_all();
+        if (failure || (waiting_.empty() && running_ == 0))
+            taskEnded_.notify_one();
     }
 }
 

@@ -30,6 +30,9 @@ public:
     /// Hands in a task; they begin in order. Waits while there is one for each thread that has not
     /// begun.
     void run(std::function<void()> task);
+    /// Runs a task that is not worth waking another thread, in the calling one. Throws what it
+    /// throws.
+    void runHere(const std::function<void()>& task);
     /// Waits for all tasks.
     void wait();
 
@@ -39,7 +42,8 @@ private:
 
     const std::size_t most_; // threads, and tasks that wait
     std::mutex mutex_;       // guards all below
-    std::condition_variable changed_;
+    std::condition_variable taskCame_;
+    std::condition_variable taskEnded_; // or has begun; waited for by who hands in tasks
     std::deque<std::function<void()>> waiting_;
     std::size_t running_ = 0;
     std::exception_ptr failure_; // null while none has failed

@@ -19,9 +19,12 @@ public:
     FileSource(FileFrames files, std::vector<FrameStep> steps)
         : files_(std::move(files)), steps_(std::move(steps)) {}
     bool fetch(Piece& /*piece*/) override { return true; }
+    [[nodiscard]] bool isBrief(const Piece& piece) const override {
+        return isRaw(piece) && files_.size() <= smallFrame;
+    }
     void make(Piece& piece, FrameTarget& target) override {
         const std::string& file = steps_[piece.step].file;
-        if (file.empty() || !files_.layout()) {
+        if (isRaw(piece)) {
             piece.frame = target.room(files_.size());
             files_.read(file, piece.frame);
         } else {
@@ -30,6 +33,10 @@ public:
     }
 
 private:
+    [[nodiscard]] bool isRaw(const Piece& piece) const {
+        return steps_[piece.step].file.empty() || !files_.layout();
+    }
+
     const FileFrames files_;
     const std::vector<FrameStep> steps_;
 };

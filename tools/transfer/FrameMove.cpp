@@ -8,6 +8,10 @@ MovedFrame FrameTarget::room(std::size_t size) {
     return MovedFrame(Bytes(size));
 }
 
+bool FrameSource::isBrief(const Piece& /*piece*/) const {
+    return false;
+}
+
 void FrameSource::make(Piece& /*piece*/, FrameTarget& /*target*/) {}
 
 namespace {
@@ -36,10 +40,11 @@ void moveFrames(FrameSource& source, FrameTarget& target, const StepSpan& span, 
             if (!source.fetch(*piece))
                 break;
             target.prepare(*piece, cores);
-            cores.run([&source, &target, &done, piece] {
+            const auto task = [&source, &target, &done, piece] {
                 source.make(*piece, target);
                 target.take(std::move(*piece), done);
-            });
+            };
+            source.isBrief(*piece) ? cores.runHere(task) : cores.run(task);
         }
         cores.wait();
     } catch (...) {

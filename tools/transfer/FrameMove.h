@@ -44,6 +44,9 @@ public:
     /// Brings what comes from elsewhere, in the transfer's thread and the order of steps; false
     /// when there are no more frames. Waits.
     [[nodiscard]] virtual bool fetch(Piece& piece) = 0;
+    /// True for a frame that takes less time than to wake a thread of the cores: the transfer's
+    /// thread makes it and gives it to the target, in the place of one of those.
+    [[nodiscard]] virtual bool isBrief(const Piece& piece) const;
     /// Makes the frame, where that takes a processor. In a thread of the cores.
     virtual void make(Piece& piece, FrameTarget& target);
 };
