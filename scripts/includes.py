@@ -55,12 +55,14 @@ LAYERS = {
     "tests/base": "tests/support base",
     "tests/rc": "tests/support rc base",
     "tests/lantrix": f"tests/support devserver {LIBRARY}",
+    "tests/bench": "bench",
     "tests/stream": f"soak/FaultyRelay.h tests/support stream devserver {LIBRARY}",
     "tests/image": "tests/support image lantrix/LantrixTypes.h",
     "tests/mount": "tests/support mount",
     "tests/devserver": f"tests/faults/Cases.h tests/support devserver {LIBRARY}",
     "tests/faults": f"tests/devserver tests/support stream devserver {LIBRARY}",
-    "tests/tools": f"tests/devserver/RawClient.h tests/support tools image stream devserver {LIBRARY}",
+    "tests/tools": "soak/FaultyRelay.h tests/devserver/RawClient.h tests/support tools image "
+                   f"stream devserver {LIBRARY}",
     "tests/examples": f"tests/support devserver {PUBLIC}",
     "tests/package": f"stream {PUBLIC}",
 }
