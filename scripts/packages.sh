@@ -18,7 +18,7 @@ valgrind_packages="valgrind"
 large_packages="ffmpeg graphicsmagick tshark rsync python3-pil" # of a few tests, so that only .ci/run installs them
 bench_packages="libbenchmark-dev"
 rival_packages="nginx libcurl4-openssl-dev redis-server libhiredis-dev
-    python3-requests python3-redis" # optional, never installed
+    python3-requests python3-redis rclone" # optional, never installed
 
 # Prints those of the packages in the lists that are not there, each with a blank before it.
 missing_packages() {

@@ -4,16 +4,11 @@
 
 namespace bench {
 
-namespace {
-
-// In memory where the system has a place for that, so that no figure is one of the medium.
 std::filesystem::path placeForFiles() {
     const std::filesystem::path inMemory = "/dev/shm";
     return std::filesystem::is_directory(inMemory) ? inMemory
                                                    : std::filesystem::temp_directory_path();
 }
-
-} // namespace
 
 const std::vector<std::size_t>& curveSizes() {
     static const std::vector<std::size_t> sizes{

@@ -16,6 +16,9 @@
 
 namespace bench {
 
+/// In memory where the system has a place for that, so that no figure is one of the medium.
+std::filesystem::path placeForFiles();
+
 /// The sizes of a curve, ascending.
 const std::vector<std::size_t>& curveSizes();
 

@@ -60,14 +60,20 @@ Process startServer(const DevServerOptions& options, std::string& host) {
 }
 
 DevServerOptions optionsFor(const std::filesystem::path& root,
-                            const std::vector<std::size_t>& sizes) {
+                            const std::vector<std::string>& clips) {
     DevServerOptions options;
     options.root = root;
     options.prefetchBytes = keptBytes;
-    for (const std::size_t size : sizes)
-        options.clips.push_back(clipOption(std::to_string(size), size));
-    options.clips.push_back(clipOption("long", DevServerProcess::longClipFrameSize));
+    options.clips = clips;
     return options;
+}
+
+std::vector<std::string> clipsOf(const std::vector<std::size_t>& sizes) {
+    std::vector<std::string> clips;
+    for (const std::size_t size : sizes)
+        clips.push_back(clipOption(std::to_string(size), size));
+    clips.push_back(clipOption("long", DevServerProcess::longClipFrameSize));
+    return clips;
 }
 
 // Gives a clip that many frames, writes them, and returns the id of the first.
@@ -87,9 +93,13 @@ std::string fillClip(LantrixServerHandle& server, const std::string& path, std::
 
 DevServerProcess::DevServerProcess(const std::filesystem::path& root,
                                    const std::vector<std::size_t>& sizes)
-    : process_(startServer(optionsFor(root, sizes), host_)) {
+    : DevServerProcess(root, clipsOf(sizes)) {
     fill(sizes);
 }
+
+DevServerProcess::DevServerProcess(const std::filesystem::path& root,
+                                   const std::vector<std::string>& clips)
+    : process_(startServer(optionsFor(root, clips), host_)) {}
 
 void DevServerProcess::fill(const std::vector<std::size_t>& sizes) {
     LantrixServerHandle server(host_.c_str());

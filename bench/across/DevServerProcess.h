@@ -19,6 +19,10 @@ public:
     /// Keeps the tree in the new folder \p root, and writes all frames once.
     DevServerProcess(const std::filesystem::path& root, const std::vector<std::size_t>& sizes);
 
+    /// Keeps the tree in the new folder \p root, with these clips, as the server's options name
+    /// them.
+    DevServerProcess(const std::filesystem::path& root, const std::vector<std::string>& clips);
+
     const std::string& host() const { return host_; }
     pid_t process() const { return process_.id(); }
     /// The id of a frame of this size, one of those given to the constructor.

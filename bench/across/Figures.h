@@ -3,9 +3,11 @@
 #define BENCH_ACROSS_FIGURES_H
 
 #include "bench/across/Arena.h"
+#include "bench/across/Link.h"
 #include "bench/support/Curve.h"
 #include "bench/support/Report.h"
 
+#include <string>
 #include <vector>
 
 namespace bench {
@@ -28,6 +30,15 @@ void addMemoryFigures(const Arena& arena, Report& report);
 void addToolFigures(const Arena& arena, Report& report);
 /// The Python package beside C++, and beside what a Python program would take instead.
 void addPythonFigures(const Arena& arena, Report& report);
+/// A reader beside a bare copy, and the memory of readers and writers.
+void addStreamFigures(const Peer& peer, Report& report);
+/// The command-line tool over a link with this round trip, with several connections beside one and
+/// beside what a user would take instead; a player's jumps.
+void addLinkFigures(const Link& link, int milliseconds, Report& report);
+/// The time from a player's request to its frame.
+void addPlayerFigures(const Link& link, int milliseconds, Report& report);
+/// The command-line tool without a link beside another build of it.
+void addBuildFigures(const Link& link, const std::string& program, Report& report);
 /// What KV_LANTRIX_TCP_BUF_SIZE does to large frames; the panel's curves are over buffer size.
 Panel addBufferSizeFigures(const Arena& arena, Report& report);
 

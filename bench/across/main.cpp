@@ -1,9 +1,10 @@
 // lantrix-bench [FOLDER]: what lies across the library, measured against what the sockets can do
 // and against what a user would take instead. Prints the rows of the table, and draws the curves
 // into pictures in FOLDER, the current one unless told otherwise. lantrix-bench --python: the
-// figures of the Python package alone. lantrix-bench --peer: runs the other end of the measurements
-// and prints its address. lantrix-bench --probe HOST: makes the calls that standard input asks for
-// (see Probe.h).
+// figures of the Python package alone. lantrix-bench --link [PROGRAM]: those of many connections
+// over links with a round trip, and of the tool beside PROGRAM, another build of it. lantrix-bench
+// --peer: runs the other end of the measurements and prints its address. lantrix-bench --probe
+// HOST: makes the calls that standard input asks for (see Probe.h).
 #include "bench/across/Figures.h"
 #include "bench/across/Probe.h"
 
@@ -61,6 +62,27 @@ void measurePython() {
 }
 #endif
 
+#ifdef LANTRIX_BENCH_TOOL
+// All processes are started before any thread is.
+void measureLink(const char* otherBuild) {
+    Report report;
+    const Peer peer;
+    const Link link;
+    Report::printHeader();
+    addStreamFigures(peer, report);
+    report.print("Frames read ahead");
+    if (otherBuild != nullptr) {
+        addBuildFigures(link, otherBuild, report);
+        report.print("The command-line tool, beside another build");
+    }
+    for (const int milliseconds : Link::roundTrips()) {
+        addLinkFigures(link, milliseconds, report);
+        report.print(milliseconds == 0 ? "Without a link"
+                                       : "A link of " + std::to_string(milliseconds) + " ms");
+    }
+}
+#endif
+
 void runPeer() {
     const Peer peer;
     std::printf("%s\n", peer.host().c_str());
@@ -80,6 +102,10 @@ int main(int argc, char** argv) {
 #ifdef LANTRIX_BENCH_PYTHON
         else if (first == "--python")
             measurePython();
+#endif
+#ifdef LANTRIX_BENCH_TOOL
+        else if (first == "--link")
+            measureLink(argc > 2 ? argv[2] : nullptr);
 #endif
         else
             measureAll(first);

@@ -2,15 +2,11 @@
 
 #include "bench/support/Protocols.h"
 
-#include <algorithm>
-#include <cerrno>
 #include <cstdio>
 #include <exception>
-#include <iterator>
-#include <system_error>
 #include <thread>
+#include <utility>
 
-#include <poll.h>
 #include <unistd.h>
 
 namespace bench {
@@ -30,49 +26,19 @@ void serveGuarded(Serve serve, const Socket& client) {
 
 } // namespace
 
-struct Peer::Listeners {
-    /// Binds the first address from \p address on whose ports are free.
-    static Listeners from(std::uint32_t address) {
-        for (;; ++address) {
-            try {
-                return {addressText(address), Socket::listenAt(address, 7549),
-                        Socket::listenAt(address, 7550), Socket::listenAt(address, 0)};
-            } catch (const std::system_error& error) {
-                if (error.code() != std::errc::address_in_use)
-                    throw;
-            }
-        }
-    }
-
-    void serve() const {
-        const Socket* const listeners[] = {&commands, &frames, &copies};
-        const Serve serves[] = {serveCommands, serveFrames, serveCopies};
-        pollfd polled[3];
-        std::transform(std::begin(listeners), std::end(listeners), polled, [](const Socket* each) {
-            return pollfd{each->fd(), POLLIN, 0};
-        });
-        while (::poll(polled, 3, -1) > 0)
-            for (const pollfd& each : polled) {
-                if (each.revents == 0)
-                    continue;
-                const auto place = &each - polled;
-                std::thread([serve = serves[place], client = listeners[place]->accept()] {
-                    serveGuarded(serve, client);
-                }).detach();
-            }
-    }
-
-    std::string host;
-    Socket commands;
-    Socket frames;
-    Socket copies;
-};
-
+// Any free port is the one for copies.
 Peer::Peer()
-    : Peer(Listeners::from(0x7F4D0001U + static_cast<std::uint32_t>(::getpid()) % 50000)) {}
+    : Peer(Listeners(0x7F4D0001U + static_cast<std::uint32_t>(::getpid()) % 50000,
+                     {7549, 7550, 0})) {}
 
 Peer::Peer(const Listeners& listeners)
-    : host_(listeners.host), copyPort_(listeners.copies.port()),
-      process_(Process::running([&listeners] { listeners.serve(); })) {}
+    : host_(listeners.host()), copyPort_(listeners.port(2)), process_(Process::running([&] {
+          static constexpr Serve serves[] = {serveCommands, serveFrames, serveCopies};
+          listeners.serve([](std::size_t place, Socket client) {
+              std::thread([serve = serves[place], client = std::move(client)] {
+                  serveGuarded(serve, client);
+              }).detach();
+          });
+      })) {}
 
 } // namespace bench

@@ -6,8 +6,8 @@
 #ifndef BENCH_SUPPORT_PEER_H
 #define BENCH_SUPPORT_PEER_H
 
+#include "bench/support/Listeners.h"
 #include "bench/support/Process.h"
-#include "bench/support/Socket.h"
 
 #include <cstdint>
 #include <string>
@@ -24,7 +24,6 @@ public:
     pid_t process() const { return process_.id(); }
 
 private:
-    struct Listeners;
     explicit Peer(const Listeners& listeners);
 
     std::string host_;

@@ -20,6 +20,11 @@ int itemsOfATurn(const Work& work, double seconds) {
     return std::max(1, static_cast<int>(count * seconds / taken));
 }
 
+// The contender whose turn it is: the order is reversed from round to round.
+std::size_t atTurn(int round, std::size_t turn, std::size_t contenders) {
+    return round % 2 == 0 ? turn : contenders - 1 - turn;
+}
+
 } // namespace
 
 double median(std::vector<double> values) {
@@ -33,6 +38,12 @@ double secondsOf(const std::function<void()>& body) {
     const auto begin = Clock::now();
     body();
     return std::chrono::duration<double>(Clock::now() - begin).count();
+}
+
+double Samples::ninetieth() const {
+    std::vector<double> sorted = seconds_;
+    std::sort(sorted.begin(), sorted.end());
+    return sorted[(sorted.size() - 1) * 9 / 10];
 }
 
 double Samples::speedBeside(const Samples& yardstick) const {
@@ -49,9 +60,23 @@ std::vector<Samples> race(const std::vector<Work>& contenders, const Effort& eff
     std::vector<Samples> samples(contenders.size());
     for (int round = 0; round < effort.rounds; ++round) {
         for (std::size_t turn = 0; turn < contenders.size(); ++turn) {
-            const std::size_t i = round % 2 == 0 ? turn : contenders.size() - 1 - turn;
+            const std::size_t i = atTurn(round, turn, contenders.size());
             const double taken = secondsOf([&] { contenders[i](counts[i]); });
             samples[i].add(taken / counts[i]);
+        }
+    }
+    return samples;
+}
+
+std::vector<Samples> raceItems(const std::vector<Work>& contenders, double seconds, int most) {
+    std::vector<Samples> samples(contenders.size());
+    double passed = 0;
+    for (int round = 0; round < most && (round == 0 || passed < seconds); ++round) {
+        for (std::size_t turn = 0; turn < contenders.size(); ++turn) {
+            const std::size_t i = atTurn(round, turn, contenders.size());
+            const double taken = secondsOf([&] { contenders[i](1); });
+            samples[i].add(taken);
+            passed += taken;
         }
     }
     return samples;

@@ -25,6 +25,8 @@ class Samples {
 public:
     void add(double secondsPerItem) { seconds_.push_back(secondsPerItem); }
     double perItem() const { return median(seconds_); }
+    /// The time that nine of ten were not above.
+    double ninetieth() const;
     double perSecond() const { return 1 / perItem(); }
     /// How fast this is compared with \p yardstick: above 1 is faster. Each round is compared with
     /// the same round of the other.
@@ -37,6 +39,9 @@ private:
 /// Lets the contenders run in rounds, after a turn to warm up; the order is reversed from round to
 /// round. The result is in the order of the contenders.
 std::vector<Samples> race(const std::vector<Work>& contenders, const Effort& effort);
+/// The same for items that fill a turn each: without a turn to warm up, and as many rounds as begin
+/// within \p seconds, at least one and at most \p most.
+std::vector<Samples> raceItems(const std::vector<Work>& contenders, double seconds, int most);
 
 } // namespace bench
 

@@ -48,10 +48,10 @@ std::uint16_t freePort() {
     return Socket::listenAt(INADDR_LOOPBACK, 0).port();
 }
 
-void awaitListener(std::uint16_t port) {
+void awaitListener(std::uint16_t port, const std::string& host) {
     for (int attemptsLeft = 500;; --attemptsLeft) {
         try {
-            Socket::connectTo(addressText(INADDR_LOOPBACK), port);
+            Socket::connectTo(host, port);
             return;
         } catch (const std::system_error&) {
             if (attemptsLeft == 0)

@@ -46,8 +46,8 @@ private:
 std::string addressText(std::uint32_t address);
 /// A port of 127.0.0.1 that nobody listens on at present.
 std::uint16_t freePort();
-/// Waits, some seconds at most, until a server listens on this port of 127.0.0.1.
-void awaitListener(std::uint16_t port);
+/// Waits, some seconds at most, until a server listens on this port.
+void awaitListener(std::uint16_t port, const std::string& host = "127.0.0.1");
 /// Throws std::system_error with the text of errno.
 [[noreturn]] void failWithErrno(const char* what);
 
