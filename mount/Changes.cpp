@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <mutex>
 #include <utility>
 
 #include <fcntl.h>
@@ -20,15 +21,12 @@ int errorOf(const lantrix::Failure& failure) {
     return failure.kind == lantrix::Failure::Kind::Refused ? EPERM : EIO;
 }
 
-// Frames behind the last are made, those in between as holes.
-lantrix::Failure storeFrame(LantrixServerHandle& server, const std::string& id, int index,
-                            const image::Bytes& frame) {
-    LantrixNodeHandle clip(server, id.c_str());
+// Frames behind the last are made, those in between as holes. One at a time: a shorter clip would
+// lose what another has appended meanwhile.
+bool makeRoomFor(LantrixNodeHandle& clip, int index, std::mutex& appending) {
+    const std::lock_guard<std::mutex> lock(appending);
     int count = 0;
-    const bool isStored = clip.getNumFrames(count) &&
-                          (index < count || clip.setNumFrames(index + 1)) &&
-                          clip.writeFrame(index, frame.data(), static_cast<int>(frame.size()));
-    return isStored ? lantrix::Failure() : lantrix::Failure::lastOf(server);
+    return clip.getNumFrames(count) && (index < count || clip.setNumFrames(index + 1));
 }
 
 } // namespace
@@ -186,7 +184,11 @@ void FileSystem::store(fuse_req_t request, const Drafts::Pointer& draft, int ind
     const auto question = [=](lantrix::Connection& connection, int& error) {
         error = EINVAL; // of what is not an image of the clip
         const image::Bytes frame = frameOfFile(*folder->clip(), *bytes);
-        const lantrix::Failure failure = storeFrame(connection.server, node->name.id, index, frame);
+        LantrixNodeHandle clip(connection.server, node->name.id.c_str());
+        if (makeRoomFor(clip, index, appending_) &&
+            clip.writeFrame(index, frame.data(), static_cast<int>(frame.size())))
+            return lantrix::Failure();
+        lantrix::Failure failure = lantrix::Failure::lastOf(connection.server);
         error = errorOf(failure);
         return failure;
     };
@@ -293,7 +295,7 @@ void FileSystem::makeFolder(fuse_req_t request, fuse_ino_t parent, const std::st
             const bool wasRepeated = std::exchange(*isRepeated, true);
             if (!(wasRepeated && LantrixFindChild(above, name.c_str(), child)) &&
                 !above.createNode(name.c_str(), typeOfFolders, child)) {
-                const lantrix::Failure failure = lantrix::Failure::lastOf(connection.server);
+                lantrix::Failure failure = lantrix::Failure::lastOf(connection.server);
                 error = errorOf(failure);
                 return failure;
             }

@@ -26,7 +26,7 @@ Drafts::Pointer Drafts::make(std::uint32_t folder, const std::string& name,
     do {
         number.file = FileNumber::firstDraft + last_++ % FileNumber::mostDrafts;
     } while (byNumber_.count(number.whole()) != 0);
-    const Pointer draft = std::make_shared<Draft>(number, name, index);
+    Pointer draft = std::make_shared<Draft>(number, name, index);
     draft->changed = now();
     byNumber_.emplace(number.whole(), draft);
     byName_.emplace(Key{folder, name}, draft);
@@ -140,8 +140,8 @@ int Drafts::resize(Draft& draft, std::uint64_t size) {
 
 int Drafts::fill(Draft& draft, const char* bytes, std::size_t size) {
     const std::lock_guard<std::mutex> lock(draft.mutex);
-    if (draft.changes != 0)
-        return 0; // somebody else was faster
+    if (draft.isUnstored())
+        return 0; // somebody else is writing it
     const int error = resizeLocked(draft, size);
     if (error == 0)
         std::copy_n(bytes, size, draft.bytes.begin());

@@ -14,6 +14,8 @@ namespace mounted {
 
 namespace {
 
+constexpr std::chrono::seconds leastPause(1); // between two looks at all that is known
+
 lantrix::PoolOptions optionsOfQuestions(lantrix::PoolOptions options) {
     constexpr unsigned connections = 4;
     options.connections = std::min(options.connections, connections);
@@ -60,7 +62,10 @@ FileSystem::~FileSystem() = default;
 
 void FileSystem::tidy() {
     requests_.answerLate();
-    nodes_.dropOld();
+    if (Nodes::Clock::now() - dropped_ > options_.fresh + leastPause) {
+        nodes_.dropOld();
+        dropped_ = Nodes::Clock::now();
+    }
 }
 
 void FileSystem::end() {

@@ -7,14 +7,15 @@
 
 #include "mount/Drafts.h"
 #include "mount/FrameCache.h"
-#include "mount/Fuse.h"
 #include "mount/Handles.h"
 #include "mount/Nodes.h"
 #include "mount/Requests.h"
 
 #include <atomic>
 #include <functional>
+#include <fuse_lowlevel.h>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 
@@ -29,7 +30,7 @@ public:
     FileSystem(const FileSystem&) = delete;
     FileSystem& operator=(const FileSystem&) = delete;
 
-    /// To be called again and again: ends what waits too long, lets go what is old.
+    /// To be called again and again, by one thread: ends what waits too long, lets go what is old.
     void tidy();
     /// Nothing more is asked: answers all that waits, and answers nothing any more when it returns.
     void end();
@@ -37,11 +38,11 @@ public:
     // What the system asks, each answered once.
     void lookUp(fuse_req_t request, fuse_ino_t parent, const std::string& name);
     void forget(fuse_ino_t number, std::uint64_t times);
-    void tellAttributes(fuse_req_t request, fuse_ino_t number);
+    void tellAttributes(fuse_req_t request, fuse_ino_t whole);
     void openFolder(fuse_req_t request, fuse_ino_t number, const fuse_file_info& info);
     void listFolder(fuse_req_t request, std::size_t size, off_t offset, const fuse_file_info& info);
     void closeFolder(fuse_req_t request, const fuse_file_info& info);
-    void open(fuse_req_t request, fuse_ino_t number, const fuse_file_info& info);
+    void open(fuse_req_t request, fuse_ino_t whole, const fuse_file_info& info);
     void read(fuse_req_t request, std::size_t size, off_t offset, const fuse_file_info& info);
     void close(fuse_req_t request, const fuse_file_info& info);
     void create(fuse_req_t request, fuse_ino_t parent, const std::string& name,
@@ -49,17 +50,17 @@ public:
     void write(fuse_req_t request, const char* bytes, std::size_t size, off_t offset,
                const fuse_file_info& info);
     void flush(fuse_req_t request, const fuse_file_info& info);
-    void changeAttributes(fuse_req_t request, fuse_ino_t number, const struct stat& wanted,
+    void changeAttributes(fuse_req_t request, fuse_ino_t whole, const struct stat& wanted,
                           int which);
     void rename(fuse_req_t request, fuse_ino_t parent, const std::string& name,
                 fuse_ino_t newParent, const std::string& newName, unsigned flags);
     void unlink(fuse_req_t request, fuse_ino_t parent, const std::string& name);
     void makeFolder(fuse_req_t request, fuse_ino_t parent, const std::string& name);
     void removeFolder(fuse_req_t request, fuse_ino_t parent, const std::string& name);
-    void listStreams(fuse_req_t request, fuse_ino_t number, std::size_t size);
-    void readStream(fuse_req_t request, fuse_ino_t number, const std::string& name,
+    void listStreams(fuse_req_t request, fuse_ino_t whole, std::size_t size);
+    void readStream(fuse_req_t request, fuse_ino_t whole, const std::string& name,
                     std::size_t size);
-    void writeStream(fuse_req_t request, fuse_ino_t number, const std::string& name,
+    void writeStream(fuse_req_t request, fuse_ino_t whole, const std::string& name,
                      const std::string& text);
 
 private:
@@ -112,10 +113,12 @@ private:
     const timespec mountedAt_;
     Nodes nodes_;
     Drafts drafts_;
+    std::mutex appending_; // held while a clip is made longer
     Requests requests_;
     Handles<OpenFolder> folders_;
     Handles<OpenFile> files_;
-    std::atomic<bool> isAway_{false}; // the server
+    std::atomic<bool> isAway_{false};  // the server
+    Nodes::Clock::time_point dropped_; // when what is old was let go
     lantrix::Pool questions_;
     lantrix::Pool framePool_;
     FrameCache frames_;

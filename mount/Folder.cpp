@@ -69,7 +69,7 @@ lantrix::Failure Folder::ask(const LantrixServerHandle& server, const MountOptio
     facts_.id = node.id;
     facts_.name = node.name;
     if (!askKind(handle, facts_)) {
-        const lantrix::Failure failure = lantrix::Failure::lastOf(server);
+        lantrix::Failure failure = lantrix::Failure::lastOf(server);
         isGone = failure.kind == lantrix::Failure::Kind::Refused;
         return failure;
     }

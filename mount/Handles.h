@@ -32,7 +32,7 @@ public:
         const auto found = open_.find(number);
         if (found == open_.end())
             return nullptr;
-        const Pointer open = std::move(found->second);
+        Pointer open = std::move(found->second);
         open_.erase(found);
         return open;
     }

@@ -6,10 +6,10 @@
 #define MOUNT_NODES_H
 
 #include "mount/Folder.h"
-#include "mount/Fuse.h"
 
 #include <chrono>
 #include <cstdint>
+#include <fuse_lowlevel.h>
 #include <map>
 #include <memory>
 #include <mutex>

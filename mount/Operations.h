@@ -2,7 +2,7 @@
 #ifndef MOUNT_OPERATIONS_H
 #define MOUNT_OPERATIONS_H
 
-#include "mount/Fuse.h"
+#include <fuse_lowlevel.h>
 
 namespace mounted {
 

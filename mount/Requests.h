@@ -3,10 +3,9 @@
 #ifndef MOUNT_REQUESTS_H
 #define MOUNT_REQUESTS_H
 
-#include "mount/Fuse.h"
-
 #include <chrono>
 #include <cstdint>
+#include <fuse_lowlevel.h>
 #include <map>
 #include <mutex>
 

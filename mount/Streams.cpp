@@ -71,7 +71,7 @@ void FileSystem::readStream(fuse_req_t request, fuse_ino_t whole, const std::str
             const LantrixNodeHandle handle(connection.server, node->name.id.c_str());
             LantrixStr data;
             if (!handle.getMetaData(stream.c_str(), "*", 1, data)) {
-                const lantrix::Failure failure = lantrix::Failure::lastOf(connection.server);
+                lantrix::Failure failure = lantrix::Failure::lastOf(connection.server);
                 error = failure.kind == lantrix::Failure::Kind::Refused ? ENODATA : EIO;
                 return failure;
             }
@@ -97,9 +97,13 @@ void FileSystem::writeStream(fuse_req_t request, fuse_ino_t whole, const std::st
     const auto question = [node, text, stream = name.substr(prefix.size())](
                               lantrix::Connection& connection, int& error) {
         const LantrixNodeHandle handle(connection.server, node->name.id.c_str());
+        int major = 0;
+        int minor = 0; // asked first, or a broken connection would be taken for an old server
+        if (!connection.server.getProtocolVersion(major, minor))
+            return lantrix::Failure::lastOf(connection.server);
         if (handle.setMetaData(stream.c_str(), LantrixStr(text.c_str())))
             return lantrix::Failure();
-        const lantrix::Failure failure = lantrix::Failure::lastOf(connection.server);
+        lantrix::Failure failure = lantrix::Failure::lastOf(connection.server);
         error = failure.kind == lantrix::Failure::Kind::Refused ? EPERM : EIO;
         return failure;
     };

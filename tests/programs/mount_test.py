@@ -4,6 +4,7 @@
 Status 77, a skipped test, where nothing can be mounted. LANTRIX_MOUNT_SECONDS makes the comparison
 with a plain folder last longer.
 """
+import concurrent.futures
 import errno
 import json
 import os
@@ -306,7 +307,13 @@ class MountTest(ToolCase):
             self.assertEqual(names[2].read_bytes(), second)
             shutil.copyfile(self.folder / f"again.0003.{kind}", clip / f"clip.0001.{kind}")
             self.assertEqual(names[1].read_bytes(), first)
-        self.assertEqual(len(os.listdir(clip)), 4 + 1)
+        files = [os.open(clip / f"clip.{i:04}.tif", os.O_WRONLY | os.O_CREAT) for i in range(4, 12)]
+        with concurrent.futures.ThreadPoolExecutor(8) as all_at_once:
+            for file in files:
+                os.write(file, first)
+            list(all_at_once.map(os.close, reversed(files)))
+        self.assertEqual(len(os.listdir(clip)), 12 + 1)
+        self.assertEqual({(clip / f"clip.{i:04}.tif").read_bytes() for i in range(4, 12)}, {first})
 
     def test_what_is_not_a_whole_image_is_refused(self):
         self.new_clip("rgb8", "/clip", 2)
