@@ -62,20 +62,24 @@ TEST_F(ToolTest, WhatMayHaveBeenDoneIsAskedForFirst) {
               nlohmann::json::parse(
                   runAt(notMade, folder_, {"mkdir", "/x", "--json"}).output)["made"][0]["id"]);
 
-    // A clip that is found has no format: it goes, and is made again. Its frames are not.
+    // A clip that is found may be another user's: it stays. One that is not there is made again,
+    // and its frames are not.
+    const Script lostClip = wayToNothing + Script{lost("CreateNode n0 \"x\" 1 clip")};
+    const Words mkclip{"mkclip", "/x", "--format", "8x4x24", "--frames", "2"};
+    const Script found =
+        lostClip + Script{call("GetChildren n0", "ok n9,x"), call("GetNodeType n9", "ok 1 0"),
+                          call("GetNodeTypeStr n9", "ok clip"), call("GetFrames n9", "ok "),
+                          awaitClose};
+    const ToolResult inDoubt = runAt(found, folder_, mkclip);
+    EXPECT_EQ(1, inDoubt.status);
+    EXPECT_NE(std::string::npos, inDoubt.errors.find("it may be somebody else's; remove it unless"))
+        << inDoubt.errors;
     const std::string allocate = R"( 2 8 4 24 3 96 1 30 rgb8 4 none "")";
-    const Script clip = wayToNothing + Script{lost("CreateNode n0 \"x\" 1 clip"),
-                                              call("GetChildren n0", "ok n9,x"),
-                                              call("GetNodeType n9", "ok 1 0"),
-                                              call("GetNodeTypeStr n9", "ok clip"),
-                                              call("GetFrames n9", "ok "),
-                                              call("DestroyNode n9", "ok "),
-                                              call("CreateNode n0 \"x\" 1 clip", "ok n10"),
-                                              lost("AllocateFrames n10" + allocate),
-                                              call("GetFrames n10", "ok f0,f1"),
-                                              awaitClose};
-    EXPECT_EQ(0,
-              runAt(clip, folder_, {"mkclip", "/x", "--format", "8x4x24", "--frames", "2"}).status);
+    const Script clip = lostClip + Script{call("GetChildren n0", "ok "),
+                                          call("CreateNode n0 \"x\" 1 clip", "ok n10"),
+                                          lost("AllocateFrames n10" + allocate),
+                                          call("GetFrames n10", "ok f0,f1"), awaitClose};
+    EXPECT_EQ(0, runAt(clip, folder_, mkclip).status);
 
     const Script removed{call("GetChildren n9", "ok "),
                          call("GetNodeType n9", "ok 0 0"),

@@ -18,6 +18,16 @@ Failure takenMeanwhile(const Session& session, const FoundNode& node) {
         .with("path", node.address.path());
 }
 
+Failure madeBySomebody(const Session& session, const FoundNode& node) {
+    return Failure(Status::Other, "the connection broke while '" + node.address.path() +
+                                      "' was being made on " + session.endpoint() +
+                                      ", where there is such a clip without frames now: it may be "
+                                      "somebody else's; remove it unless it is, and try again")
+        .with("host", session.host())
+        .with("path", node.address.path())
+        .with("id", std::string(node.handle.getNodeId().id()));
+}
+
 std::string making(const FoundNode& parent, const std::string& name) {
     return "make '" + parent.address.child(name).path() + "'";
 }
@@ -42,8 +52,7 @@ LantrixNodeHandle makeNode(Session& session, FoundNode& parent, const std::strin
     return made;
 }
 
-// The handle of a clip that is found does not know the format, which the server has not heard yet.
-// So it goes again, and is made anew.
+// Of a clip that is found nobody can say who made it, so that it is neither taken nor removed.
 LantrixNodeHandle makeClipNode(Session& session, FoundNode& parent, const std::string& name,
                                const LantrixClipFormat& format, const std::string& type) {
     LantrixNodeHandle made;
@@ -51,13 +60,12 @@ LantrixNodeHandle makeClipNode(Session& session, FoundNode& parent, const std::s
         making(parent, name),
         [&] { return parent.handle.createClipNode(name.c_str(), format, type.c_str(), made); },
         [&] {
-            std::optional<FoundNode> found = findNow(session, parent, name);
+            const std::optional<FoundNode> found = findNow(session, parent, name);
             if (!found)
                 return false;
             if (!session.isClip(found->handle) || session.countFrames(found->handle) > 0)
                 throw takenMeanwhile(session, *found);
-            removeNode(session, *found);
-            return false;
+            throw madeBySomebody(session, *found);
         });
     return made;
 }

@@ -14,7 +14,8 @@ namespace tool {
 [[nodiscard]] LantrixNodeHandle makeNode(Session& session, FoundNode& parent,
                                          const std::string& name, const std::string& type);
 /// Makes a clip whose handle knows the format; the server hears it with the first frames.
-/// \p parent must have no child of this name.
+/// \p parent must have no child of this name. When the reply is lost and such a clip is there, it is
+/// a failure: the clip may be somebody else's.
 [[nodiscard]] LantrixNodeHandle makeClipNode(Session& session, FoundNode& parent,
                                              const std::string& name,
                                              const LantrixClipFormat& format,
