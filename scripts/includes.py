@@ -41,7 +41,9 @@ LAYERS = {
     "tools/session": f"tools/report stream devserver {LIBRARY}",
     "tools/conform": f"tools/session tools/report {LIBRARY}",
     "tools/transfer": f"tools/session tools/report image stream {LIBRARY}",
-    "tools/verbs": "mount tools/conform tools/transfer tools/session tools/report image stream devserver "
+    "tools/trees": f"tools/transfer tools/session tools/report image stream {LIBRARY}",
+    "tools/verbs": "mount tools/conform tools/trees tools/transfer tools/session tools/report image stream "
+    "devserver "
     + LIBRARY,
     "tools": f"stream devserver {LIBRARY}",
     "examples": f"stream {PUBLIC}",

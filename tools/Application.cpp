@@ -91,6 +91,7 @@ void addVerbs(CLI::App& app, Context& context) {
     addGetVerbs(app, context);
     addPutVerb(app, context);
     addCpVerb(app, context);
+    addSyncVerb(app, context);
     addCompareVerbs(app, context);
     addLookVerbs(app, context);
     addMetadataVerbs(app, context);

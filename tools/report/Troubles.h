@@ -26,6 +26,9 @@ public:
             return failure.what();
         }
     }
+    /// Keeps a failure of whatever kind.
+    void add(const Failure& failure) { kept_.push_back(failure); }
+    [[nodiscard]] bool areThere() const { return !kept_.empty(); }
     /// To be called after the listing: reports the failures kept, and throws the worst of them.
     void finish();
 

@@ -1,5 +1,8 @@
 #include "tools/session/NodeChanges.h"
 
+#include "lantrix/LantrixBaseInterface.h"
+#include "lantrix/LantrixNodeClientAPI.h"
+
 namespace tool {
 
 namespace {
@@ -82,6 +85,26 @@ void setFrameCount(Session& session, FoundNode& clip, int count) {
                 clip.handle = again;
             return isDone;
         });
+}
+
+// Handles have the format of clips that they made; this needs the request itself. A repetition
+// changes nothing.
+void giveFrames(Session& session, const FoundNode& clip, const LantrixClipFormat& format,
+                int count) {
+    LantrixClientConnection connection(session.target().c_str(), static_cast<int>(Port::Commands));
+    LantrixNodeClientAPI nodes(connection);
+    CallWatch watch([&] { connection.stop(); }, session.options().timeout, AtInterrupt::End);
+    std::vector<LantrixFrameId> frames;
+    watch.startLimit();
+    watch.begin();
+    const bool isDone = nodes.allocateFrames(clip.handle.getNodeId(), count, format, frames);
+    watch.end();
+    if (!isDone) {
+        throw watch.failure(session.host(), Port::Commands,
+                            "give '" + clip.address.path() + "' " + std::to_string(count) +
+                                " frames",
+                            nodes.lastError());
+    }
 }
 
 void removeNode(Session& session, FoundNode& node) {

@@ -14,14 +14,17 @@ namespace tool {
 [[nodiscard]] LantrixNodeHandle makeNode(Session& session, FoundNode& parent,
                                          const std::string& name, const std::string& type);
 /// Makes a clip whose handle knows the format; the server hears it with the first frames.
-/// \p parent must have no child of this name. When the reply is lost and such a clip is there, it is
-/// a failure: the clip may be somebody else's.
+/// \p parent must have no child of this name. When the reply is lost and such a clip is there, it
+/// is a failure: the clip may be somebody else's.
 [[nodiscard]] LantrixNodeHandle makeClipNode(Session& session, FoundNode& parent,
                                              const std::string& name,
                                              const LantrixClipFormat& format,
                                              const std::string& type);
 /// Makes a clip longer or shorter. The handle knows its frames then.
 void setFrameCount(Session& session, FoundNode& clip, int count);
+/// Gives a clip that has no frames this format and so many frames. The handle learns nothing of it.
+void giveFrames(Session& session, const FoundNode& clip, const LantrixClipFormat& format,
+                int count);
 /// Removes a node with all below.
 void removeNode(Session& session, FoundNode& node);
 

@@ -19,12 +19,14 @@ void Transfer::markDone(std::size_t step, const StepResult& result) {
 
 Failure Transfer::told(const Failure& failure) const {
     const auto done = static_cast<long long>(progress_.framesDone());
-    const bool isResumable = afterFailure_ == AfterFailure::Resume;
+    const char* const next = afterFailure_ == AfterFailure::Resume ? ", --resume goes on from there"
+                             : afterFailure_ == AfterFailure::Again
+                                 ? ", the same command goes on from there"
+                                 : "";
     const std::size_t total = isOpenEnded_ ? progress_.framesDone() : steps_;
     Failure told =
         failure.told("; " + (isOpenEnded_ ? "" : std::to_string(done) + " of ") +
-                     countText(total, "frame") + (total == 1 ? " is done" : " are done") +
-                     (isResumable ? ", --resume goes on from there" : ""));
+                     countText(total, "frame") + (total == 1 ? " is done" : " are done") + next);
     told.with("framesDone", done);
     if (!isOpenEnded_)
         told.with("framesTotal", static_cast<long long>(total));

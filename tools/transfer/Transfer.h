@@ -25,7 +25,7 @@ struct StepResult {
 using StepDone = std::function<void(std::size_t step, const StepResult& result)>;
 
 /// What a transfer that failed halfway is worth.
-enum class AfterFailure { Repeat, Resume };
+enum class AfterFailure { Repeat, Resume, Again };
 
 class Transfer {
 public:
@@ -36,7 +36,7 @@ public:
           steps_(steps), results_(steps) {}
 
     /// Runs \p move, which tells each step that is done. A failure tells how many are, and whether
-    /// --resume goes on from there.
+    /// --resume, or the same command, goes on from there.
     void run(const std::function<void(const StepDone& done)>& move);
 
     [[nodiscard]] const std::vector<std::string>& results() const { return results_; }

@@ -17,12 +17,16 @@ void addListVerb(CLI::App& app, Context& context);
 void addBrowseVerbs(CLI::App& app, Context& context);
 /// mkdir, mkclip, rm, link.
 void addEditVerbs(CLI::App& app, Context& context);
+/// rm, for those.
+void addRmVerb(CLI::App& app, Context& context);
 /// get, cat.
 void addGetVerbs(CLI::App& app, Context& context);
 /// put.
 void addPutVerb(CLI::App& app, Context& context);
 /// cp.
 void addCpVerb(CLI::App& app, Context& context);
+/// sync.
+void addSyncVerb(CLI::App& app, Context& context);
 /// check, hash.
 void addCompareVerbs(CLI::App& app, Context& context);
 /// thumb, sheet.

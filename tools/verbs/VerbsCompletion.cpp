@@ -229,6 +229,8 @@ private:
         const CLI::Option& option = *options[std::min(positionals_.size(), options.size() - 1)];
         if (option.get_name() == "STREAM" && !positionals_.empty())
             return streamsOf(options_, positionals_.back());
+        if (verb_->get_name() == "sync" && word.find(':') == std::string::npos)
+            return aliases(":"); // or a local folder
         Candidates choices = choicesOf(option);
         return choices.empty() ? remotePaths(options_, word) : choices;
     }

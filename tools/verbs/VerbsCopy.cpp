@@ -4,6 +4,7 @@
 #include "tools/verbs/AddVerb.h"
 #include "tools/verbs/Destination.h"
 #include "tools/verbs/FrameOptions.h"
+#include "tools/verbs/TreeVerbs.h"
 #include "tools/verbs/Verbs.h"
 
 #include <algorithm>
@@ -20,6 +21,7 @@ struct CpArguments {
     int first = 0; // the frame of the other clip that the first one becomes
     Missing missing = Missing::Error;
     StoreRules rules;
+    bool recursive = false;
 };
 
 std::string storageOf(const LocatedClip& clip) {
@@ -66,8 +68,23 @@ Address placeOf(const Options& options, const Address& to, const LocatedClip& fr
     return session.isClip(node.handle) ? to : to.child(from.session->name(from.handle));
 }
 
+bool isTree(const Options& options, const CpArguments& arguments) {
+    if (!arguments.recursive)
+        return false;
+    const Address address = parseAddress(arguments.from, options.host);
+    Session session(options, address.host);
+    return !session.isClip(findNode(session, address));
+}
+
 void runCp(Context& context, const CpArguments& arguments) {
     const Options& options = context.options;
+    if (isTree(options, arguments)) {
+        refuseWithTrees(!arguments.selection.range.empty(), "-f");
+        refuseWithTrees(arguments.first != 0, "--to");
+        copyTree(context, arguments.from, arguments.to,
+                 treeRules(arguments.rules, arguments.selection.startNumber, arguments.missing));
+        return;
+    }
     const int startNumber = arguments.selection.startNumber;
     const LocatedClip from =
         locateClip(options, parseAddress(arguments.from, options.host), startNumber);
@@ -105,12 +122,15 @@ void runCp(Context& context, const CpArguments& arguments) {
 void addCpVerb(CLI::App& app, Context& context) {
     addVerb<CpArguments>(
         app, context,
-        {"cp", "Copy frames to another clip or folder, on the same server or another one",
+        {"cp", "Copy frames or trees to another clip or folder, on the same server or another one",
          "lantrix cp farm:/Library/Reel/plate vault:/Archive/plate -f 0-99"},
         runCp, [](CLI::App& verb, CpArguments& cp) {
-            verb.add_option("FROM", cp.from, "The clip to read")->required();
+            verb.add_option("FROM", cp.from, "The clip to read; with -r any node")->required();
             verb.add_option("TO", cp.to, "The clip to write, or the folder to copy it to")
                 ->required();
+            verb.add_flag("-r,--recursive", cp.recursive,
+                          "A folder with all below, metadata too: TO becomes the copy, or gets it "
+                          "below itself when it ends in a slash");
             addFrameOptions(verb, cp.selection);
             verb.add_option("--to", cp.first,
                             "The frame of TO, counted from 0, that the first one becomes")

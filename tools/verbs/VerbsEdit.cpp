@@ -1,9 +1,8 @@
-// mkdir, mkclip, rm, link: changes to the tree.
+// mkdir, mkclip, link: changes to the tree.
 #include "image/PixelLayout.h"
 #include "tools/report/Json.h"
 #include "tools/report/NumberText.h"
 #include "tools/session/NodeChanges.h"
-#include "tools/transfer/Progress.h"
 #include "tools/verbs/AddVerb.h"
 #include "tools/verbs/NewClip.h"
 #include "tools/verbs/Verbs.h"
@@ -127,118 +126,6 @@ void runMkclip(Context& context, const MkclipArguments& arguments) {
     context.output.result({{"made", {{{"path", address.path()}, {"id", made.getNodeId().id()}}}}});
 }
 
-// ---- rm
-
-struct RmArguments {
-    std::vector<std::string> addresses;
-    bool recursive = false;
-};
-
-// Looks up all nodes before the first is removed.
-class Remover {
-public:
-    Remover(Context& context, const RmArguments& arguments)
-        : context_(context), arguments_(arguments) {}
-
-    void run() {
-        for (const std::string& text : arguments_.addresses)
-            lookUp(parseAddress(text, context_.options.host));
-        if (context_.options.dryRun) {
-            std::vector<std::string> steps;
-            for (const Target& target : targets_)
-                steps.push_back("remove " + target.text);
-            context_.output.wouldDo(steps);
-            return;
-        }
-        ask();
-        removeAll();
-        context_.output.result({{"removed", removed_}});
-    }
-
-private:
-    struct Target {
-        std::shared_ptr<Session> session;
-        FoundNode node;
-        std::string text;
-        bool isEmpty = true; // neither children nor frames
-    };
-
-    void lookUp(const Address& address) {
-        const auto session = std::make_shared<Session>(context_.options, address.host);
-        for (const FoundNode& node : findNodes(*session, address))
-            if (!isTaken(node.address))
-                targets_.push_back(describe(session, node));
-    }
-
-    // The same node, or one below a node that is removed anyway.
-    [[nodiscard]] bool isTaken(const Address& address) const {
-        return std::any_of(targets_.begin(), targets_.end(), [&](const Target& target) {
-            const std::string above = target.node.address.text();
-            return (address.text() + "/").rfind(above + "/", 0) == 0;
-        });
-    }
-
-    Target describe(const std::shared_ptr<Session>& session, const FoundNode& node) const {
-        Target target{session, node, node.address.text(), true};
-        if (!childrenOf(*session, node).empty()) {
-            if (!arguments_.recursive) {
-                throw Failure(Status::Other,
-                              "'" + target.text + "' is not empty: -r removes it with all below")
-                    .with("path", node.address.path());
-            }
-            target.text += " with all below";
-            target.isEmpty = false;
-        } else if (session->isClip(node.handle)) {
-            const int count = session->countFrames(node.handle);
-            target.text += count == 0
-                               ? ""
-                               : " with its " + countText(static_cast<std::size_t>(count), "frame");
-            target.isEmpty = count == 0;
-        }
-        return target;
-    }
-
-    void ask() const {
-        std::string text;
-        for (const Target& target : targets_)
-            text += target.isEmpty ? "" : (text.empty() ? "" : ", ") + target.text;
-        if (!text.empty())
-            confirm(context_, "Remove " + text + "?");
-    }
-
-    void removeAll() {
-        Progress progress(context_.options, "rm", targets_.size(), "node");
-        const Progress::Ticker ticker(progress);
-        for (Target& target : targets_) {
-            remove(target);
-            progress.advance(0);
-        }
-    }
-
-    void remove(Target& target) {
-        const Address& address = target.node.address;
-        try {
-            removeNode(*target.session, target.node);
-        } catch (const Failure& failure) {
-            throw failure
-                .told("; " + std::to_string(removed_.size()) + " of " +
-                      countText(targets_.size(), "node") + " removed")
-                .with("removed", removed_);
-        }
-        context_.output.note("removed " + address.text());
-        removed_.push_back(address.path());
-    }
-
-    Context& context_;
-    const RmArguments& arguments_;
-    std::vector<Target> targets_;
-    std::vector<std::string> removed_;
-};
-
-void runRm(Context& context, const RmArguments& arguments) {
-    Remover(context, arguments).run();
-}
-
 // ---- link
 
 struct LinkArguments {
@@ -307,16 +194,6 @@ void addMkclip(CLI::App& app, Context& context) {
         });
 }
 
-void addRm(CLI::App& app, Context& context) {
-    addVerb<RmArguments>(
-        app, context, {"rm", "Remove nodes", "lantrix rm -r -y /Library/Reel/old*"}, runRm,
-        [](CLI::App& verb, RmArguments& rm) {
-            verb.add_option("ADDRESS", rm.addresses, "The nodes")->required();
-            verb.add_flag("-r,--recursive", rm.recursive,
-                          "Everything below the nodes, too; asks first, unless -y");
-        });
-}
-
 void addLink(CLI::App& app, Context& context) {
     addVerb<LinkArguments>(app, context,
                            {"link", "Make existing files of the server's host the frames of a clip",
@@ -334,7 +211,7 @@ void addLink(CLI::App& app, Context& context) {
 void addEditVerbs(CLI::App& app, Context& context) {
     addMkdir(app, context);
     addMkclip(app, context);
-    addRm(app, context);
+    addRmVerb(app, context);
     addLink(app, context);
 }
 

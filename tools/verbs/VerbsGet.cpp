@@ -6,6 +6,7 @@
 #include "tools/transfer/FrameMove.h"
 #include "tools/verbs/AddVerb.h"
 #include "tools/verbs/FrameOptions.h"
+#include "tools/verbs/TreeVerbs.h"
 #include "tools/verbs/Verbs.h"
 
 #include <algorithm>
@@ -19,14 +20,30 @@ namespace {
 // ---- get
 
 struct GetArguments {
-    std::string address;
+    std::vector<std::string> words;
+    std::string address; // the first of them, and the second
     std::string files;
     FrameSelection selection;
     Missing missing = Missing::Error;
     image::WriteOptions writing;
     bool raw = false;
     StoreRules rules;
+    bool recursive = false;
 };
+
+void runGetTrees(Context& context, const GetArguments& arguments) {
+    std::vector<std::string> addresses = arguments.words;
+    if (addresses.size() < 2)
+        throw Failure(Status::Usage, "get -r takes nodes and the local folder that they go to");
+    const std::string folder = addresses.back();
+    addresses.pop_back();
+    refuseWithTrees(!arguments.selection.range.empty(), "-f");
+    TreeRules rules =
+        treeRules(arguments.rules, arguments.selection.startNumber, arguments.missing);
+    rules.raw = arguments.raw;
+    rules.writing = arguments.writing;
+    getTrees(context, addresses, folder, rules);
+}
 
 // A path that ends in a slash is a folder, also when it is not there yet.
 bool isFolder(const std::string& path) {
@@ -82,7 +99,7 @@ void reportGet(Context& context, const Transfer& transfer, std::size_t leftOut,
     context.output.result(fields);
 }
 
-void runGet(Context& context, const GetArguments& arguments) {
+void runGetClip(Context& context, const GetArguments& arguments) {
     const Options& options = context.options;
     const int startNumber = arguments.selection.startNumber;
     const Address address = parseAddress(arguments.address, options.host);
@@ -109,6 +126,20 @@ void runGet(Context& context, const GetArguments& arguments) {
     moveFrames(transfer, fromClip(clip, indicesOf(steps), arguments.missing),
                toFiles(files, steps, arguments.rules), steps.size());
     reportGet(context, transfer, leftOut, names, arguments.rules);
+}
+
+void runGet(Context& context, const GetArguments& given) {
+    if (given.recursive) {
+        runGetTrees(context, given);
+        return;
+    }
+    if (given.words.size() > 2)
+        throw Failure(Status::Usage, "get takes one clip and its files; with -r, several nodes and "
+                                     "a folder");
+    GetArguments arguments = given;
+    arguments.address = given.words[0];
+    arguments.files = given.words.size() > 1 ? given.words[1] : "";
+    runGetClip(context, arguments);
 }
 
 // ---- cat
@@ -174,10 +205,13 @@ void addGet(CLI::App& app, Context& context) {
         {"get", "Write the frames of a clip to image files",
          "lantrix get farm:/Library/Reel/plate shot.####.png -f 1001-1100 --start-number 1001"},
         runGet, [](CLI::App& verb, GetArguments& get) {
-            verb.add_option("CLIP", get.address, "The clip")->required();
-            verb.add_option("FILES", get.files,
-                            "name.####.png, name.%04d.exr, or a folder, which is made when the "
-                            "name ends in a slash; the clip's name unless given");
+            verb.add_option("CLIP [FILES]", get.words,
+                            "The clip; then name.####.png, name.%04d.exr, or a folder, which is "
+                            "made when the name ends in a slash; the clip's name unless given. "
+                            "With -r nodes, and the folder that they go to")
+                ->required();
+            verb.add_flag("-r,--recursive", get.recursive,
+                          "Folders with all below, as folders of image sequences");
             addFrameOptions(verb, get.selection);
             addMissingOption(verb, get.missing);
             verb.add_option("--compression", get.writing.compression,

@@ -8,6 +8,7 @@
 #include "tools/verbs/Destination.h"
 #include "tools/verbs/FrameOptions.h"
 #include "tools/verbs/ImageOptions.h"
+#include "tools/verbs/TreeVerbs.h"
 #include "tools/verbs/Verbs.h"
 
 #include <algorithm>
@@ -32,7 +33,24 @@ struct PutArguments {
     image::ReadOptions reading;
     bool raw = false;
     StoreRules rules;
+    bool recursive = false;
 };
+
+void runPutTree(Context& context, const PutArguments& arguments) {
+    if (arguments.filesAndClip.size() != 2)
+        throw Failure(Status::Usage, "put -r takes a local folder and the address that it goes to");
+    refuseWithTrees(!arguments.selection.range.empty(), "-f");
+    refuseWithTrees(!arguments.manifest.empty(), "--manifest");
+    TreeRules rules =
+        treeRules(arguments.rules, arguments.selection.startNumber, arguments.missing);
+    rules.raw = arguments.raw;
+    rules.format = arguments.format;
+    rules.tag = arguments.tag;
+    rules.rate = arguments.rate;
+    rules.type = arguments.type;
+    rules.reading = arguments.reading;
+    putTree(context, arguments.filesAndClip[0], arguments.filesAndClip[1], rules);
+}
 
 image::Image firstHeader(const std::vector<FrameStep>& steps, const PutArguments& arguments) {
     const auto first = std::find_if(steps.begin(), steps.end(),
@@ -163,6 +181,10 @@ void runPutStream(Context& context, const std::string& file, const Address& addr
 }
 
 void runPut(Context& context, const PutArguments& arguments) {
+    if (arguments.recursive) {
+        runPutTree(context, arguments);
+        return;
+    }
     std::vector<std::string> names = arguments.filesAndClip;
     const Address address = parseAddress(names.back(), context.options.host);
     names.pop_back();
@@ -209,6 +231,9 @@ void addPutVerb(CLI::App& app, Context& context) {
                             "name.####.png, files in their order, or - for images one behind the "
                             "other on standard input; then the clip")
                 ->required();
+            verb.add_flag("-r,--recursive", put.recursive,
+                          "FILES is a folder: each of its folders becomes one, and each sequence a "
+                          "clip, in the folder at the address, which is made when it is missing");
             addFrameOptions(verb, put.selection);
             addMissingOption(verb, put.missing);
             verb.add_option("--tag", put.tag, "Format tag of a new clip, such as rgb10");
