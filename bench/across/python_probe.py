@@ -9,7 +9,7 @@ import ctypes
 import functools
 import importlib.util
 import sys
-from typing import Any, Iterator
+from typing import Any
 
 import numpy
 
@@ -17,6 +17,7 @@ import lantrix
 
 FRAMES = 100  # of each clip of the peer
 RIVALS = ("requests", "redis")
+COUNTERS = ("_ZN5bench15allocationCountEv", "_ZN5bench14allocatedBytesEv")  # what is preloaded
 
 
 class Probe:
@@ -64,11 +65,13 @@ class Probe:
 
     def allocations(self, size: int, count: int) -> str:
         """Blocks and bytes that read_into allocates for each frame, counted by what is preloaded."""
-        self.read_into(size, FRAMES)
-        before = list(_allocated())
-        self.read_into(size, count)
-        blocks, bytes_ = ((now - then) / count for now, then in zip(_allocated(), before))
-        return f"{blocks:.2f} of {bytes_:.0f} B"
+        blocks, bytes_ = (_counter(name) for name in COUNTERS)
+        for _ in range(2):  # the first time, numbers and functions are made as well
+            before = blocks(), bytes_()
+            self.read_into(size, count)
+            after = blocks(), bytes_()
+        per_frame = [(now - then) / count for now, then in zip(after, before)]
+        return f"{per_frame[0]:.2f} of {per_frame[1]:.0f} B"
 
 
 @functools.lru_cache(None)
@@ -85,11 +88,10 @@ def _redis(port: int) -> Any:
     return redis.Redis(port=port)
 
 
-def _allocated() -> Iterator[int]:
-    for name in ("_ZN5bench15allocationCountEv", "_ZN5bench14allocatedBytesEv"):
-        count = ctypes.CDLL(None)[name]
-        count.restype = ctypes.c_uint64
-        yield count()
+def _counter(name: str) -> Any:
+    function = ctypes.CDLL(None)[name]
+    function.restype = ctypes.c_uint64
+    return function
 
 
 def main(peer: str, server: str) -> None:
