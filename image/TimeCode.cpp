@@ -75,7 +75,7 @@ TimeCode TimeCode::later(int count, float rate) const {
     const long long minutesBefore = 60LL * hours + minutes;
     long long number = (60 * minutesBefore + seconds) * base + frames -
                        dropped * (minutesBefore - minutesBefore / 10) + count;
-    number %= 6 * 24 * tenMinutes;
+    number %= 144 * tenMinutes; // a day
     const long long minutesInTen = std::max(number % tenMinutes - dropped, 0LL) / minute;
     number += dropped * (9 * (number / tenMinutes) + minutesInTen);
     const long long wholeSeconds = number / base;

@@ -54,7 +54,7 @@ Probe::Probe(const std::vector<std::string>& arguments, const Environment& envir
     answers_.writer = Socket(); // so that the end of the process is the end of its answers
 }
 
-std::string Probe::answer() {
+std::string Probe::answer() const {
     std::string line;
     for (char next = '\0'; next != '\n'; line.push_back(next))
         if (::read(answers_.reader.fd(), &next, 1) != 1)
@@ -63,18 +63,18 @@ std::string Probe::answer() {
     return line;
 }
 
-std::string Probe::ask(const std::string& order) {
+std::string Probe::ask(const std::string& order) const {
     const std::string line = order + "\n";
     if (::write(orders_.writer.fd(), line.data(), line.size()) < 0)
         failWithErrno("write");
     return answer();
 }
 
-Work Probe::moving(bool reads, std::size_t frameSize) {
+Work Probe::moving(bool reads, std::size_t frameSize) const {
     return doing(reads ? "read" : "write", frameSize);
 }
 
-Work Probe::doing(const std::string& what, std::size_t size, unsigned port) {
+Work Probe::doing(const std::string& what, std::size_t size, unsigned port) const {
     const std::string first = what + " " + std::to_string(size) + " ";
     const std::string last = port != 0 ? " " + std::to_string(port) : "";
     return [this, first, last](int count) { (void)ask(first + std::to_string(count) + last); };

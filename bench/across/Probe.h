@@ -28,13 +28,13 @@ public:
 
     [[nodiscard]] pid_t process() const { return process_.id(); }
     /// The next line that the process prints.
-    std::string answer();
+    [[nodiscard]] std::string answer() const;
     /// Asks for something, and returns the answer.
-    std::string ask(const std::string& order);
+    std::string ask(const std::string& order) const;
     /// Frames of this size, read or written.
-    Work moving(bool reads, std::size_t frameSize);
+    [[nodiscard]] Work moving(bool reads, std::size_t frameSize) const;
     /// What the process does for "WHAT SIZE COUNT PORT", or without the port when it is 0.
-    Work doing(const std::string& what, std::size_t size, unsigned port = 0);
+    [[nodiscard]] Work doing(const std::string& what, std::size_t size, unsigned port = 0) const;
 
 private:
     struct Pipe {
