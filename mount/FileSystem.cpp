@@ -166,7 +166,7 @@ struct stat FileSystem::attributes(FileNumber number, const Folder* folder) cons
     status.st_mtim = number.isFrame() ? drafts_.time(number, mountedAt_) : mountedAt_;
     status.st_ctim = status.st_atim = status.st_mtim;
     status.st_blksize = atOnce;
-    status.st_nlink = number.isFolder() ? 2 : 1;
+    status.st_nlink = 1; // of folders: nobody has counted what is in it
     status.st_mode = number.isFolder() ? S_IFDIR | 0555 : S_IFREG | 0444;
     if (options_.isWritable && number.file != FileNumber::description)
         status.st_mode |= writing;

@@ -102,7 +102,7 @@ public:
 
     void serve(FileSystem& fileSystem) {
         std::array<int, 2> ends{};
-        if (::pipe2(ends.data(), O_CLOEXEC) != 0)
+        if (::pipe(ends.data()) != 0)
             failMounting(options_, std::strerror(errno));
         std::vector<std::thread> threads;
         const unsigned count =

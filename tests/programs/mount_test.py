@@ -184,7 +184,7 @@ class MountTest(ToolCase):
 
     def test_programs_at_once_read_each_frame_once(self):
         self.new_clip("rgb8", "/clip")
-        process = self.mount("--trace")
+        process = self.mount("--trace", "--cache", "600")
         readers = [subprocess.Popen(["sh", "-c", "cat clip/*.tif | cksum"], cwd=self.mounted,
                                     stdout=subprocess.PIPE) for _ in range(4)]
         self.assertEqual(len({reader.communicate(timeout=100)[0] for reader in readers}), 1)
@@ -210,29 +210,33 @@ class MountTest(ToolCase):
         for i in range(2):
             (self.folder / f"other.{i:04}").write_bytes(bytes(WIDTH * HEIGHT * 3))
         self.tool("put", "--raw", "-y", "other.####", "/clip")
-        wait_for(lambda: frame.read_bytes() != before, 10)
+        wait_for(lambda: frame.read_bytes() != before)
         self.assertEqual(frame.read_bytes()[-WIDTH * HEIGHT * 3:], bytes(WIDTH * HEIGHT * 3))
-        wait_for(lambda: "new" in os.listdir(self.mounted), 10)
+        wait_for(lambda: "new" in os.listdir(self.mounted))
 
     def test_a_server_that_is_away_is_an_error_and_comes_back(self):
         self.new_clip("rgb8", "/clip")
-        self.mount("--cache", "0", "--timeout", "3", "--retries", "1")
+        self.mount("--write", "--cache", "0", "--timeout", "3", "--retries", "1")
         frames = [self.mounted / "clip" / f"clip.{i:04}.tif" for i in range(FRAMES)]
-        frames[0].read_bytes()
+        first, second = frames[0].read_bytes(), frames[1].read_bytes()
         with open(frames[5], "rb") as kept:
+            writing = os.open(frames[1], os.O_WRONLY | os.O_TRUNC)
+            os.write(writing, first)
             self.server.kill()
             self.server.wait()
-            self.assertEqual(error_of(frames[1].read_bytes), errno.EIO)
+            self.assertEqual(error_of(lambda: os.close(writing)), errno.EIO)
+            self.assertEqual(error_of(frames[2].read_bytes), errno.EIO)
             self.assertEqual(error_of(lambda: kept.read(9)), errno.EIO)
             self.assertEqual(error_of(lambda: os.listdir(self.mounted / "clip")), errno.EIO)
             self.start_server()
             self.assertEqual(len(kept.read()), frames[5].stat().st_size)
+        self.assertEqual(frames[1].read_bytes(), second)
         self.assertIn("does not answer", self.told())
         self.assertIn("answers again", self.told())
 
     def test_programs_that_wait_for_a_silent_server_can_be_interrupted(self):
         self.new_clip("rgb8", "/clip")
-        self.mount("--timeout", "6")
+        self.mount("--timeout", "12")
         with open(self.mounted / "clip" / "clip.0003.tif", "rb") as kept:
             self.server.send_signal(signal.SIGSTOP)
             self.addCleanup(self.server.send_signal, signal.SIGCONT)
@@ -242,9 +246,9 @@ class MountTest(ToolCase):
             start = time.monotonic()
             reader.send_signal(signal.SIGINT)
             reader.wait(30)
-            self.assertLess(time.monotonic() - start, 4)
+            self.assertLess(time.monotonic() - start, 9)
             self.assertEqual(error_of(lambda: kept.read(9)), errno.EIO)
-            self.assertLess(time.monotonic() - start, 30)
+            self.assertLess(time.monotonic() - start, 60)
 
     def test_it_ends_when_asked_also_with_open_files(self):
         self.new_clip("rgb8", "/clip")

@@ -33,7 +33,7 @@ namespace {
 
 Background::Background() {
     std::array<int, 2> ends{};
-    if (::pipe2(ends.data(), O_CLOEXEC) != 0)
+    if (::pipe(ends.data()) != 0)
         throw fileFailure("can't open", "a pipe", errno);
     std::fflush(nullptr);
     const pid_t child = ::fork();
