@@ -9,11 +9,10 @@ namespace {
 class ClipSource : public FrameSource {
 public:
     ClipSource(const LocatedClip& clip, const std::vector<int>& indices, Missing missing)
-        : clip_(clip), missing_(missing), left_(indices.size()),
+        : clip_(clip), missing_(missing),
           reader_(*clip.pool, clip.handle, indices, frameWindow(clip)) {}
 
     bool fetch(Piece& piece) override {
-        --left_;
         std::optional<lantrix::Frame> frame = reader_.next();
         if (!frame->failure) {
             piece.frame = MovedFrame(std::move(frame->pixels));
@@ -26,9 +25,8 @@ public:
         return true;
     }
 
-    // A small frame is better used at once than handed on, unless the next one waits already.
     [[nodiscard]] bool isBrief(const Piece& piece) const override {
-        return piece.frame.size() <= smallFrame && (left_ == 0 || !reader_.isReady());
+        return piece.frame.size() <= smallFrame;
     }
 
 private:
@@ -49,7 +47,6 @@ private:
 
     const LocatedClip clip_;
     const Missing missing_;
-    std::size_t left_; // frames to fetch
     lantrix::FrameReader reader_;
 };
 

@@ -45,6 +45,7 @@ class FileTarget : public FrameTarget {
 public:
     FileTarget(FileFrames files, std::vector<FrameStep> steps, StoreRules rules)
         : files_(std::move(files)), steps_(std::move(steps)), rules_(std::move(rules)) {}
+    [[nodiscard]] bool isBrief() const override { return !files_.layout(); }
     void take(Piece piece, const StepDone& done) override {
         const std::string& file = steps_[piece.step].file;
         const std::size_t size = piece.frame.size();

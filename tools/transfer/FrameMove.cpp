@@ -44,7 +44,8 @@ void moveFrames(FrameSource& source, FrameTarget& target, const StepSpan& span, 
                 source.make(*piece, target);
                 target.take(std::move(*piece), done);
             };
-            source.isBrief(*piece) ? cores.runHere(task) : cores.run(task);
+            const bool isBrief = source.isBrief(*piece) && target.isBrief();
+            isBrief ? cores.runHere(task) : cores.run(task);
         }
         cores.wait();
     } catch (...) {

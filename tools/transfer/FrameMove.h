@@ -32,6 +32,8 @@ public:
     virtual void prepare(Piece& piece, Cores& cores);
     /// Memory for a frame that will be given to take(). In a thread of the cores.
     [[nodiscard]] virtual MovedFrame room(std::size_t size);
+    /// True when take() does not take a processor for long, but for the size of the frame.
+    [[nodiscard]] virtual bool isBrief() const { return true; }
     /// Takes the frame, and tells when the step is done. In a thread of the cores.
     virtual void take(Piece piece, const StepDone& done) = 0;
     /// Waits until all steps are done, in the transfer's thread.
@@ -44,8 +46,8 @@ public:
     /// Brings what comes from elsewhere, in the transfer's thread and the order of steps; false
     /// when there are no more frames. Waits.
     [[nodiscard]] virtual bool fetch(Piece& piece) = 0;
-    /// True for a frame that takes less time than to wake a thread of the cores: the transfer's
-    /// thread makes it and gives it to the target, in the place of one of those.
+    /// True when make() takes less time than to wake a thread of the cores. With a brief target the
+    /// transfer's thread makes the frame and gives it to that, in the place of one of those.
     [[nodiscard]] virtual bool isBrief(const Piece& piece) const;
     /// Makes the frame, where that takes a processor. In a thread of the cores.
     virtual void make(Piece& piece, FrameTarget& target);
