@@ -5,7 +5,6 @@
 #include "lantrix/LantrixClientAPI.h"
 
 #include <chrono>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
@@ -17,21 +16,21 @@ namespace {
 constexpr int framesOfAClip = 4; // where clips are listed
 constexpr int smallSide = 64;    // of frames of 24 bits
 
-std::string numbered(const char* pattern, int number) {
-    char text[32];
-    std::snprintf(text, sizeof text, pattern, number);
-    return text;
+std::string digits(int number) {
+    const std::string text = std::to_string(number);
+    return std::string(4 - text.size(), '0') + text;
 }
 
 std::vector<std::string> listed(const std::string& folder) {
     std::vector<std::string> names;
     for (int i = 0; i < (folder == Link::few ? 200 : 1000); ++i)
-        names.push_back(folder + numbered("/c%04d", i));
+        names.push_back(folder + "/c" + digits(i));
     return names;
 }
 
 std::vector<std::string> clips() {
-    const std::string size = numbered("=%d", smallSide) + numbered("x%dx24", smallSide);
+    const std::string size =
+        "=" + std::to_string(smallSide) + "x" + std::to_string(smallSide) + "x24";
     std::vector<std::string> options{Link::path(Link::large) + "=2048x1536x32",
                                      Link::path(Link::film) + "=512x512x32",
                                      Link::path(Link::small) + size};
@@ -44,7 +43,7 @@ std::vector<std::string> clips() {
 void makeFiles(const std::string& folder, int count, std::size_t size) {
     std::filesystem::create_directories(folder);
     for (int i = 0; i < count; ++i) {
-        std::ofstream file(folder + numbered("/f.%04d", i), std::ios::binary);
+        std::ofstream file(folder + "/f." + digits(i), std::ios::binary);
         if (!file.write(frameBuffer(), static_cast<std::streamsize>(size)))
             throw std::runtime_error("can't write the frames of '" + folder + "'");
     }

@@ -110,7 +110,7 @@ void addBoundRow(const Peer& peer, Report& report) {
 class Drag {
 public:
     int next() {
-        const unsigned roll = random_() % 20;
+        const auto roll = random_() % 20;
         if (roll == 0)
             place_ = static_cast<int>(random_() % Link::framesOfFilm);
         else if (roll < 3)
