@@ -89,15 +89,32 @@ TEST_F(LantrixNodeHandleTest, ChildKnowsItsNameButNotItsType) {
 }
 
 TEST_F(LantrixNodeHandleTest, AnotherIdDropsTheCachesAndTheSameKeepsThem) {
-    remote.commands({call("GetDisplayName n1", "ok One"), call("GetFrames n1", "ok f1"),
-                     call("GetDisplayName n2", "ok Two"), call("GetFrames n2", "ok f2")});
-    EXPECT_TRUE(node.getDisplayName(text) && node.getFrameId(0, text));
+    Script script;
+    for (const std::string id : {"1", "2"})
+        for (const Step& asked :
+             {call("GetDisplayName n" + id, "ok Name" + id), call("GetFrames n" + id, "ok f" + id),
+              call("GetNodeType n" + id, "ok 1 " + id), call("GetNodeTypeStr n" + id, "ok t"),
+              call("GetChildren n" + id, "ok c" + id + ",C"),
+              call("QueryMetaDataSupport n" + id, "ok m" + id),
+              call("GetClipFormat n" + id, "ok " + id + " 1 8 1 1 1 30 t 4 m ")})
+            script.push_back(asked);
+    remote.commands(script);
+    LantrixClipFormat format;
+    const auto expectAnswersOf = [&](const std::string& id) {
+        EXPECT_TRUE(node.getDisplayName(text) && is(text, ("Name" + id).c_str()));
+        EXPECT_TRUE(node.getFrameId(0, text) && is(text, ("f" + id).c_str()));
+        EXPECT_TRUE(node.getNodeType(number) && number == std::stoi(id));
+        EXPECT_TRUE(node.getChild(0, child));
+        EXPECT_EQ("c" + id, child.getNodeId().id());
+        EXPECT_TRUE(node.getAvailableMetaDataStream(0, text) && is(text, ("m" + id).c_str()));
+        EXPECT_TRUE(node.getClipFormat(format) && format.width() == std::stoi(id));
+    };
+    expectAnswersOf("1");
     node.setNodeId("n1");
     node.setServer(server);
-    EXPECT_TRUE(node.getDisplayName(text) && is(text, "One"));
+    expectAnswersOf("1");
     node.setNodeId(LantrixNodeId("n2"));
-    EXPECT_TRUE(node.getDisplayName(text) && is(text, "Two"));
-    EXPECT_TRUE(node.getFrameId(0, text) && is(text, "f2"));
+    expectAnswersOf("2");
     LantrixNodeHandle unset;
     EXPECT_FALSE(unset.getDisplayName(text));
     EXPECT_STREQ("Unknown host ''", unset.lastError());
