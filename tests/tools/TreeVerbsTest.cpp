@@ -92,6 +92,16 @@ TEST_F(TreeVerbsTest, CpCopiesAllOfATreeAndGoesOnWithIt) {
           {"/lib/reel", "/lib/"},
           {"id=" + json({"stat", "/lib"})["id"].get<std::string>(), "/lib/empty/"}})
         fails(1, Words{"cp", "-r"} + words, {"lies in what is to be copied there"});
+    output(
+        {"cp", "-r", "/lib/reel", "id=" + json({"stat", "/lib/empty"})["id"].get<std::string>()});
+    EXPECT_EQ(all("/lib/reel"), all("/lib/empty/reel"));
+    // Side by side, but not before what lies below, and told in their order.
+    const Words nodes{"/lib/empty/reel/odd", "/lib/empty/reel/deep", "/lib/empty/reel",
+                      "/lib/shot"};
+    std::string told;
+    for (const std::string& node : nodes)
+        told += "removed " + host_ + ":" + node + "\n";
+    EXPECT_EQ(told, run(Words{"rm", "-r", "-y"} + nodes).errors);
     fails(2, {"cp", "-r", "/lib", "/x", "-f", "1"}, {"-f is for the frames of one clip"});
     EXPECT_EQ(3, run({"stat", "/x"}).status);
 }

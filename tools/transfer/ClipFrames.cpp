@@ -32,6 +32,7 @@ lantrix::FrameWindow frameWindow(const LocatedClip& clip) {
     window.frames = 2 * (std::size_t{clip.pool->connections()} +
                          std::max<std::size_t>(std::thread::hardware_concurrency(), 1));
     window.frames = std::max(window.frames, std::min(smallFrames, bytesOfSmallFrames / size));
+    window.bytes /= clip.clipsAtOnce;
     return window;
 }
 
@@ -41,7 +42,7 @@ LocatedClip describeClip(const std::shared_ptr<Session>& session,
                          const LantrixNodeHandle& handle, int startNumber) {
     const LantrixClipFormat format = session->format(handle);
     const int count = session->countFrames(handle);
-    return {address, session, pool, handle, format, count, startNumber};
+    return {address, session, pool, handle, format, count, startNumber, 1};
 }
 
 LocatedClip locateClip(const Options& options, const Address& address, int startNumber) {

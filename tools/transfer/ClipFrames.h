@@ -26,7 +26,8 @@ struct LocatedClip {
     LantrixNodeHandle handle;
     LantrixClipFormat format;
     int frameCount = 0;
-    int startNumber = 0; ///< The number of its first frame, as people count.
+    int startNumber = 0;         ///< The number of its first frame, as people count.
+    std::size_t clipsAtOnce = 1; ///< That share the memory for frames under way.
 
     /// "WHAT frame 12 of '/path'".
     [[nodiscard]] std::string doing(const char* what, int index) const;

@@ -48,8 +48,8 @@ public:
         address.host = session_->host();
         address.components = clip.path;
         const LantrixNodeHandle handle(session_->server(), clip.id.c_str());
-        const LocatedClip located =
-            describeClip(session_, pool_, address, handle, rules_.startNumber);
+        LocatedClip located = describeClip(session_, pool_, address, handle, rules_.startNumber);
+        located.clipsAtOnce = mostLanes;
         return fromClip(located, indices, rules_.missing);
     }
     std::string stream(const TreeItem& node, const std::string& name) override {
@@ -131,6 +131,7 @@ private:
         if (clip.frameCount < wanted)
             setCount(clip, wanted);
         clip.frameCount = before;
+        clip.clipsAtOnce = mostLanes;
         StoreRules rules;
         rules.verify = rules_.verify;
         rules.resume = rules_.leaveOut != LeaveOut::Nothing;

@@ -28,6 +28,9 @@ enum class LeaveOut {
     Known       ///< Frames that were the same when they were moved, too, which are not looked at.
 };
 
+/// Clips that are under way at once.
+constexpr std::size_t mostLanes = 4;
+
 /// How a tree is moved.
 struct TreeRules {
     LeaveOut leaveOut = LeaveOut::Nothing;

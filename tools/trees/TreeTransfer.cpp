@@ -11,8 +11,6 @@ namespace tool {
 
 namespace {
 
-constexpr std::size_t mostLanes = 4;
-
 bool endsAll(Status status) {
     return status == Status::NoConnection || status == Status::Interrupted;
 }
