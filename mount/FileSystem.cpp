@@ -99,7 +99,7 @@ void FileSystem::ask(fuse_req_t request, Ask question, Answer answer) {
                  error](lantrix::Connection& connection) { return question(connection, *error); },
                 [this, held, error, answer = std::move(answer)](const lantrix::Failure& failure) {
                     noteConnection(failure);
-                    fuse_req_t const asked = requests_.take(held);
+                    auto* const asked = requests_.take(held);
                     if (asked != nullptr && failure)
                         fuse_reply_err(asked, *error);
                     else if (asked != nullptr)
@@ -117,7 +117,7 @@ void FileSystem::withFolder(fuse_req_t request, const Nodes::Pointer& node, With
         [this, node, folder](lantrix::Connection& connection, int& error) {
             const auto asked = Nodes::Clock::now();
             bool isGone = false;
-            const lantrix::Failure failure =
+            lantrix::Failure failure =
                 Folder::load(connection, options_, node->name, node->path, isGone, *folder);
             error = isGone ? ENOENT : EIO;
             if (!failure)
@@ -141,7 +141,7 @@ void FileSystem::withFrame(fuse_req_t request, const OpenFile& file, WithFrame a
     const auto got = [this, held, answer = std::move(answer)](const lantrix::Failure& failure,
                                                               const FrameCache::File& bytes) {
         noteConnection(failure);
-        fuse_req_t const asked = requests_.take(held);
+        auto* const asked = requests_.take(held);
         if (asked != nullptr && failure)
             fuse_reply_err(asked, EIO);
         else if (asked != nullptr)

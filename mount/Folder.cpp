@@ -57,7 +57,7 @@ lantrix::Failure Folder::load(lantrix::Connection& connection, const MountOption
                               const NodeName& node, const std::string& path, bool& isGone,
                               std::shared_ptr<const Folder>& folder) {
     const auto made = std::make_shared<Folder>();
-    const lantrix::Failure failure = made->ask(connection.server, options, node, path, isGone);
+    lantrix::Failure failure = made->ask(connection.server, options, node, path, isGone);
     if (!failure)
         folder = made;
     return failure;

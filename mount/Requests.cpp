@@ -19,7 +19,7 @@ fuse_req_t Requests::take(Number number) {
     const auto found = held_.find(number);
     if (found == held_.end())
         return nullptr;
-    fuse_req_t const request = found->second.request;
+    auto* const request = found->second.request;
     held_.erase(found);
     return request;
 }
