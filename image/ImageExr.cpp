@@ -17,8 +17,10 @@
 #include <OpenEXR/ImfTimeCode.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <new>
 #include <thread>
 
@@ -98,9 +100,39 @@ int threadsFor(std::uintmax_t fileSize) {
     return fileSize < worthThreads ? 0 : threads();
 }
 
-std::uintmax_t sizeOfFile(const std::string& file) {
+// OpenEXR makes room for an attribute before it looks whether the file has so much. Attributes are
+// a name, a type and a size; a name that is empty ends those of a part.
+void requireAttributes(const std::string& file, std::uintmax_t fileSize) {
+    std::ifstream input(file, std::ios::binary);
+    std::array<unsigned char, 8> bytes{};
+    const auto take = [&](std::streamsize count) {
+        return static_cast<bool>(input.read(reinterpret_cast<char*>(bytes.data()), count));
+    };
+    if (!take(8) || bytes[0] != 0x76)
+        return; // not OpenEXR, which is told of elsewhere
+    const bool hasParts = (bytes[5] & 0x10U) != 0;
+    bool wasEmpty = true; // no part at all ends the parts
+    for (std::string name, type; std::getline(input, name, '\0'); wasEmpty = name.empty()) {
+        if (name.empty() && (wasEmpty || !hasParts))
+            return;
+        if (name.empty())
+            continue;
+        if (!std::getline(input, type, '\0') || !take(4))
+            return;
+        const std::uint32_t size = bytes[0] | static_cast<unsigned>(bytes[1]) << 8U |
+                                   static_cast<unsigned>(bytes[2]) << 16U |
+                                   static_cast<unsigned>(bytes[3]) << 24U;
+        if (size > fileSize)
+            failFile("can't read", file, "the file has been cut off");
+        input.seekg(size, std::ios::cur);
+    }
+}
+
+std::uintmax_t checkedSize(const std::string& file) {
     std::error_code error;
     const std::uintmax_t size = std::filesystem::file_size(file, error);
+    if (!error)
+        requireAttributes(file, size);
     return error ? 0 : size;
 }
 
@@ -140,7 +172,7 @@ double blockBytes(const Imf::Header& header, const std::string& file) {
 class ExrPart {
 public:
     ExrPart(const std::string& file, const ReadOptions& options)
-        : file_(file), size_(sizeOfFile(file)), input_(file.c_str(), threadsFor(size_)),
+        : file_(file), size_(checkedSize(file)), input_(file.c_str(), threadsFor(size_)),
           part_(input_, checkedPart(options.part)), data_(part_.header().dataWindow()),
           display_(part_.header().displayWindow()) {
         if (data_ != display_ && !options.fit)
