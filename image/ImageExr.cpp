@@ -1,5 +1,6 @@
 // OpenEXR files of halves or floats: gray as "Y", colour as "R", "G", "B", with or without "A".
 #include "image/Error.h"
+#include "image/ExrAttributes.h"
 #include "image/ImageFile.h"
 #include "image/ImageFormats.h"
 
@@ -100,39 +101,11 @@ int threadsFor(std::uintmax_t fileSize) {
     return fileSize < worthThreads ? 0 : threads();
 }
 
-// OpenEXR makes room for an attribute before it looks whether the file has so much. Attributes are
-// a name, a type and a size; a name that is empty ends those of a part.
-void requireAttributes(const std::string& file, std::uintmax_t fileSize) {
-    std::ifstream input(file, std::ios::binary);
-    std::array<unsigned char, 8> bytes{};
-    const auto take = [&](std::streamsize count) {
-        return static_cast<bool>(input.read(reinterpret_cast<char*>(bytes.data()), count));
-    };
-    if (!take(8) || bytes[0] != 0x76)
-        return; // not OpenEXR, which is told of elsewhere
-    const bool hasParts = (bytes[5] & 0x10U) != 0;
-    bool wasEmpty = true; // no part at all ends the parts
-    for (std::string name, type; std::getline(input, name, '\0'); wasEmpty = name.empty()) {
-        if (name.empty() && (wasEmpty || !hasParts))
-            return;
-        if (name.empty())
-            continue;
-        if (!std::getline(input, type, '\0') || !take(4))
-            return;
-        const std::uint32_t size = bytes[0] | static_cast<unsigned>(bytes[1]) << 8U |
-                                   static_cast<unsigned>(bytes[2]) << 16U |
-                                   static_cast<unsigned>(bytes[3]) << 24U;
-        if (size > fileSize)
-            failFile("can't read", file, "the file has been cut off");
-        input.seekg(size, std::ios::cur);
-    }
-}
-
 std::uintmax_t checkedSize(const std::string& file) {
     std::error_code error;
     const std::uintmax_t size = std::filesystem::file_size(file, error);
     if (!error)
-        requireAttributes(file, size);
+        requireExrAttributes(file, size);
     return error ? 0 : size;
 }
 

@@ -90,6 +90,14 @@ TEST_F(ExrTest, FilesThatCannotHoldTheirPixelsGetNoMemory) {
                       errorOf([&] { (void)read(bad, {}); }).what());
         }
     }
+    for (const auto& [type, attribute] :
+         {std::pair("chlist", "channels"), {"lineOrder", "lineOrder"}}) {
+        std::string wrong = bytes; // a size that the type does not have
+        ++wrong[wrong.find(type, wrong.find(attribute) + 1) + std::strlen(type) + 1];
+        const std::string bad = write("wrong.exr", wrong);
+        EXPECT_EQ("can't read '" + bad + "': the attribute '" + attribute + "' has a wrong size",
+                  errorOf([&] { (void)image::readImage(bad); }).what());
+    }
     EXPECT_LT(largestMemory(), before + (64 << 10));
 }
 
