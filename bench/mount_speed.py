@@ -12,7 +12,10 @@ import subprocess
 import tempfile
 import threading
 import time
+from collections.abc import Awaitable, Callable
+from typing import Any
 
+Work = Callable[[], float]  # gives seconds
 ROUNDS = 5
 ADDRESS = f"127.205.{os.getpid() // 250 % 250}.{os.getpid() % 250 + 1}"
 FAR = f"127.206.{os.getpid() // 250 % 250}.{os.getpid() % 250 + 1}"
@@ -20,11 +23,11 @@ ONE_WAY = 0.01  # of the relay, in seconds
 SHAPES = {"48 of 1920x1080": (48, 1920, 1080), "12 of 4096x2160": (12, 4096, 2160)}
 
 
-def run(*words, **more):
+def run(*words: object, **more: Any) -> None:
     subprocess.run([str(word) for word in words], check=True, stderr=subprocess.DEVNULL, **more)
 
 
-def seconds_of(work):
+def seconds_of(work: Callable[[], None]) -> float:
     begin = time.monotonic()
     work()
     return time.monotonic() - begin
@@ -33,25 +36,25 @@ def seconds_of(work):
 class Folder:
     """A mounted folder, for as long as one looks."""
 
-    def __init__(self, path, *words):
+    def __init__(self, path: pathlib.Path, *words: object) -> None:
         self.path = path
         self.process = subprocess.Popen([str(word) for word in words], stderr=subprocess.DEVNULL)
         while not os.path.ismount(path):
             time.sleep(0.01)
 
-    def __enter__(self):
+    def __enter__(self) -> pathlib.Path:
         return self.path
 
-    def __exit__(self, *_):
+    def __exit__(self, *_: object) -> None:
         subprocess.run(["fusermount3", "-uz", self.path], check=True)
         self.process.wait()
 
 
-async def forward(reader, writer):
+async def forward(reader: asyncio.StreamReader, writer: asyncio.StreamWriter) -> None:
     """What is read goes on after the delay, however much is under way."""
-    chunks = asyncio.Queue()
+    chunks: asyncio.Queue[tuple[float, bytes] | None] = asyncio.Queue()
 
-    async def send():
+    async def send() -> None:
         while (item := await chunks.get()) is not None:
             await asyncio.sleep(max(0, item[0] - time.monotonic()))
             writer.write(item[1])
@@ -65,9 +68,11 @@ async def forward(reader, writer):
     await sending
 
 
-async def relay():
-    def accept(port):
-        async def connected(reader, writer):
+async def relay() -> None:
+    def accept(
+        port: int,
+    ) -> Callable[[asyncio.StreamReader, asyncio.StreamWriter], Awaitable[None]]:
+        async def connected(reader: asyncio.StreamReader, writer: asyncio.StreamWriter) -> None:
             other_reader, other_writer = await asyncio.open_connection(ADDRESS, port)
             await asyncio.gather(forward(reader, other_writer), forward(other_reader, writer))
 
@@ -77,11 +82,11 @@ async def relay():
     await asyncio.gather(*(server.serve_forever() for server in servers))
 
 
-def mount(folder, path, *options, host=ADDRESS):
+def mount(folder: pathlib.Path, path: str, *options: str, host: str = ADDRESS) -> Folder:
     return Folder(folder, os.environ["LANTRIX"], "--host", host, "mount", path, folder, *options)
 
 
-def read_all(folder, readers=1):
+def read_all(folder: pathlib.Path, readers: int = 1) -> None:
     """cat of all frames, each reader with its part, as sequences are read."""
     files = sorted(folder.glob("*.tif"))
     part = -(-len(files) // readers)
@@ -91,9 +96,9 @@ def read_all(folder, readers=1):
         assert reader.wait() == 0
 
 
-def compare(name, size, ours, theirs, other):
+def compare(name: str, size: int, ours: Work, theirs: Work, other: str) -> None:
     """One row; the contenders take turns, each round with nothing kept of the round before."""
-    times = [[], []]
+    times: list[list[float]] = [[], []]
     for _ in range(ROUNDS):
         for taken, work in zip(times, (ours, theirs)):
             taken.append(work())
@@ -102,7 +107,7 @@ def compare(name, size, ours, theirs, other):
     print(f"| {name} | {rates[0]:.0f} MB/s | {other} {rates[1]:.0f} MB/s | {ratio:.2f} |", flush=True)
 
 
-def main():
+def main() -> None:
     print("| figure | mount | beside | ratio |\n|---|---|---|---|")
     with tempfile.TemporaryDirectory() as name:
         folder = pathlib.Path(name)
@@ -111,17 +116,18 @@ def main():
         lantrix = os.environ["LANTRIX"]
         server = subprocess.Popen([os.environ["LANTRIXD"], "--root", folder / "root", "--listen", ADDRESS],
                                   stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        assert server.stdout is not None
         server.stdout.readline()
         threading.Thread(target=lambda: asyncio.run(relay()), daemon=True).start()
 
-        def through(path, readers=1, host=ADDRESS, *options):
-            def work():
+        def through(path: str, readers: int = 1, host: str = ADDRESS, *options: str) -> Work:
+            def work() -> float:
                 with mount(mounted, path, *options, host=host) as there:
                     return seconds_of(lambda: read_all(there, readers))
             return work
 
-        def got(path, *options, host=ADDRESS):
-            def work():
+        def got(path: str, *options: str, host: str = ADDRESS) -> Work:
+            def work() -> float:
                 files = folder / "got"
                 files.mkdir()
                 taken = seconds_of(lambda: run(lantrix, "--host", host, "get", "--raw", path, files / "f.####",
@@ -130,7 +136,7 @@ def main():
                 return taken
             return work
 
-        def put(count, width, height):
+        def put(count: int, width: int, height: int) -> tuple[str, int]:
             """A clip of noise; its path and bytes. The files of its frames stay."""
             for i in range(count):
                 (folder / f"frame.{i:04}").write_bytes(os.urandom(width * height * 3))
@@ -139,7 +145,7 @@ def main():
                 folder / "frame.####", path)
             return path, count * width * height * 3
 
-        def remove_files():
+        def remove_files() -> None:
             for file in folder.glob("frame.*"):
                 file.unlink()
 
@@ -154,7 +160,7 @@ def main():
                                            stderr=subprocess.DEVNULL)
                 time.sleep(1)
 
-                def rival():
+                def rival() -> float:
                     with Folder(mounted, "rclone", "mount", ":http:", mounted, "--http-url",
                                 f"http://{ADDRESS}:8080", "--read-only", "--vfs-cache-mode", "off") as there:
                         return seconds_of(lambda: read_all(there))

@@ -71,8 +71,8 @@ void removeFile(const std::string& file) {
 
 // ---- from a folder
 
-FolderSource::FolderSource(std::string folder, const TreeRules& rules)
-    : folder_(withoutSlash(std::move(folder))), rules_(rules) {
+FolderSource::FolderSource(std::string folder, TreeRules rules)
+    : folder_(withoutSlash(std::move(folder))), rules_(std::move(rules)) {
     std::error_code error;
     if (!std::filesystem::is_directory(folder_, error)) {
         throw Failure(Status::FrameMissing, "'" + folder_ + "' is not a folder")
@@ -111,7 +111,7 @@ namespace {
 
 class FolderSourceLane : public SourceLane {
 public:
-    explicit FolderSourceLane(const TreeRules& rules) : rules_(rules) {}
+    explicit FolderSourceLane(TreeRules rules) : rules_(std::move(rules)) {}
 
     // Looks at every file before the first is sent.
     OpenSource frames(const TreeItem& clip, const std::vector<int>& indices) override {
@@ -166,8 +166,8 @@ std::unique_ptr<SourceLane> FolderSource::openLane() {
 
 // ---- to a folder
 
-FolderTarget::FolderTarget(std::string folder, const TreeRules& rules)
-    : folder_(withoutSlash(std::move(folder))), rules_(rules) {}
+FolderTarget::FolderTarget(std::string folder, TreeRules rules)
+    : folder_(withoutSlash(std::move(folder))), rules_(std::move(rules)) {}
 
 void FolderTarget::makePath(const TreePath& path) const {
     const std::string folder = folderOf(folder_, path);
@@ -264,8 +264,8 @@ namespace {
 
 class FolderTargetLane : public TargetLane {
 public:
-    FolderTargetLane(std::string top, const TreeRules& rules)
-        : top_(std::move(top)), rules_(rules) {}
+    FolderTargetLane(std::string top, TreeRules rules)
+        : top_(std::move(top)), rules_(std::move(rules)) {}
 
     std::string fill(const TreeJob& job, SourceLane& from, JobProgress& progress) override {
         if (!job.from.isClip) {

@@ -12,7 +12,7 @@ namespace tool {
 class FolderSource : public TreeSource {
 public:
     /// A path that is not a folder is refused.
-    FolderSource(std::string folder, const TreeRules& rules);
+    FolderSource(std::string folder, TreeRules rules);
 
     [[nodiscard]] std::vector<TreeItem> list(Troubles& troubles) override;
     [[nodiscard]] std::unique_ptr<SourceLane> openLane() override;
@@ -31,7 +31,7 @@ private:
 
 class FolderTarget : public TreeTarget {
 public:
-    FolderTarget(std::string folder, const TreeRules& rules);
+    FolderTarget(std::string folder, TreeRules rules);
 
     [[nodiscard]] std::vector<TreeItem> list(Troubles& troubles,
                                              const std::set<std::string>& tops) override;

@@ -76,8 +76,8 @@ std::string patternFor(const std::string& fileName, const LantrixClipFormat& for
     return fileName + ".####" + extension;
 }
 
-SequenceFolder::SequenceFolder(std::string folder, const TreeRules& rules)
-    : folder_(std::move(folder)), rules_(rules) {
+SequenceFolder::SequenceFolder(std::string folder, TreeRules rules)
+    : folder_(std::move(folder)), rules_(std::move(rules)) {
     std::error_code error;
     for (const auto& entry : std::filesystem::directory_iterator(folder_, error)) {
         const std::string name = entry.path().filename().string();

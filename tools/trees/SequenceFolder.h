@@ -14,7 +14,7 @@ namespace tool {
 class SequenceFolder {
 public:
     /// Looks into the folder.
-    SequenceFolder(std::string folder, const TreeRules& rules);
+    SequenceFolder(std::string folder, TreeRules rules);
 
     [[nodiscard]] const std::string& folder() const { return folder_; }
     /// Names of folders in it.

@@ -39,9 +39,9 @@ std::string streamText(Session& session, const LantrixNodeHandle& node, const st
 class ServerSourceLane : public SourceLane {
 public:
     ServerSourceLane(const Options& options, const std::string& host,
-                     std::shared_ptr<lantrix::Pool> pool, const TreeRules& rules)
+                     std::shared_ptr<lantrix::Pool> pool, TreeRules rules)
         : session_(std::make_shared<Session>(options, host)), pool_(std::move(pool)),
-          rules_(rules) {}
+          rules_(std::move(rules)) {}
 
     OpenSource frames(const TreeItem& clip, const std::vector<int>& indices) override {
         Address address;
@@ -68,9 +68,9 @@ private:
 class ServerTargetLane : public TargetLane {
 public:
     ServerTargetLane(const Options& options, Address top, std::shared_ptr<lantrix::Pool> pool,
-                     const TreeRules& rules, const std::map<TreePath, std::string>& ids)
+                     TreeRules rules, const std::map<TreePath, std::string>& ids)
         : session_(std::make_shared<Session>(options, top.host)), top_(std::move(top)),
-          pool_(std::move(pool)), rules_(rules), ids_(ids) {}
+          pool_(std::move(pool)), rules_(std::move(rules)), ids_(ids) {}
 
     std::string fill(const TreeJob& job, SourceLane& from, JobProgress& progress) override {
         const bool isNew = job.from.isClip && !job.there;

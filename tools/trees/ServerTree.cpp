@@ -69,8 +69,8 @@ bool isSameStorage(Session& a, Session& b) {
     return a.host() == b.host() || storageOf(a) == storageOf(b);
 }
 
-ServerSource::ServerSource(const Options& options, const std::string& host, const TreeRules& rules)
-    : rules_(rules), session_(std::make_shared<Session>(options, host)),
+ServerSource::ServerSource(const Options& options, const std::string& host, TreeRules rules)
+    : rules_(std::move(rules)), session_(std::make_shared<Session>(options, host)),
       pool_(openFramePool(*session_, options)) {}
 
 void ServerSource::add(const FoundNode& node, const TreePath& path) {
@@ -102,8 +102,9 @@ std::string ServerSource::text(const TreePath& path) const {
 
 // ---- the other end
 
-ServerTarget::ServerTarget(const Options& options, const Address& top, const TreeRules& rules)
-    : rules_(rules), address_(top), session_(std::make_shared<Session>(options, top.host)),
+ServerTarget::ServerTarget(const Options& options, const Address& top, TreeRules rules)
+    : rules_(std::move(rules)), address_(top),
+      session_(std::make_shared<Session>(options, top.host)),
       pool_(openFramePool(*session_, options)) {
     top_.address = top;
     top_.address.components.clear();

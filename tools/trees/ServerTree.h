@@ -15,7 +15,7 @@ namespace tool {
 /// Nodes of one server and all below them.
 class ServerSource : public TreeSource {
 public:
-    ServerSource(const Options& options, const std::string& host, const TreeRules& rules);
+    ServerSource(const Options& options, const std::string& host, TreeRules rules);
 
     [[nodiscard]] Session& session() { return *session_; }
     /// Adds a node, whose path in the tree will be \p path.
@@ -39,7 +39,7 @@ private:
 class ServerTarget : public TreeTarget {
 public:
     /// Looks how much of the address is there. A clip is refused.
-    ServerTarget(const Options& options, const Address& top, const TreeRules& rules);
+    ServerTarget(const Options& options, const Address& top, TreeRules rules);
 
     [[nodiscard]] Session& session() { return *session_; }
     [[nodiscard]] bool isThere() const { return missing_.empty(); }

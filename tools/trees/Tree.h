@@ -102,9 +102,8 @@ public:
 /// The frames of a job that are the same at both ends, as they become so. Any thread.
 class JobProgress {
 public:
-    JobProgress(const TreeJob& job, StepDone done) : job_(job), done_(std::move(done)) {
-        same_ = job.known;
-    }
+    JobProgress(const TreeJob& job, StepDone done)
+        : job_(job), done_(std::move(done)), same_(job.known) {}
     [[nodiscard]] StepDone stepDone() {
         return [this](std::size_t step, const StepResult& result) {
             {

@@ -33,9 +33,9 @@ namespace {
 class TreeVerb {
 public:
     TreeVerb(Context& context, std::string verb, TreeSource& source, TreeTarget& target,
-             const TreeRules& rules)
+             TreeRules rules)
         : context_(context), verb_(std::move(verb)), source_(source), target_(target),
-          rules_(rules), troubles_(context.output) {}
+          rules_(std::move(rules)), troubles_(context.output) {}
 
     /// What there is at both ends; \p tops as for TreeTarget::list().
     void list(const std::set<std::string>& tops = {}) {
