@@ -139,8 +139,8 @@ private:
         });
     }
 
-    static bool isBelow(const Address& address, const Address& above) {
-        return (address.text() + "/").rfind(above.text() + "/", 0) == 0;
+    static bool isBelow(const Address& lower, const Address& above) {
+        return (lower.text() + "/").rfind(above.text() + "/", 0) == 0;
     }
 
     // The same node, or one below a node that is removed anyway.
