@@ -98,7 +98,7 @@ Integer integerOfJson(const json& value) {
 
 float floatOfJson(const json& value) {
     if (!value.is_number() ||
-        std::abs(value.get<double>()) > double{std::numeric_limits<float>::max()})
+        std::abs(value.get<double>()) > static_cast<double>(std::numeric_limits<float>::max()))
         refuseNumber(value);
     return value.get<float>();
 }

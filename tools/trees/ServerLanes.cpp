@@ -103,7 +103,7 @@ private:
         FoundNode parent{below(top_, above), {session_->server(), parentId.c_str()}};
         FoundNode made{addressOf(job),
                        makeClipNode(*session_, parent, name, *job.from.format, type)};
-        const std::string id = made.handle.getNodeId().id();
+        std::string id = made.handle.getNodeId().id();
         try {
             setFrameCount(*session_, made, job.from.frames);
         } catch (const Failure&) {

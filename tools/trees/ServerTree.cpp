@@ -105,11 +105,10 @@ std::string ServerSource::text(const TreePath& path) const {
 ServerTarget::ServerTarget(const Options& options, const Address& top, TreeRules rules)
     : rules_(std::move(rules)), address_(top),
       session_(std::make_shared<Session>(options, top.host)),
-      pool_(openFramePool(*session_, options)) {
+      pool_(openFramePool(*session_, options)), missing_(top.components) {
     top_.address = top;
     top_.address.components.clear();
     top_.handle = findNode(*session_, top_.address);
-    missing_ = top.components;
     while (!missing_.empty()) {
         std::optional<FoundNode> below = findChild(*session_, top_, missing_.front());
         if (!below)
