@@ -29,6 +29,19 @@ bool makeRoomFor(LantrixNodeHandle& clip, int index, std::mutex& appending) {
     return clip.getNumFrames(count) && (index < count || clip.setNumFrames(index + 1));
 }
 
+// What is not an image of the clip is not shown under the frame's name, though it may stay open.
+image::Bytes frameOfDraft(const Clip& clip, const image::Bytes& bytes, Draft& draft,
+                          std::uint64_t changes) {
+    try {
+        return frameOfFile(clip, bytes);
+    } catch (...) {
+        const std::lock_guard<std::mutex> lock(draft.mutex);
+        if (draft.index)
+            draft.refused = changes;
+        throw;
+    }
+}
+
 } // namespace
 
 // The frame that a name in a clip's folder stands for, by whatever kind of file: one that is there,
@@ -183,7 +196,7 @@ void FileSystem::store(fuse_req_t request, const Drafts::Pointer& draft, int ind
     }
     const auto question = [=](lantrix::Connection& connection, int& error) {
         error = EINVAL; // of what is not an image of the clip
-        const image::Bytes frame = frameOfFile(*folder->clip(), *bytes);
+        const image::Bytes frame = frameOfDraft(*folder->clip(), *bytes, *draft, changes);
         LantrixNodeHandle clip(connection.server, node->name.id.c_str());
         if (makeRoomFor(clip, index, appending_) &&
             clip.writeFrame(index, frame.data(), static_cast<int>(frame.size())))

@@ -36,12 +36,22 @@ Drafts::Pointer Drafts::make(std::uint32_t folder, const std::string& name,
 Drafts::Pointer Drafts::ofFrame(FileNumber number, const std::string& name) {
     const std::lock_guard<std::mutex> lock(mutex_);
     Pointer& draft = byNumber_[number.whole()];
-    if (draft == nullptr) {
-        draft = std::make_shared<Draft>(number, name, number.frame());
-        draft->changed = now();
-        byName_[{number.folder, name}] = draft;
+    if (draft != nullptr) {
+        const std::lock_guard<std::mutex> itsLock(draft->mutex);
+        if (!draft->isRefused())
+            return draft;
+        giveUp(*draft);
     }
+    draft = std::make_shared<Draft>(number, name, number.frame());
+    draft->changed = now();
+    byName_[{number.folder, name}] = draft;
     return draft;
+}
+
+// Its bytes are not counted any more; they go with the last handle.
+void Drafts::giveUp(Draft& draft) {
+    used_ -= draft.bytes.size();
+    draft.isKept = false;
 }
 
 Drafts::Pointer Drafts::shown(const Pointer& draft) {
@@ -86,7 +96,6 @@ void Drafts::rename(const Pointer& draft, const std::string& name) {
     byName_[{draft->number.folder, name}] = draft;
 }
 
-// Its bytes are not counted any more; they go with the last handle.
 void Drafts::remove(const Pointer& draft) {
     const std::lock_guard<std::mutex> lock(mutex_);
     const std::lock_guard<std::mutex> itsLock(draft->mutex);
@@ -95,8 +104,7 @@ void Drafts::remove(const Pointer& draft) {
         return;
     byNumber_.erase(found);
     byName_.erase({draft->number.folder, draft->name});
-    used_ -= draft->bytes.size();
-    draft->isKept = false;
+    giveUp(*draft);
 }
 
 bool Drafts::takeRoom(std::uint64_t before, std::uint64_t size) {

@@ -30,18 +30,25 @@ struct Draft {
     std::optional<int> index; ///< Of the frame that it is to be.
     image::Bytes bytes;
     std::uint64_t changes = 0; ///< How often it was written to,
-    std::uint64_t stored = 0;  ///< and how often when it was stored.
+    std::uint64_t stored = 0;  ///< how often when it was stored,
+    std::uint64_t refused = 0; ///< and how often when it was no image of its clip.
     unsigned open = 0;         ///< By how many handles.
     bool isKept = true;        ///< Until it is taken out.
     timespec changed{};
 
     [[nodiscard]] bool isUnstored() const { return changes != stored; }
+    [[nodiscard]] bool wasRefused() const {
+        const std::lock_guard<std::mutex> lock(mutex);
+        return isRefused();
+    }
     [[nodiscard]] std::string shownName() const {
         const std::lock_guard<std::mutex> lock(mutex);
         return name;
     }
+    /// Until it is written to again, the frame is as it was.
+    [[nodiscard]] bool isRefused() const { return refused != 0 && refused == changes; }
     /// False when the frame says all that there is to say.
-    [[nodiscard]] bool isShown() const { return stored == 0 || isUnstored(); }
+    [[nodiscard]] bool isShown() const { return (stored == 0 || isUnstored()) && !isRefused(); }
 };
 
 class Drafts {
@@ -54,7 +61,8 @@ public:
     /// A file that is not a frame yet, or for good; null when the name is taken.
     [[nodiscard]] Pointer make(std::uint32_t folder, const std::string& name,
                                std::optional<int> index);
-    /// The file of a frame that is there or comes next; made when there is none.
+    /// The file of a frame that is there or comes next; made when there is none, or one that was
+    /// refused.
     [[nodiscard]] Pointer ofFrame(FileNumber number, const std::string& name);
     /// Null when there is no such file that is shown.
     [[nodiscard]] Pointer find(FileNumber number) const;
@@ -82,6 +90,7 @@ private:
     using Key = std::pair<std::uint32_t, std::string>;
 
     static Pointer shown(const Pointer& draft);
+    void giveUp(Draft& draft);
     [[nodiscard]] int resizeLocked(Draft& draft, std::uint64_t size);
     [[nodiscard]] bool takeRoom(std::uint64_t before, std::uint64_t size);
 

@@ -348,7 +348,8 @@ private:
         if (index >= open_.drafts.size())
             return false;
         const Draft& draft = *open_.drafts[index];
-        if (draft.number.isFrame() && draft.number.frame() < open_.folder->clip()->frames())
+        if (draft.wasRefused() ||
+            (draft.number.isFrame() && draft.number.frame() < open_.folder->clip()->frames()))
             return true;
         if (!put(before + place, draft.shownName(), fileSystem_.entry(draft)))
             return false;
