@@ -66,10 +66,11 @@ public:
         [[nodiscard]] int place(long long index) const;
     };
     [[nodiscard]] std::shared_ptr<const Clip> clip();
-    /// Calls \p function with the handle, which borrows the connection's and is the call's alone.
+    /// Calls \p function with the handle, which borrows the connection's and is the call's alone,
+    /// and with the call.
     template <class Function>
     void withHandle(Function&& function) {
-        connection_->call([&](Call& call) { function(handle(call.server)); });
+        connection_->call([&](Call& call) { function(handle(call.server), call); });
     }
 
 private:

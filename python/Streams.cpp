@@ -21,6 +21,14 @@ lantrix::FrameWindow windowOf(unsigned connections, unsigned ahead) {
             std::size_t{connections} + ahead + static_cast<std::size_t>(mostLent)};
 }
 
+// Readers and writers ask for these when they are made, and would tell a failure as one of theirs,
+// later: a call that was ended would not be known as such any more.
+bool askOfFrames(const LantrixNodeHandle& clip, Call& call) {
+    LantrixClipFormat format;
+    int frames = 0;
+    return call.check(clip.getClipFormat(format) && clip.getNumFrames(frames));
+}
+
 // A frame whose memory is an array's. It is let go with the interpreter's lock.
 struct LentFrame {
     lantrix::FrameBuffer pixels;
@@ -67,9 +75,10 @@ FrameSource::FrameSource(Node& clip, std::vector<int> indices, unsigned connecti
     : Pooled(clip.connection(), connections), clip_(clip.clip()),
       lent_(std::make_shared<std::atomic<int>>(0)) {
     static_cast<void>(clip_->known());
-    clip.withHandle([&](const LantrixNodeHandle& handle) {
-        reader_ = std::make_unique<lantrix::FrameReader>(pool(), handle, std::move(indices),
-                                                         windowOf(connections, ahead));
+    clip.withHandle([&](const LantrixNodeHandle& handle, Call& call) {
+        if (askOfFrames(handle, call))
+            reader_ = std::make_unique<lantrix::FrameReader>(pool(), handle, std::move(indices),
+                                                             windowOf(connections, ahead));
     });
 }
 
@@ -112,9 +121,10 @@ FrameSink::FrameSink(Node& clip, unsigned connections, unsigned ahead)
                 "frame " + std::to_string(result.index) + ": " + result.failure.text;
         }
     };
-    clip.withHandle([&](const LantrixNodeHandle& handle) {
-        writer_ = std::make_unique<lantrix::FrameWriter>(pool(), handle, told,
-                                                         windowOf(connections, ahead));
+    clip.withHandle([&](const LantrixNodeHandle& handle, Call& call) {
+        if (askOfFrames(handle, call))
+            writer_ = std::make_unique<lantrix::FrameWriter>(pool(), handle, told,
+                                                             windowOf(connections, ahead));
     });
 }
 
