@@ -238,12 +238,12 @@ TEST_F(DevServerTest, ConnectionsHaveABoundTogether) {
     DevServerOptions bounded = options("127.0.0.124");
     bounded.connections = 2;
     const DevServer server(bounded);
-    CommandClient command("127.0.0.124");
-    EXPECT_EQ("ok ", command("Ping "));
-    FrameClient frame("127.0.0.124");
+    CommandClient first("127.0.0.124");
+    CommandClient second("127.0.0.124");
+    EXPECT_EQ("ok ok ", first("Ping ") + second("Ping "));
     EXPECT_EQ("error There are 2 connections already: this one is refused.",
               CommandClient("127.0.0.124").receiveUntil('\n'));
-    frame.close(/*abortive=*/false);
+    second.close(/*abortive=*/false);
     std::string reply;
     for (int i = 0; i < 1000 && reply != "ok "; ++i) // once the end is noticed
         reply = CommandClient("127.0.0.124")("Ping ");
