@@ -58,7 +58,10 @@ private:
     std::size_t countKnown();
     Entries::iterator firstKnown();
     Failure visit(LantrixServerHandle& server, Ticket& ticket);
-    [[nodiscard]] bool askAll(const LantrixNodeHandle& node, WalkedNode& walked) const;
+    static bool noted(WalkedNode& walked, WalkedNode::Question question, bool succeeded);
+    [[nodiscard]] bool isDescribed(const WalkedNode& walked) const;
+    [[nodiscard]] bool askIdentity(const LantrixNodeHandle& node, WalkedNode& walked) const;
+    [[nodiscard]] bool askDetails(const LantrixNodeHandle& node, WalkedNode& walked) const;
     static bool askName(const LantrixNodeHandle& node, WalkedNode& walked);
     static bool askFormat(const LantrixNodeHandle& node, WalkedNode& walked);
     static bool askKind(const LantrixNodeHandle& node, WalkedNode& walked);
@@ -146,42 +149,53 @@ Failure TreeWalkerCore::visit(LantrixServerHandle& server, Ticket& ticket) {
     ticket.children.clear();
     walked.unanswered = WalkedNode::Question::None;
     Failure failure;
-    if (walked.depth < options_.depth && !askChildren(node, ticket)) {
+    const bool isIdentified = askIdentity(node, walked);
+    if (!isIdentified)
         failure = Failure::lastOf(server);
-        walked.unanswered = WalkedNode::Question::Children;
-    }
     // What one question is refused, another may be told.
     if (failure && failure.kind != Failure::Kind::Refused)
         return failure;
-    const WalkedNode::Question first = walked.unanswered;
-    if (!askAll(node, walked) && !failure)
+    const bool hasChildren = !walked.isClip && walked.depth < options_.depth;
+    if (hasChildren && !noted(walked, WalkedNode::Question::Children, askChildren(node, ticket)) &&
+        isIdentified)
         failure = Failure::lastOf(server);
-    if (first != WalkedNode::Question::None)
-        walked.unanswered = first;
+    if (failure && failure.kind != Failure::Kind::Refused)
+        return failure;
+    if (isIdentified && isDescribed(walked) && !askDetails(node, walked) && !failure)
+        failure = Failure::lastOf(server);
     return failure;
 }
 
-// Notes what fails.
-bool TreeWalkerCore::askAll(const LantrixNodeHandle& node, WalkedNode& walked) const {
+// Whether a question succeeded; the first that did not is noted.
+bool TreeWalkerCore::noted(WalkedNode& walked, WalkedNode::Question question, bool succeeded) {
+    if (!succeeded && walked.unanswered == WalkedNode::Question::None)
+        walked.unanswered = question;
+    return succeeded;
+}
+
+bool TreeWalkerCore::isDescribed(const WalkedNode& walked) const {
+    return !options_.isDescribed || options_.isDescribed(walked.name);
+}
+
+bool TreeWalkerCore::askIdentity(const LantrixNodeHandle& node, WalkedNode& walked) const {
     using Question = WalkedNode::Question;
-    const auto asked = [&walked](Question question, bool succeeded) {
-        if (!succeeded)
-            walked.unanswered = question;
-        return succeeded;
-    };
-    if (walked.name.empty() && walked.depth == 0 && !asked(Question::Name, askName(node, walked)))
+    const bool isUnnamed = walked.name.empty() && walked.depth == 0;
+    if (isUnnamed && !noted(walked, Question::Name, askName(node, walked)))
         return false;
-    if (options_.isDescribed && !options_.isDescribed(walked.name))
-        return true;
-    if ((options_.kinds || options_.formats || options_.frames) &&
-        !asked(Question::Kind, askKind(node, walked)))
-        return false;
+    const bool isKindWanted = options_.kinds || options_.formats || options_.frames;
+    return !isKindWanted || !isDescribed(walked) ||
+           noted(walked, Question::Kind, askKind(node, walked));
+}
+
+bool TreeWalkerCore::askDetails(const LantrixNodeHandle& node, WalkedNode& walked) const {
+    using Question = WalkedNode::Question;
     if (options_.frames && walked.isClip &&
-        !asked(Question::Frames, node.getNumFrames(walked.frames)))
+        !noted(walked, Question::Frames, node.getNumFrames(walked.frames)))
         return false;
-    if (options_.formats && walked.isClip && !asked(Question::Format, askFormat(node, walked)))
+    if (options_.formats && walked.isClip &&
+        !noted(walked, Question::Format, askFormat(node, walked)))
         return false;
-    return !options_.streams || asked(Question::Streams, askStreams(node, walked));
+    return !options_.streams || noted(walked, Question::Streams, askStreams(node, walked));
 }
 
 bool TreeWalkerCore::askName(const LantrixNodeHandle& node, WalkedNode& walked) {

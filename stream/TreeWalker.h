@@ -31,7 +31,8 @@ struct WalkOptions {
     Order order = Order::ParentFirst;
     /// Levels below the first node; that many levels down no children are asked for.
     int depth = INT_MAX;
-    /// Kind and type. Sends "GetNodeType" and "GetNodeTypeStr" for each node.
+    /// Kind and type. Sends "GetNodeType" and "GetNodeTypeStr" for each node, and "GetChildren"
+    /// only for those that are not clips: these have no nodes below them.
     bool kinds = false;
     /// Of clips, the format ("GetClipFormat") and the count of frames ("GetFrames"). Each has the
     /// kinds asked too.
@@ -53,7 +54,7 @@ struct WalkStart {
 /// One node as a walk has found it. What was not asked is as it is here.
 struct WalkedNode {
     /// Something that is asked of a node, in this order.
-    enum class Question { None, Children, Name, Kind, Frames, Format, Streams };
+    enum class Question { None, Name, Kind, Children, Frames, Format, Streams };
 
     std::string id;                          ///< Names it on its server.
     std::string name;                        ///< The name that people see.
@@ -80,8 +81,8 @@ public:
 
     /// Will visit the node named \p id on the pool's host and all below it, children in the order
     /// in which the server lists them, and begins at once. Sends "GetDisplayName" for the first
-    /// node, "GetChildren" for each, and what \p options ask for, on another connection again when
-    /// one broke.
+    /// node, "GetChildren" for each (see WalkOptions), and what \p options ask for, on another
+    /// connection again when one broke.
     TreeWalker(Pool& pool, const std::string& id, const WalkOptions& options = WalkOptions());
     /// The same for several nodes, one behind the other.
     TreeWalker(Pool& pool, const std::vector<WalkStart>& starts,

@@ -96,9 +96,11 @@ TEST_F(Walk, TellsTheDetailsThatWereAskedFor) {
     WalkOptions options;
     options.formats = options.frames = options.streams = true;
     Pool pool(server.host(), 2);
+    const std::size_t before = server.logged("GetChildren").size();
     TreeWalker walker(pool, reel.getNodeId().id(), options);
     const WalkedNode folder = *walker.next(), found = *walker.next();
     EXPECT_FALSE(walker.next());
+    EXPECT_EQ(1U, server.logged("GetChildren").size() - before) << "a clip has no children";
     EXPECT_EQ("Reel folder", folder.name + " " + folder.kind);
     EXPECT_FALSE(folder.isClip || folder.format || folder.failure);
     EXPECT_EQ("clip clip", found.name + " " + found.kind);
