@@ -49,21 +49,19 @@ bool LantrixReplyReader::readFloat(float& value) {
     return parsed;
 }
 
-bool LantrixReplyReader::readWord(std::string& word, std::size_t longest) {
+void LantrixReplyReader::readWord(std::string& word, std::size_t longest) {
     if (!skipBlanks())
-        return false;
+        return;
     const char* end = rest_;
     while (*end != '\0' && !isBlank(*end))
         ++end;
     word.assign(rest_, std::min(longest, static_cast<std::size_t>(end - rest_)));
     rest_ = end;
-    return true;
 }
 
-bool LantrixReplyReader::readRest(std::string& rest, std::size_t longest) {
+void LantrixReplyReader::readRest(std::string& rest, std::size_t longest) {
     if (!skipBlanks())
-        return false;
+        return;
     rest.assign(rest_, strnlen(rest_, longest));
     rest_ += rest.size();
-    return true;
 }

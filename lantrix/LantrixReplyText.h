@@ -19,10 +19,12 @@ public:
     /// A decimal number within int; false, and \p value as it was, for anything else.
     bool readInt(int& value);
     bool readFloat(float& value);
-    /// A word without blanks; more than \p longest characters of it are dropped.
-    bool readWord(std::string& word, std::size_t longest);
-    /// What follows the white space, cut to \p longest characters.
-    bool readRest(std::string& rest, std::size_t longest);
+    /// A word without blanks, of which more than \p longest characters are dropped; \p word as it
+    /// was behind the last one.
+    void readWord(std::string& word, std::size_t longest);
+    /// What follows the white space, cut to \p longest characters; \p rest as it was where nothing
+    /// more is read.
+    void readRest(std::string& rest, std::size_t longest);
 
 private:
     bool skipBlanks();

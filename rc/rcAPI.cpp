@@ -30,9 +30,7 @@ std::string requestLine(int id, const char* method, const char* args, bool sync)
 
 rcAPI::rcAPI() : result_(std::make_unique<rcResult>()), stopFlag_(false), repliesOwed_(0) {}
 
-rcAPI::~rcAPI() {
-    disconnect();
-}
+rcAPI::~rcAPI() = default;
 
 bool rcAPI::isConnected() const {
     return connection_ != nullptr;

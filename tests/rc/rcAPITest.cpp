@@ -1,10 +1,16 @@
 // One call on the command connection.
 #include "rc/rcAPI.h"
+
+#include "base/tcp/src/CoIoTcpDescriptor.h"
 #include "tests/support/ScriptedServer.h"
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cerrno>
+
+#include <sys/socket.h>
+#include <unistd.h>
 
 namespace {
 
@@ -22,6 +28,23 @@ TEST_F(rcAPITest, CallWithoutAConnectionSaysSo) {
     EXPECT_EQ("Connection not established.", result);
     EXPECT_EQ(result, api.lastError());
     EXPECT_FALSE(api.isConnected());
+}
+
+TEST_F(rcAPITest, LeavesTheSizesOfItsBuffersToTheSystem) {
+    server.commands({awaitClose, awaitClose});
+    const auto sizesOf = [](int socket) {
+        std::array<int, 2> sizes{};
+        socklen_t length = sizeof sizes[0];
+        EXPECT_EQ(0, ::getsockopt(socket, SOL_SOCKET, SO_SNDBUF, &sizes[0], &length));
+        EXPECT_EQ(0, ::getsockopt(socket, SOL_SOCKET, SO_RCVBUF, &sizes[1], &length));
+        return sizes;
+    };
+    const int next = ::dup(0);
+    ::close(next);
+    ASSERT_TRUE(api.connect(server.host(), 7549));
+    const CoIoTcpDescriptor plain(server.host(), 7549, 0, 0, 10);
+    EXPECT_EQ(sizesOf(plain.id()), sizesOf(next));
+    api.disconnect();
 }
 
 TEST_F(rcAPITest, AsynchronousCallReadsNothing) {

@@ -3,6 +3,7 @@
 #include "base/loggerBase/src/CoAssert.h"
 #include "base/loggerBase/src/CoText.h"
 
+#include <algorithm>
 #include <cctype>
 #include <chrono>
 #include <cstdarg>
@@ -24,10 +25,9 @@ std::string lastComponent(const char* file) {
 }
 
 int trimmedLength(const std::string& text) {
-    std::size_t length = text.size();
-    while (length > 0 && std::isspace(static_cast<unsigned char>(text[length - 1])) != 0)
-        --length;
-    return static_cast<int>(length);
+    const auto last = std::find_if(text.rbegin(), text.rend(),
+                                   [](unsigned char c) { return std::isspace(c) == 0; });
+    return static_cast<int>(text.rend() - last);
 }
 
 // Month, day and year, then the time of day; neither when the system can't tell.

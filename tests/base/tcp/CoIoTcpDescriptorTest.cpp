@@ -37,7 +37,7 @@ TEST(CoIoTcpDescriptor, FailureToConnectSaysWhyAndKeepsTheSocket) {
 
 TEST(CoIoTcpDescriptor, ConnectedSocketHasTheOptionsAskedFor) {
     ScriptedServer server;
-    server.commands({awaitClose, awaitClose, awaitClose});
+    server.commands({awaitClose, awaitClose, awaitClose, awaitClose});
     const auto sizes = [&](int asked) {
         const CoIoTcpDescriptor descriptor(server.host(), 7549, asked, asked, 10);
         EXPECT_STREQ("", descriptor.lastError());
@@ -49,10 +49,11 @@ TEST(CoIoTcpDescriptor, ConnectedSocketHasTheOptionsAskedFor) {
         return std::make_pair(option(descriptor, SOL_SOCKET, SO_SNDBUF),
                               option(descriptor, SOL_SOCKET, SO_RCVBUF));
     };
-    const auto defaults = sizes(0), sized = sizes(20000);
+    const auto defaults = sizes(0), least = sizes(1), sized = sizes(20000);
     EXPECT_EQ(defaults, sizes(-1));
     EXPECT_NE(defaults.first, sized.first);
     EXPECT_EQ(sized.first, sized.second);
+    EXPECT_TRUE(least.first < sized.first && least.second < sized.second);
 }
 
 TEST(CoIoTcpDescriptor, RefusedOptionsAreLoggedWithTheirPlace) {
