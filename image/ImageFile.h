@@ -7,6 +7,7 @@
 
 #include "image/ImageOptions.h"
 #include "image/PixelLayout.h"
+#include "image/ScreenView.h"
 
 #include <string>
 
@@ -33,6 +34,9 @@ void writePam(const Image& image, int descriptor, const std::string& name);
 void writePng(const Image& image, int descriptor, const std::string& name);
 void writeExr(const Image& image, int descriptor, const std::string& name,
               const WriteOptions& options = {});
+
+/// A JPEG file for viewing, in memory; the quality is from 1 to 100.
+[[nodiscard]] std::string bytesOfJpeg(const Viewed& viewed, int quality);
 
 } // namespace image
 

@@ -1,6 +1,7 @@
 // JPEG files by libjpeg, whose errors arrive by longjmp: no function here makes an object with a
 // destructor after its setjmp. JPEG is lossy, so files are only written, for viewing.
 #include "image/Error.h"
+#include "image/ImageFile.h"
 #include "image/ImageFormats.h"
 
 #include <csetjmp>
@@ -25,6 +26,14 @@ struct ErrorManager {
     std::longjmp(manager->jump, 1);
 }
 
+// Rows from top to bottom without padding.
+struct JpegSource {
+    const unsigned char* pixels;
+    int width;
+    int height;
+    int channels; // 1 gray, 3 RGB
+};
+
 class JpegWriter {
 public:
     JpegWriter() {
@@ -40,15 +49,14 @@ public:
     JpegWriter& operator=(const JpegWriter&) = delete;
 
     /// False with an error().
-    [[nodiscard]] bool write(const Image& image) {
-        constexpr int quality = 92;
+    [[nodiscard]] bool write(const JpegSource& image, int quality) {
         if (setjmp(manager_.jump) != 0)
             return false;
         jpeg_mem_dest(&jpeg_, &bytes_, &size_);
         jpeg_.image_width = static_cast<JDIMENSION>(image.width);
         jpeg_.image_height = static_cast<JDIMENSION>(image.height);
-        jpeg_.input_components = 3;
-        jpeg_.in_color_space = JCS_RGB;
+        jpeg_.input_components = image.channels;
+        jpeg_.in_color_space = image.channels == 3 ? JCS_RGB : JCS_GRAYSCALE;
         jpeg_set_defaults(&jpeg_);
         jpeg_set_quality(&jpeg_, quality, TRUE);
         jpeg_start_compress(&jpeg_, TRUE);
@@ -62,11 +70,11 @@ public:
     }
 
 private:
-    void writeRows(const Image& image) {
-        const std::size_t stride = 3 * static_cast<std::size_t>(image.width);
+    void writeRows(const JpegSource& image) {
+        const auto stride =
+            static_cast<std::size_t>(image.channels) * static_cast<std::size_t>(image.width);
         while (jpeg_.next_scanline < jpeg_.image_height) {
-            auto* row = reinterpret_cast<JSAMPROW>(
-                const_cast<char*>(&image.pixels[jpeg_.next_scanline * stride]));
+            auto* row = const_cast<JSAMPROW>(image.pixels + jpeg_.next_scanline * stride);
             jpeg_write_scanlines(&jpeg_, &row, 1);
         }
     }
@@ -80,11 +88,21 @@ private:
 } // namespace
 
 void writeJpeg(const Image& image, const std::string& file, const WriteOptions& /*options*/) {
+    constexpr int quality = 92;
     JpegWriter writer;
-    if (!writer.write(image))
+    const auto* pixels = reinterpret_cast<const unsigned char*>(image.pixels.data());
+    if (!writer.write({pixels, image.width, image.height, 3}, quality))
         failFile("can't write", file, std::string(writer.error()));
     const Descriptor descriptor(file, O_WRONLY | O_CREAT | O_TRUNC);
     writeAll(descriptor.number(), writer.bytes(), file);
+}
+
+std::string bytesOfJpeg(const Viewed& viewed, int quality) {
+    JpegWriter writer;
+    if (!writer.write({viewed.pixels.data(), viewed.width, viewed.height, viewed.channels},
+                      quality))
+        throw Error(ErrorKind::TooLarge, writer.error());
+    return std::string(writer.bytes());
 }
 
 } // namespace image

@@ -8,16 +8,16 @@
 
 namespace image {
 
-namespace {
-
-constexpr PixelLayout rgb8{SampleKind::Integer8, 3};
-
 unsigned char screenValue(float linear) {
     const float bounded = std::isnan(linear) ? 0.0F : std::clamp(linear, 0.0F, 1.0F);
     const float curved =
         bounded <= 0.0031308F ? 12.92F * bounded : 1.055F * std::pow(bounded, 1.0F / 2.4F) - 0.055F;
     return static_cast<unsigned char>(std::lround(curved * 255.0F));
 }
+
+namespace {
+
+constexpr PixelLayout rgb8{SampleKind::Integer8, 3};
 
 unsigned char sampleOf(const Image& image, std::size_t index) {
     if (image.layout.kind == SampleKind::Float) {

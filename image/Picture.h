@@ -12,6 +12,9 @@ namespace image {
 
 using Colour = std::array<unsigned char, 3>;
 
+/// What a screen shows of linear light, 1 being its white.
+[[nodiscard]] unsigned char screenValue(float linear);
+
 class Picture {
 public:
     Picture(int width, int height);

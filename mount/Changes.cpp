@@ -52,7 +52,7 @@ std::optional<int> FileSystem::frameOfName(std::uint32_t folder, const Clip& cli
     for (const Drafts::Pointer& draft : drafts_.in(folder)) {
         const std::lock_guard<std::mutex> lock(draft->mutex);
         if (draft->index)
-            beyond = std::max(beyond, *draft->index - clip.frames() + 2);
+            beyond = std::max(beyond, *draft->index - clip.count() + 2);
     }
     return clip.names().indexOfAnyKind(name, beyond);
 }
@@ -134,7 +134,7 @@ void FileSystem::openFrame(fuse_req_t request, FileNumber number, const FolderPo
     present.number = number;
     present.folder = folder;
     present.since = Nodes::Clock::now() - options_.fresh;
-    withFrame(request, present, [=](fuse_req_t asked, const FileBytes& bytes) {
+    withFrame(request, present, [=](fuse_req_t asked, const frames::FileBytes& bytes) {
         const Drafts::Pointer draft = drafts_.ofFrame(number, name);
         const int error = drafts_.fill(*draft, bytes.data(), bytes.size());
         if (error == 0) {
@@ -212,7 +212,7 @@ void FileSystem::store(fuse_req_t request, const Drafts::Pointer& draft, int ind
             drafts_.setTime(FileNumber::ofFrame(node->number, index), draft->changed);
         }
         frames_.drop({node->number, index});
-        if (index >= folder->clip()->frames())
+        if (index >= folder->clip()->count())
             nodes_.drop(node->number);
         answer(asked);
     });
@@ -266,7 +266,7 @@ void FileSystem::renameDraft(fuse_req_t request, const Drafts::Pointer& draft,
     const std::uint32_t number = draft->number.folder;
     const Drafts::Pointer other = drafts_.find(number, name);
     const std::optional<int> index = frameOfName(number, *folder->clip(), name);
-    const bool isThere = other != nullptr || (index && *index < folder->clip()->frames());
+    const bool isThere = other != nullptr || (index && *index < folder->clip()->count());
     if (folder->child(name) != nullptr || name == Folder::descriptionName ||
         (isThere && !isReplacing)) {
         fuse_reply_err(request, EEXIST);

@@ -30,7 +30,7 @@ timespec now() {
 
 bool hasFile(const Folder& folder, FileNumber number) {
     const std::shared_ptr<const Clip>& clip = folder.clip();
-    return clip != nullptr && (!number.isFrame() || number.frame() < clip->frames());
+    return clip != nullptr && (!number.isFrame() || number.frame() < clip->count());
 }
 
 // Part of a text, or of a file.
@@ -136,10 +136,10 @@ void FileSystem::withFolder(fuse_req_t request, fuse_ino_t number, WithFolder an
 }
 
 void FileSystem::withFrame(fuse_req_t request, const OpenFile& file, WithFrame answer) {
-    const FrameKey key{file.number.folder, file.number.frame()};
+    const frames::FrameKey key{file.number.folder, file.number.frame()};
     const Requests::Number held = requests_.hold(request);
     const auto got = [this, held, answer = std::move(answer)](const lantrix::Failure& failure,
-                                                              const FrameCache::File& bytes) {
+                                                              const frames::FrameCache::File& bytes) {
         noteConnection(failure);
         auto* const asked = requests_.take(held);
         if (asked != nullptr && failure)
@@ -313,7 +313,7 @@ private:
         place -= children.size();
         if (clip == nullptr)
             return false;
-        const auto frames = static_cast<std::size_t>(clip->frames());
+        const auto frames = static_cast<std::size_t>(clip->count());
         if (place > frames)
             return addDraft(children.size() + 2, place, place - frames - 1);
         if (place == 0)
@@ -349,7 +349,7 @@ private:
             return false;
         const Draft& draft = *open_.drafts[index];
         if (draft.wasRefused() ||
-            (draft.number.isFrame() && draft.number.frame() < open_.folder->clip()->frames()))
+            (draft.number.isFrame() && draft.number.frame() < open_.folder->clip()->count()))
             return true;
         if (!put(before + place, draft.shownName(), fileSystem_.entry(draft)))
             return false;
@@ -438,11 +438,11 @@ void FileSystem::read(fuse_req_t request, std::size_t size, off_t offset,
         replyPart(request, text.data(), text.size(), size, offset);
         return;
     }
-    withFrame(request, *file, [size, offset](fuse_req_t asked, const FileBytes& bytes) {
+    withFrame(request, *file, [size, offset](fuse_req_t asked, const frames::FileBytes& bytes) {
         replyPart(asked, bytes.data(), bytes.size(), size, offset);
     });
     if (!file->wasRead.exchange(true)) {
-        const FrameKey key{file->number.folder, file->number.frame()};
+        const frames::FrameKey key{file->number.folder, file->number.frame()};
         frames_.readAhead(file->folder->clip(), key, file->since);
     }
 }

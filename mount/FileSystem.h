@@ -5,8 +5,8 @@
 #ifndef MOUNT_FILESYSTEM_H
 #define MOUNT_FILESYSTEM_H
 
+#include "frames/FrameCache.h"
 #include "mount/Drafts.h"
-#include "mount/FrameCache.h"
 #include "mount/Handles.h"
 #include "mount/Nodes.h"
 #include "mount/Requests.h"
@@ -66,7 +66,7 @@ public:
 private:
     using FolderPointer = std::shared_ptr<const Folder>;
     using WithFolder = std::function<void(fuse_req_t request, const FolderPointer& folder)>;
-    using WithFrame = std::function<void(fuse_req_t request, const FileBytes& file)>;
+    using WithFrame = std::function<void(fuse_req_t request, const frames::FileBytes& file)>;
     using Answer = std::function<void(fuse_req_t request)>;
     using Ask = std::function<lantrix::Failure(lantrix::Connection& connection, int& error)>;
     struct OpenFolder;
@@ -121,7 +121,7 @@ private:
     Nodes::Clock::time_point dropped_; // when what is old was let go
     lantrix::Pool questions_;
     lantrix::Pool framePool_;
-    FrameCache frames_;
+    frames::FrameCache frames_;
     lantrix::WorkGroup asking_; // last: ends first
 };
 

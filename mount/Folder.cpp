@@ -42,16 +42,7 @@ bool askStreams(const LantrixNodeHandle& handle, std::vector<std::string>& names
 
 Clip::Clip(const LantrixNodeHandle& handle, const LantrixClipFormat& format, FrameNames names,
            image::FrameFile file)
-    : nowhere_(""), format_(format), file_(std::move(file)), names_(std::move(names)),
-      handle_(handle) {
-    handle_.setServer(nowhere_);
-}
-
-std::string Clip::frameId(int index) const {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    LantrixStr id;
-    return handle_.getFrameId(index, id) ? textOf(id) : "";
-}
+    : ClipFrames(handle, format, names.count(), std::move(file)), names_(std::move(names)) {}
 
 lantrix::Failure Folder::load(lantrix::Connection& connection, const MountOptions& options,
                               const NodeName& node, const std::string& path, bool& isGone,

@@ -4,13 +4,12 @@
 #ifndef MOUNT_FOLDER_H
 #define MOUNT_FOLDER_H
 
-#include "image/FrameFile.h"
+#include "frames/ClipFrames.h"
 #include "mount/MountOptions.h"
 #include "mount/Names.h"
 #include "stream/Work.h"
 
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -25,28 +24,17 @@ struct NodeName {
     std::string shown; ///< In the file system.
 };
 
-/// The frames of a clip.
-class Clip {
+/// The frames of a clip, and the names of their files.
+class Clip : public frames::ClipFrames {
 public:
     /// \p handle knows the format and the frames, and asks for nothing any more.
     Clip(const LantrixNodeHandle& handle, const LantrixClipFormat& format, FrameNames names,
          image::FrameFile file);
 
-    [[nodiscard]] const LantrixClipFormat& format() const { return format_; }
-    [[nodiscard]] const image::FrameFile& file() const { return file_; }
     [[nodiscard]] const FrameNames& names() const { return names_; }
-    [[nodiscard]] int frames() const { return names_.count(); }
-    /// The frame's id on the server.
-    [[nodiscard]] std::string frameId(int index) const;
 
 private:
-    LantrixServerHandle
-        nowhere_; // of the handle, which outlives the one that it was filled through
-    LantrixClipFormat format_;
-    image::FrameFile file_;
     FrameNames names_;
-    mutable std::mutex mutex_; // handles are one thread's at a time
-    LantrixNodeHandle handle_;
 };
 
 class Folder {

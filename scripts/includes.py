@@ -33,7 +33,8 @@ LAYERS = {
     "image": "lantrix/LantrixTypes.h",
     # Read by the development server too, and whatever the locale.
     "image/ClipShape.cpp": "image lantrix/LantrixTypes.h base/loggerBase/src/CoText.h",
-    "mount": f"stream image {PUBLIC}",
+    "frames": f"stream image {PUBLIC}",
+    "mount": f"frames stream image {PUBLIC}",
     "python": "stream image/PixelLayout.h image/SampleFormat.h image/Error.h "
               f"base/loggerBase/src/CoMsg.h {PUBLIC}",
     "devserver": f"image/ClipShape.h {RECORDS}",
@@ -42,8 +43,9 @@ LAYERS = {
     "tools/conform": f"tools/session tools/report {LIBRARY}",
     "tools/transfer": f"tools/session tools/report image stream {LIBRARY}",
     "tools/trees": f"tools/transfer tools/session tools/report image stream {LIBRARY}",
-    "tools/verbs": "mount tools/conform tools/trees tools/transfer tools/session tools/report image stream "
-    "devserver "
+    "tools/web": f"tools/session tools/report frames image stream {LIBRARY}",
+    "tools/verbs": "mount tools/web tools/conform tools/trees tools/transfer tools/session tools/report image "
+    "stream devserver "
     + LIBRARY,
     "tools": f"stream devserver {LIBRARY}",
     "examples": f"stream {PUBLIC}",

@@ -2,8 +2,8 @@
 # Sourced by the other scripts: which Debian packages they need, and how missing ones get here.
 
 build_packages="g++ cmake ninja-build libgtest-dev libasio-dev nlohmann-json3-dev libcli11-dev
-    libfuse3-dev fuse3 libjpeg-dev libopenexr-dev libpng-dev libtiff-dev libxxhash-dev pkg-config
-    dpkg-dev file"
+    libfuse3-dev fuse3 libjpeg-dev libopenexr-dev libpng-dev libtiff-dev libxxhash-dev
+    libcpp-httplib-dev pkg-config dpkg-dev file"
 x86_packages="g++-multilib googletest"
 clang_packages="clang libclang-rt-14-dev llvm"
 completion_packages="tmux bash zsh fish" # without them the tests of completion are skipped

@@ -96,6 +96,7 @@ void addVerbs(CLI::App& app, Context& context) {
     addLookVerbs(app, context);
     addMetadataVerbs(app, context);
     addMountVerb(app, context);
+    addWebVerb(app, context);
     addServerVerbs(app, context);
     addConformVerb(app, context);
     addBenchVerb(app, context);

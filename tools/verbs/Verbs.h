@@ -35,6 +35,8 @@ void addLookVerbs(CLI::App& app, Context& context);
 void addMetadataVerbs(CLI::App& app, Context& context);
 /// mount.
 void addMountVerb(CLI::App& app, Context& context);
+/// web.
+void addWebVerb(CLI::App& app, Context& context);
 /// ping, info, doctor, call, translate.
 void addServerVerbs(CLI::App& app, Context& context);
 /// conform.

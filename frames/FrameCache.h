@@ -1,12 +1,12 @@
-// The files of frames in memory, within a bound: read over all connections of a pool, what a
-// program waits for before what is read ahead; each frame once for all programs that want it.
+// The files of frames in memory, within a bound: read over all connections of a pool, what somebody
+// waits for before what is read ahead; each frame once for all who want it.
 // Owns the files, which whoever was given one may go on using; borrows the pool.
 // Any thread. Failures are values. A frame that failed is not kept: the next one to want it asks
 // again.
-#ifndef MOUNT_FRAMECACHE_H
-#define MOUNT_FRAMECACHE_H
+#ifndef FRAMES_FRAMECACHE_H
+#define FRAMES_FRAMECACHE_H
 
-#include "mount/Folder.h"
+#include "frames/ClipFrames.h"
 #include "stream/Pool.h"
 
 #include <chrono>
@@ -18,7 +18,7 @@
 #include <mutex>
 #include <vector>
 
-namespace mounted {
+namespace frames {
 
 /// The bytes of one file.
 class FileBytes {
@@ -37,12 +37,12 @@ private:
     std::size_t size_;
 };
 
-/// A frame of a clip, by the number of the clip's folder.
+/// A frame of a clip, by a number that is the clip's alone.
 struct FrameKey {
-    std::uint32_t folder = 0;
+    std::uint32_t clip = 0;
     int index = 0;
     bool operator<(const FrameKey& other) const {
-        return folder != other.folder ? folder < other.folder : index < other.index;
+        return clip != other.clip ? clip < other.clip : index < other.index;
     }
 };
 
@@ -57,11 +57,12 @@ public:
 
     /// Gives the file of a frame as it was at \p since or later: at once when it is there, else
     /// from a thread of the pool, where \p got must be brief.
-    void get(const std::shared_ptr<const Clip>& clip, FrameKey key, Clock::time_point since,
+    void get(const std::shared_ptr<const ClipFrames>& clip, FrameKey key, Clock::time_point since,
              Got got);
-    /// A program has begun to read this frame: reads those that come next for one that reads in
-    /// order, and gives up what was planned for one that has jumped.
-    void readAhead(const std::shared_ptr<const Clip>& clip, FrameKey key, Clock::time_point since);
+    /// Somebody has begun to read this frame: reads those that come next for one who reads in
+    /// order, and gives up what was planned for one who has jumped.
+    void readAhead(const std::shared_ptr<const ClipFrames>& clip, FrameKey key,
+                   Clock::time_point since);
     /// The frame is another one now.
     void drop(FrameKey key);
 
@@ -74,9 +75,9 @@ private:
     struct Entry {
         enum class State { Waiting, Reading, There };
         State state = State::Waiting;
-        std::shared_ptr<const Clip> clip; // until it is there
-        Clock::time_point read;           // when its reading began
-        bool isStale = false;             // was dropped on its way
+        std::shared_ptr<const ClipFrames> clip; // until it is there
+        Clock::time_point read;                 // when its reading began
+        bool isStale = false;                   // was dropped on its way
         File file;
         std::vector<Got> waiters;
         std::list<FrameKey>::iterator use; // in used order, when it is there
@@ -85,16 +86,17 @@ private:
     // What one piece of work reads, chosen when it begins.
     struct Job {
         FrameKey key;
-        std::shared_ptr<const Clip> clip; // null: nothing was to be done
+        std::shared_ptr<const ClipFrames> clip; // null: nothing was to be done
         File file;
     };
-    // Where a program is that reads in order.
+    // Where somebody is who reads in order.
     struct Run {
         FrameKey next;
         int length = 0;
     };
 
-    Entry& wanted(const std::shared_ptr<const Clip>& clip, FrameKey key, Clock::time_point since);
+    Entry& wanted(const std::shared_ptr<const ClipFrames>& clip, FrameKey key,
+                  Clock::time_point since);
     void remove(Entries::iterator entry);
     void feed();
     lantrix::Failure work(const lantrix::Connection& connection, Job& job);
@@ -103,9 +105,9 @@ private:
     void finished(const Job& job, const lantrix::Failure& failure);
     std::vector<Got> settle(const Job& job, const lantrix::Failure& failure);
     std::vector<Got> giveUp();
-    void forgetPlans(std::uint32_t folder);
+    void forgetPlans(std::uint32_t clip);
     int continuesRun(FrameKey key);
-    int window(const Clip& clip) const;
+    int window(const ClipFrames& clip) const;
 
     const std::uint64_t memory_;
     mutable std::mutex mutex_; // guards all that follows
@@ -122,6 +124,6 @@ private:
     lantrix::WorkGroup group_; // last: ends first
 };
 
-} // namespace mounted
+} // namespace frames
 
 #endif

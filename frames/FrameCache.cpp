@@ -1,17 +1,17 @@
-#include "mount/FrameCache.h"
+#include "frames/FrameCache.h"
 
 #include <algorithm>
 #include <iterator>
 #include <utility>
 
-namespace mounted {
+namespace frames {
 
 namespace {
 
 constexpr std::size_t mostRuns = 64;
 
 // What the file takes, and its frame while it is being made.
-std::uint64_t cost(const Clip& clip) {
+std::uint64_t cost(const ClipFrames& clip) {
     const image::FrameFile& file = clip.file();
     return file.size() + (file.isPlain() ? 0 : file.frameSize());
 }
@@ -35,7 +35,7 @@ void FrameCache::remove(Entries::iterator entry) {
 }
 
 // The entry of a frame that can be used, or will be.
-FrameCache::Entry& FrameCache::wanted(const std::shared_ptr<const Clip>& clip, FrameKey key,
+FrameCache::Entry& FrameCache::wanted(const std::shared_ptr<const ClipFrames>& clip, FrameKey key,
                                       Clock::time_point since) {
     const auto found = entries_.find(key);
     if (found != entries_.end() && found->second.state == Entry::State::There &&
@@ -47,8 +47,8 @@ FrameCache::Entry& FrameCache::wanted(const std::shared_ptr<const Clip>& clip, F
     return entry;
 }
 
-void FrameCache::get(const std::shared_ptr<const Clip>& clip, FrameKey key, Clock::time_point since,
-                     Got got) {
+void FrameCache::get(const std::shared_ptr<const ClipFrames>& clip, FrameKey key,
+                     Clock::time_point since, Got got) {
     File file;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
@@ -66,15 +66,15 @@ void FrameCache::get(const std::shared_ptr<const Clip>& clip, FrameKey key, Cloc
     got({}, file);
 }
 
-void FrameCache::readAhead(const std::shared_ptr<const Clip>& clip, FrameKey key,
+void FrameCache::readAhead(const std::shared_ptr<const ClipFrames>& clip, FrameKey key,
                            Clock::time_point since) {
     const std::lock_guard<std::mutex> lock(mutex_);
     const int length = continuesRun(key);
     if (length == 1)
-        forgetPlans(key.folder);
+        forgetPlans(key.clip);
     if (length == 1 && key.index != 0)
         return;
-    const int last = std::min<int>(clip->frames() - 1, key.index + window(*clip));
+    const int last = std::min<int>(clip->count() - 1, key.index + window(*clip));
     for (FrameKey next = key; next.index < last;) {
         ++next.index;
         if (wanted(clip, next, since).state == Entry::State::Waiting &&
@@ -86,9 +86,9 @@ void FrameCache::readAhead(const std::shared_ptr<const Clip>& clip, FrameKey key
     feed();
 }
 
-void FrameCache::forgetPlans(std::uint32_t folder) {
+void FrameCache::forgetPlans(std::uint32_t clip) {
     const auto isForgotten = [&](FrameKey key) {
-        if (key.folder != folder)
+        if (key.clip != clip)
             return false;
         const auto found = entries_.find(key);
         if (found != entries_.end() && found->second.state == Entry::State::Waiting &&
@@ -99,10 +99,10 @@ void FrameCache::forgetPlans(std::uint32_t folder) {
     ahead_.erase(std::remove_if(ahead_.begin(), ahead_.end(), isForgotten), ahead_.end());
 }
 
-// The number of frames that a program has read in order up to this one, 1 for the first.
+// The number of frames that somebody has read in order up to this one, 1 for the first.
 int FrameCache::continuesRun(FrameKey key) {
     const auto found = std::find_if(runs_.begin(), runs_.end(), [&](const Run& run) {
-        return run.next.folder == key.folder && run.next.index == key.index;
+        return run.next.clip == key.clip && run.next.index == key.index;
     });
     if (found != runs_.end())
         runs_.splice(runs_.begin(), runs_, found);
@@ -115,7 +115,7 @@ int FrameCache::continuesRun(FrameKey key) {
 }
 
 // How far to read ahead: enough for all connections, and half of the memory at most.
-int FrameCache::window(const Clip& clip) const {
+int FrameCache::window(const ClipFrames& clip) const {
     const std::uint64_t half = memory_ / 2 / std::max<std::uint64_t>(cost(clip), 1);
     return static_cast<int>(std::min<std::uint64_t>(half, std::uint64_t{2} * pool_.connections()));
 }
@@ -258,4 +258,4 @@ std::vector<FrameCache::Got> FrameCache::giveUp() {
     return waiters;
 }
 
-} // namespace mounted
+} // namespace frames
