@@ -71,15 +71,18 @@ public:
     }
 
 private:
-    // False when there is no thread for one more, nor will be soon.
+    // A further thread, or the end of what another one does; false when there is none.
     bool provide() {
-        if (threads_.size() >= mostConnections)
-            return peers_.endSlowest();
         try {
-            threads_.emplace_back([this] { work(); });
+            if (threads_.size() < mostConnections) {
+                threads_.emplace_back([this] { work(); });
+                return true;
+            }
         } catch (const std::system_error&) {
-            return !threads_.empty() && peers_.endSlowest();
+            if (threads_.empty())
+                return false;
         }
+        peers_.endSlowest();
         return true;
     }
 
@@ -93,6 +96,8 @@ private:
                 return;
             const std::function<void()> task = std::move(tasks_.front());
             tasks_.pop_front();
+            if (tasks_.empty())
+                peers_.spareAll();
             lock.unlock();
             task();
             lock.lock();

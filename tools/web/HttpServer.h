@@ -1,8 +1,9 @@
 // Requests of browsers, and replies: HTTP as cpp-httplib speaks it, on connections with limits, so
 // that those who are slow, silent or hostile take nothing from others.
-// Owns its threads: one that accepts, and one for each connection, up to a bound; when all are
-// taken, the connection that has kept its thread waiting for longest ends, and when none does, a
-// new one is answered with 503. Failures of listening are thrown as Failure.
+// Owns its threads: one that accepts, and one for each connection, up to a bound. When all are
+// taken, the connection that has kept its thread waiting for longest ends for a new one; when none
+// does, the new one waits, and when too many wait, it is answered with 503. Failures of listening
+// are thrown as Failure.
 #ifndef TOOLS_WEB_HTTPSERVER_H
 #define TOOLS_WEB_HTTPSERVER_H
 
@@ -43,10 +44,9 @@ public:
     /// Called in the connections' threads.
     using Answer = std::function<HttpReply(const HttpRequest& request)>;
 
-    /// Listens on the address, which is numeric, and a port of the system's choice for 0. Each
+    /// Takes the port of the address, which is numeric; one of the system's choice for 0. Each
     /// reply has \p headers.
-    HttpServer(const std::string& address, int port, const HttpReply::Headers& headers,
-               Answer answer);
+    HttpServer(const std::string& address, int port, const HttpReply::Headers& headers);
     /// Ends all connections and waits for the answers under way.
     ~HttpServer();
     HttpServer(const HttpServer&) = delete;

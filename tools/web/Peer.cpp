@@ -14,9 +14,11 @@ namespace tool {
 
 namespace {
 
-constexpr std::chrono::seconds idleLimit(60);  // between requests
-constexpr std::chrono::seconds headLimit(10);  // of a request, from its first byte to its last
-constexpr std::chrono::seconds stallLimit(10); // of a reply that nobody takes
+constexpr std::chrono::seconds idleLimit(60);      // between requests
+constexpr std::chrono::seconds headLimit(10);      // of a request, from its first byte to its last
+constexpr std::chrono::seconds stallLimit(10);     // of a reply that nobody takes
+constexpr std::chrono::milliseconds patience(250); // where others wait for a thread
+constexpr int mostBytesSent = 512 << 10;           // and not taken, of a connection
 constexpr std::size_t mostHeadBytes = std::size_t{16} << 10;
 
 #ifdef MSG_NOSIGNAL
@@ -32,6 +34,7 @@ bool wouldBlock() {
 void prepare(int descriptor) {
     ::fcntl(descriptor, F_SETFL, ::fcntl(descriptor, F_GETFL) | O_NONBLOCK);
     ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+    ::setsockopt(descriptor, SOL_SOCKET, SO_SNDBUF, &mostBytesSent, sizeof mostBytesSent);
 }
 
 // What has arrived and was not read would make the system take back what was sent.
@@ -45,7 +48,7 @@ void closeGently(int descriptor) {
 
 } // namespace
 
-bool Peers::endSlowest() {
+void Peers::endSlowest() {
     const std::lock_guard<std::mutex> lock(mutex_);
     const auto since = [](const PeerSocket* peer) -> PeerSocket::Clock::rep {
         const auto waiting = peer->waitingSince_.load();
@@ -54,11 +57,12 @@ bool Peers::endSlowest() {
     const auto slowest = std::min_element(
         members_.begin(), members_.end(),
         [&](const PeerSocket* a, const PeerSocket* b) { return since(a) < since(b); });
-    if (slowest == members_.end() || (*slowest)->waitingSince_.load() == 0)
-        return false;
+    if (slowest == members_.end() || (*slowest)->waitingSince_.load() == 0) {
+        ++wanted_;
+        return;
+    }
     ::shutdown((*slowest)->descriptor_, SHUT_RDWR);
     (*slowest)->waitingSince_ = 0; // it counts once
-    return true;
 }
 
 void Peers::endAll() {
@@ -88,13 +92,20 @@ bool PeerSocket::await(short events, Clock::time_point deadline) {
     waitingSince_ = Clock::now().time_since_epoch().count();
     int ready = 0;
     do {
-        const auto left =
-            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
         pollfd entry{descriptor_, events, 0};
-        ready = ::poll(&entry, 1, static_cast<int>(std::max<decltype(left)>(left, 0)));
-    } while (ready < 0 && errno == EINTR);
+        ready = ::poll(&entry, 1, static_cast<int>(patience.count()));
+    } while (ready <= 0 && (ready == 0 || errno == EINTR) && Clock::now() < deadline &&
+             !hasToEnd());
     waitingSince_ = 0;
     return ready > 0;
+}
+
+bool PeerSocket::hasToEnd() {
+    int wanted = peers_.wanted_;
+    while (wanted > 0)
+        if (peers_.wanted_.compare_exchange_weak(wanted, wanted - 1))
+            return true;
+    return false;
 }
 
 bool PeerSocket::fill(Clock::time_point deadline) {

@@ -28,8 +28,11 @@ class PeerSocket;
 /// All that are connected.
 class Peers {
 public:
-    /// Ends the one that has kept us waiting for longest; false when none does.
-    bool endSlowest();
+    /// Ends the one that has kept us waiting for longest; when none does, the first that will for
+    /// a while.
+    void endSlowest();
+    /// No further one has to end.
+    void spareAll() { wanted_ = 0; }
     /// Ends all, and those that will come.
     void endAll();
 
@@ -39,6 +42,7 @@ private:
     std::mutex mutex_; // guards all that follows, and the life of each member's descriptor
     std::list<PeerSocket*> members_;
     bool isEnding_ = false;
+    std::atomic<int> wanted_{0}; // how many are to end
 };
 
 class PeerSocket : public Peer {
@@ -64,6 +68,7 @@ private:
     using Clock = std::chrono::steady_clock;
 
     [[nodiscard]] bool await(short events, Clock::time_point deadline);
+    [[nodiscard]] bool hasToEnd();
     [[nodiscard]] bool fill(Clock::time_point deadline);
 
     const int descriptor_;
