@@ -138,8 +138,8 @@ void FileSystem::withFolder(fuse_req_t request, fuse_ino_t number, WithFolder an
 void FileSystem::withFrame(fuse_req_t request, const OpenFile& file, WithFrame answer) {
     const frames::FrameKey key{file.number.folder, file.number.frame()};
     const Requests::Number held = requests_.hold(request);
-    const auto got = [this, held, answer = std::move(answer)](const lantrix::Failure& failure,
-                                                              const frames::FrameCache::File& bytes) {
+    const auto got = [this, held, answer = std::move(answer)](
+                         const lantrix::Failure& failure, const frames::FrameCache::File& bytes) {
         noteConnection(failure);
         auto* const asked = requests_.take(held);
         if (asked != nullptr && failure)
