@@ -12,14 +12,15 @@ import subprocess
 import tempfile
 import threading
 import time
-from collections.abc import Awaitable, Callable
+from collections.abc import Callable
 from typing import Any
+
+from delay_relay import relay
 
 Work = Callable[[], float]  # gives seconds
 ROUNDS = 5
 ADDRESS = f"127.205.{os.getpid() // 250 % 250}.{os.getpid() % 250 + 1}"
 FAR = f"127.206.{os.getpid() // 250 % 250}.{os.getpid() % 250 + 1}"
-ONE_WAY = 0.01  # of the relay, in seconds
 SHAPES = {"48 of 1920x1080": (48, 1920, 1080), "12 of 4096x2160": (12, 4096, 2160)}
 
 
@@ -48,38 +49,6 @@ class Folder:
     def __exit__(self, *_: object) -> None:
         subprocess.run(["fusermount3", "-uz", self.path], check=True)
         self.process.wait()
-
-
-async def forward(reader: asyncio.StreamReader, writer: asyncio.StreamWriter) -> None:
-    """What is read goes on after the delay, however much is under way."""
-    chunks: asyncio.Queue[tuple[float, bytes] | None] = asyncio.Queue()
-
-    async def send() -> None:
-        while (item := await chunks.get()) is not None:
-            await asyncio.sleep(max(0, item[0] - time.monotonic()))
-            writer.write(item[1])
-            await writer.drain()
-        writer.close()
-
-    sending = asyncio.create_task(send())
-    while data := await reader.read(1 << 18):
-        chunks.put_nowait((time.monotonic() + ONE_WAY, data))
-    chunks.put_nowait(None)
-    await sending
-
-
-async def relay() -> None:
-    def accept(
-        port: int,
-    ) -> Callable[[asyncio.StreamReader, asyncio.StreamWriter], Awaitable[None]]:
-        async def connected(reader: asyncio.StreamReader, writer: asyncio.StreamWriter) -> None:
-            other_reader, other_writer = await asyncio.open_connection(ADDRESS, port)
-            await asyncio.gather(forward(reader, other_writer), forward(other_reader, writer))
-
-        return connected
-
-    servers = [await asyncio.start_server(accept(port), FAR, port) for port in (7549, 7550)]
-    await asyncio.gather(*(server.serve_forever() for server in servers))
 
 
 def mount(folder: pathlib.Path, path: str, *options: str, host: str = ADDRESS) -> Folder:
@@ -118,7 +87,7 @@ def main() -> None:
                                   stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
         assert server.stdout is not None
         server.stdout.readline()
-        threading.Thread(target=lambda: asyncio.run(relay()), daemon=True).start()
+        threading.Thread(target=lambda: asyncio.run(relay(ADDRESS, FAR)), daemon=True).start()
 
         def through(path: str, readers: int = 1, host: str = ADDRESS, *options: str) -> Work:
             def work() -> float:

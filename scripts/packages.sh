@@ -10,6 +10,7 @@ completion_packages="tmux bash zsh fish" # without them the tests of completion 
 python_packages="pybind11-dev python3-dev python3-numpy python3-pytest mypy"
 pip_packages="python3-pip python3-pkg-resources python3-setuptools python3-venv python3-wheel"
 farm_packages="python3-dask python3-distributed python3-matplotlib" # without them their tests are skipped
+web_packages="chromium chromium-driver python3-selenium" # of scripts/test-web, which is skipped without them
 lint_packages="clang-format clang-tidy shellcheck python3"
 docs_packages="doxygen"
 hosts_packages="locales"
