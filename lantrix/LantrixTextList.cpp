@@ -2,13 +2,29 @@
 
 #include <algorithm>
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 namespace {
 
 using Marks = std::uint64_t; // a bit for each byte of a block, the lowest for the first
 constexpr std::size_t blockSize = 64;
 
-// The bytes of a block that are commas. Without a branch, since the lengths of names are random:
-// compilers make vector instructions of the first loop and one load of the innermost, and the
+// The bytes of a block that are commas. Without a branch, since the lengths of names are random.
+#ifdef __SSE2__
+Marks commasOf(const char* block) {
+    const __m128i comma = _mm_set1_epi8(',');
+    Marks commas = 0;
+    for (std::size_t i = 0; i < blockSize; i += sizeof comma) {
+        const auto* const bytes = reinterpret_cast<const __m128i*>(block + i);
+        const int found = _mm_movemask_epi8(_mm_cmpeq_epi8(_mm_loadu_si128(bytes), comma));
+        commas |= static_cast<Marks>(static_cast<unsigned>(found)) << i;
+    }
+    return commas;
+}
+#else
+// Compilers make vector instructions of the first loop and one load of the innermost, and the
 // product moves the lowest bits of eight bytes beside each other.
 Marks commasOf(const char* block) {
     unsigned char isComma[blockSize];
@@ -23,6 +39,7 @@ Marks commasOf(const char* block) {
     }
     return commas;
 }
+#endif
 
 // Hands the place behind each comma to use, in order.
 template <class Use>
@@ -35,57 +52,50 @@ void forEachComma(char* text, const char* end, Use&& use) {
             use(text + 1);
 }
 
-// Of the places in a text that 'counts' is true for. In blocks whose count fits in a byte:
-// compilers make vector instructions of it.
-template <class Counts>
-std::size_t countOf(const char* text, const char* end, Counts&& counts) {
-    constexpr std::ptrdiff_t block = 255;
-    std::size_t count = 0;
-    while (text != end) {
-        const char* const blockEnd = text + std::min(block, end - text);
-        std::uint8_t inBlock = 0;
-        for (; text != blockEnd; ++text)
-            inBlock = static_cast<std::uint8_t>(inBlock + (counts(text) ? 1 : 0));
-        count += inBlock;
-    }
-    return count;
-}
-
 } // namespace
 
-// While the commas are still in the text.
-std::size_t LantrixTextList::countItems(Form form) const {
-    const char* const begin = text_.data();
-    const char* const end = begin + text_.size();
-    if (form == Form::Pairs)
-        return (countOf(begin, end, [](const char* at) { return *at == ','; }) + 1) / 2;
-    if (begin == end)
-        return 0;
-    return countOf(begin + 1, end, [](const char* at) { return *at != ',' && at[-1] == ','; }) +
-           (*begin != ',' ? 1 : 0);
+// Without a count of them beforehand, which would be another walk through the memory: a list of
+// more than this goes on as it begins, or grows twofold.
+void LantrixTextList::reserve(std::size_t count, double shareRead) {
+    constexpr std::size_t manyStarts = 1 << 16;
+    if (count <= starts_.capacity())
+        return;
+    const auto expected = static_cast<std::size_t>(static_cast<double>(count) / shareRead);
+    starts_.reserve(std::min(expected + count / 16, std::max(2 * count, manyStarts)));
 }
 
 LantrixTextList::LantrixTextList(std::string reply, Form form, const std::function<void()>& check)
     : text_(std::move(reply)) {
     if (text_.capacity() / 2 > text_.size())
-        text_.shrink_to_fit();         // it is kept
-    starts_.reserve(countItems(form)); // no more memory than it needs
+        text_.shrink_to_fit(); // it is kept
+    form == Form::Pairs ? takeApart<Form::Pairs>(check) : takeApart<Form::Items>(check);
+}
+
+// The form is known when it is compiled, since it is asked for at each comma.
+template <LantrixTextList::Form form>
+void LantrixTextList::takeApart(const std::function<void()>& check) {
+    constexpr std::ptrdiff_t stretch = 1024;
     char* const begin = text_.data();
     char* const end = begin + text_.size();
     char* piece = begin;
     bool isSecond = false; // of a pair
-    const auto endPiece = [&](char* next) {
-        if (form == Form::Pairs ? !isSecond : next - 1 != piece)
-            starts_.push_back(static_cast<std::uint32_t>(piece - begin));
-        next[-1] = '\0';
-        isSecond = !isSecond;
-        piece = next;
-    };
-    for (char* part = begin; part != end;) {
-        check();
-        char* const partEnd = part + std::min(bytesBetweenChecks, end - part);
-        forEachComma(part, partEnd, endPiece);
-        part = partEnd;
+    for (char* next = begin; next != end;) {
+        if ((next - begin) % bytesBetweenChecks == 0)
+            check();
+        char* const stretchEnd = next + std::min(stretch, end - next);
+        std::uint32_t starts[stretch];
+        std::uint32_t* startsEnd = starts;
+        forEachComma(next, stretchEnd, [&](char* behind) {
+            *startsEnd = static_cast<std::uint32_t>(piece - begin);
+            startsEnd += (form == Form::Pairs ? !isSecond : behind - 1 != piece) ? 1 : 0;
+            behind[-1] = '\0';
+            isSecond = !isSecond;
+            piece = behind;
+        });
+        next = stretchEnd;
+        const std::size_t count = starts_.size() + static_cast<std::size_t>(startsEnd - starts);
+        reserve(count, static_cast<double>(next - begin) / static_cast<double>(text_.size()));
+        starts_.insert(starts_.end(), starts, startsEnd);
     }
     if (form == Form::Items && piece != end)
         starts_.push_back(static_cast<std::uint32_t>(piece - begin));

@@ -36,7 +36,9 @@ public:
     void appendPair(const char* first, const char* second);
 
 private:
-    std::size_t countItems(Form form) const;
+    template <Form form>
+    void takeApart(const std::function<void()>& check);
+    void reserve(std::size_t count, double shareRead);
 
     std::string text_;                  // pieces, with a NUL between each two
     std::vector<std::uint32_t> starts_; // enough: a reply line has at most 256 MiB

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstring>
 #include <new>
 
 namespace {
@@ -103,15 +104,15 @@ bool rcAPI::exchange(int id, const char* method, const char* args, bool sync, st
         result.clear();
         return true;
     }
-    bool complete = false;
-    if (!readReply(complete)) {
+    Reply reply;
+    if (!readReply(reply)) {
         if (!isConnected())
             coAssignText(result, lastError());
         return false; // after a failed read the caller keeps its own, usually empty, result
     }
     if (!connection_->isStopped())
-        return takeResult(result);
-    if (!complete)
+        return takeResult(reply, result);
+    if (!reply.complete)
         abandonReply();
     fail(stoppedText(method).c_str());
     coAssignText(result, lastError());
@@ -136,23 +137,27 @@ bool rcAPI::sendRequest(const std::string& line) {
 
 // Reads until the line is complete or the call is stopped. The bytes behind the line feed are
 // dropped: a server sends one reply for each request. No more is read than a line may have left,
-// so that the value never grows beyond the line's bound.
-bool rcAPI::readReply(bool& complete) {
+// so that the value never grows beyond the line's bound. A long value is read to where it stays,
+// unless the bytes behind it may have to be looked at.
+bool rcAPI::readReply(Reply& reply) {
     result_->reset();
     std::size_t room = longestReplyLine;
-    while (!complete && !connection_->isStopped()) {
+    while (!reply.complete && !connection_->isStopped()) {
         if (room == 0)
             return failAndDrop(replyTooLong);
         const std::size_t wanted = std::min<std::size_t>(receiveBufferSize, room);
-        const int count =
-            connection_->nonBlockingReadSelect(buffer_.get(), static_cast<unsigned>(wanted));
+        char* const place = repliesOwed_ == 0 ? result_->lend(wanted) : nullptr;
+        char* const data = place != nullptr ? place : buffer_.get();
+        const int count = connection_->nonBlockingReadSelect(data, static_cast<unsigned>(wanted));
         if (count < 0) {
             abandonReply(); // the connection is kept, and may live after all
             return fail(connection_->lastError());
         }
         const std::size_t size = static_cast<std::size_t>(count);
-        const std::size_t taken = result_->append(buffer_.get(), size, complete);
-        countReplies(buffer_.get() + taken, size - taken);
+        reply.holdsNul = reply.holdsNul || std::memchr(data, '\0', size) != nullptr;
+        const std::size_t taken = result_->append(data, size, reply.complete);
+        if (repliesOwed_ > 0)
+            countReplies(data + taken, size - taken);
         room -= taken;
     }
     return true;
@@ -164,9 +169,10 @@ void rcAPI::abandonReply() {
     ++repliesOwed_;
 }
 
-bool rcAPI::takeResult(std::string& result) {
+bool rcAPI::takeResult(const Reply& reply, std::string& result) {
     result = result_->takeValue();
-    result.resize(std::min(result.find('\0'), result.size())); // a NUL ends a value
+    if (reply.holdsNul)
+        result.resize(std::min(result.find('\0'), result.size())); // it ends a value
     return result_->code() == rcResult::Ok || fail(result.c_str());
 }
 

@@ -61,11 +61,17 @@ protected:
     static std::string stoppedText(const char* method);
 
 private:
+    /// What is known of the reply that is being read.
+    struct Reply {
+        bool complete = false; ///< Its line feed has come.
+        bool holdsNul = false; ///< Somewhere.
+    };
+
     bool exchange(int id, const char* method, const char* args, bool sync, std::string& result);
     bool sendRequest(const std::string& line);
     bool dropLateReplies();
-    bool readReply(bool& complete);
-    bool takeResult(std::string& result);
+    bool readReply(Reply& reply);
+    bool takeResult(const Reply& reply, std::string& result);
     void forgetReply();
     void abandonReply();
     void countReplies(const char* data, std::size_t size);

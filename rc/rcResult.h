@@ -44,6 +44,9 @@ public:
     /// Feeds up to \p size bytes, in runs, and stops behind a line feed. Returns the bytes taken;
     /// \p complete tells whether the last of them completed the line.
     std::size_t append(const char* data, std::size_t size, bool& complete);
+    /// Room for the next \p size bytes of the line where they will stay, which append() is then
+    /// given; null when they have to be put elsewhere.
+    char* lend(std::size_t size) { return parseState_ == 0 ? nullptr : value_.lend(size); }
 
 private:
     std::string code_;

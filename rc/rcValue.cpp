@@ -31,7 +31,7 @@ char escapeLetter(char c) {
 
 } // namespace
 
-rcValue::rcValue() : escapePending_(false) {}
+rcValue::rcValue() : lent_(0), escapePending_(false) {}
 
 rcValue::~rcValue() = default;
 
@@ -51,32 +51,55 @@ void rcValue::appendEscapedChar(char c) {
     }
 }
 
-// Grows fourfold while it is short, since fresh memory costs more than what is done with it, then
-// twofold: by powers of two, so that a reply at the line's bound never takes more than that bound.
-void rcValue::appendPlain(const char* data, std::size_t size) {
-    constexpr std::size_t leastCapacity = 64, fourfoldBelow = std::size_t{4} << 20;
-    const std::size_t needed = value_.size() + size;
-    if (needed > value_.capacity()) {
-        std::size_t capacity = leastCapacity;
-        while (capacity < needed)
-            capacity *= capacity < fourfoldBelow ? 4 : 2;
-        value_.reserve(capacity);
-    }
-    value_.append(data, size);
+// Grows fourfold while it is short, then at once to what a long list needs, since copying it each
+// time costs more than memory that is not touched, then twofold: by powers of two, so that a reply
+// at the line's bound never takes more than that bound.
+void rcValue::grow(std::size_t needed) {
+    constexpr std::size_t leastCapacity = 64, shortText = 64 << 10, longText = 4 << 20;
+    std::size_t capacity = needed <= shortText ? leastCapacity : longText;
+    while (capacity < needed)
+        capacity *= capacity < shortText ? 4 : 2;
+    value_.reserve(capacity);
+}
+
+char* rcValue::lend(std::size_t size) {
+    const std::size_t used = value_.size();
+    if (value_.capacity() - used < size)
+        return nullptr;
+    value_.resize(used + size);
+    lent_ = size;
+    return &value_[used];
 }
 
 void rcValue::appendEscaped(const char* data, std::size_t size) {
+    const std::size_t used = value_.size() - lent_;
+    if (lent_ == 0 && value_.capacity() - used < size)
+        grow(used + size);
+    if (lent_ == 0)
+        value_.resize(used + size);
+    lent_ = 0;
+    char* const end = unescape(data, size, &value_[used]);
+    value_.resize(static_cast<std::size_t>(end - value_.data()));
+}
+
+// 'to' may be where the data is. Returns the end of what is written there.
+char* rcValue::unescape(const char* data, std::size_t size, char* to) {
     const char* const end = data + size;
     while (data != end) {
-        if (escapePending_ || *data == '\\') {
-            appendEscapedChar(*data++);
+        if (escapePending_) {
+            escapePending_ = false;
+            *to++ = unescaped(*data++);
             continue;
         }
         const void* const found = std::memchr(data, '\\', static_cast<std::size_t>(end - data));
-        const char* const runEnd = found != nullptr ? static_cast<const char*>(found) : end;
-        appendPlain(data, static_cast<std::size_t>(runEnd - data));
-        data = runEnd;
+        escapePending_ = found != nullptr;
+        const char* const runEnd = escapePending_ ? static_cast<const char*>(found) : end;
+        if (to != data)
+            std::memmove(to, data, static_cast<std::size_t>(runEnd - data));
+        to += runEnd - data;
+        data = escapePending_ ? runEnd + 1 : end;
     }
+    return to;
 }
 
 std::string rcValue::escapedValue() const {
@@ -100,5 +123,6 @@ void rcValue::setValue(const char* value) {
 std::string rcValue::takeValue() {
     std::string taken;
     taken.swap(value_);
+    lent_ = 0;
     return taken;
 }

@@ -29,8 +29,11 @@ public:
     /// Feeds one byte of an escaped value.
     void appendEscapedChar(char c);
     /// Feeds \p size bytes of an escaped value; the same result as byte by byte, but plain bytes
-    /// are appended in runs.
+    /// are appended in runs. \p data may be what was lent, and is not copied then.
     void appendEscaped(const char* data, std::size_t size);
+    /// Room behind the text for \p size bytes that are to be fed next; null when the text would
+    /// have to grow. Whatever is fed next ends the loan; until then nothing else is asked for.
+    char* lend(std::size_t size);
 
     /// The escaped form of the text up to its first NUL.
     std::string escapedValue() const;
@@ -43,9 +46,11 @@ public:
     std::string takeValue();
 
 private:
-    void appendPlain(const char* data, std::size_t size);
+    void grow(std::size_t needed);
+    char* unescape(const char* data, std::size_t size, char* to);
 
     std::string value_;
+    std::size_t lent_;   // bytes at the end of it that are not yet text
     bool escapePending_; // a backslash was fed and its partner is awaited
 };
 

@@ -90,6 +90,21 @@ TEST(rcResult, ReplyLinesParseHoweverTheyAreSplit) {
     }
 }
 
+TEST(rcResult, ALongValueIsReadWhereItStays) {
+    const std::string begin = "ok " + std::string(600, 'x') + "\\", rest = "\\\\ty\\n\n";
+    rcResult result;
+    bool complete = false;
+    EXPECT_EQ(nullptr, result.lend(1)); // which may belong to the code
+    result.append(begin.data(), begin.size(), complete);
+    EXPECT_EQ(nullptr, result.lend(64 << 10));
+    result.append(result.lend(100), 0, complete); // nothing came
+    char* const place = result.lend(100);
+    ASSERT_NE(nullptr, place);
+    EXPECT_EQ(rest.size(), result.append(place, (rest + "more").copy(place, 100), complete));
+    EXPECT_TRUE(complete);
+    EXPECT_EQ(std::string(600, 'x') + "\\\ty\n", result.value());
+}
+
 TEST(rcResult, ReplyLineIsBuiltFromItsFields) {
     rcResult result;
     result.setCode(rcResult::Error);
