@@ -24,7 +24,7 @@ FrameReaderCore::FrameReaderCore(Pool& pool, const LantrixNodeHandle& clip,
 
 void FrameReaderCore::start() {
     const std::lock_guard<std::mutex> lock(mutex_);
-    feed();
+    feedAll();
 }
 
 // The group's work may need the lock to end.
@@ -79,19 +79,30 @@ std::size_t FrameReaderCore::askable() {
 }
 
 // Connections that rest because the window is full are woken for several frames at a time, which
-// is much of what a small frame costs, but at once for a frame that is being waited for.
-bool FrameReaderCore::isTimeToFeed() const {
+// is much of what a small frame costs, but at once for a frame that is being waited for. Until
+// one is, a single connection fills it again: more would only take turns with it on the processors.
+bool FrameReaderCore::isTimeToFeed() {
     constexpr std::size_t share = 4; // of the buffers that go round
-    return !nextIsKnown() || memory_.available() == 0 ||
-           memory_.available() * share >= memory_.limit() - held_;
+    if (memory_.available() == 0) {
+        isFilling_ = false;
+        if (nextIsKnown())
+            atOnce_ = 1;
+        return true; // a jump back finds a buffer all the same
+    }
+    isFilling_ =
+        isFilling_ || !nextIsKnown() || memory_.available() * share >= memory_.limit() - held_;
+    return isFilling_;
 }
 
 void FrameReaderCore::feed() {
     if (group_ == nullptr || stopped_ || clip_.failure() || !isTimeToFeed())
         return;
     const std::size_t wanted = askable();
+    std::size_t handedIn = 0;
+    for (const Ticket& ticket : tickets_)
+        handedIn += ticket.state != Ticket::State::Free ? 1U : 0U;
     for (Ticket& ticket : tickets_) {
-        if (waiting_ >= wanted)
+        if (waiting_ >= wanted || handedIn >= atOnce_)
             return;
         if (ticket.state != Ticket::State::Free)
             continue;
@@ -100,7 +111,13 @@ void FrameReaderCore::feed() {
                     Retry::OnAnotherConnection);
         ticket.state = Ticket::State::Waiting; // it begins when the lock is let go
         ++waiting_;
+        ++handedIn;
     }
+}
+
+void FrameReaderCore::feedAll() {
+    atOnce_ = tickets_.size();
+    feed();
 }
 
 FrameBytes FrameReaderCore::takeBytes(std::size_t place) {
@@ -183,6 +200,8 @@ bool FrameReaderCore::isReady() const {
 
 std::optional<Frame> FrameReaderCore::next() {
     std::unique_lock<std::mutex> lock(mutex_);
+    if (!nextIsKnown())
+        feedAll();
     while (!nextIsKnown()) {
         changed_.wait_for(lock, cancelInterval);
         stopped_ = stopped_ || group_->pool().isCancelled();
@@ -219,7 +238,7 @@ bool FrameReaderCore::request(int index) {
         return false;
     place_ = cursor_ = static_cast<std::size_t>(found - begin);
     dropUnwanted();
-    feed();
+    feedAll();
     changed_.notify_all();
     return true;
 }

@@ -51,8 +51,9 @@ private:
     std::size_t firstUnasked();
     Slot* farthestBehind(std::size_t place);
     [[nodiscard]] std::size_t askable();
-    [[nodiscard]] bool isTimeToFeed() const;
+    [[nodiscard]] bool isTimeToFeed();
     void feed();
+    void feedAll();
 
     Failure fetch(const Connection& connection, Ticket& ticket);
     bool begin(Ticket& ticket);
@@ -73,6 +74,8 @@ private:
     std::size_t held_ = 0;    // buffers that the application holds
     std::size_t place_ = 0;   // what next() gives out
     std::size_t cursor_ = 0;  // every place of the window before it is asked for
+    std::size_t atOnce_ = 0;  // reads that may be under way
+    bool isFilling_ = false;  // since a share of the buffers was free, until none is
     bool stopped_ = false;
 };
 
