@@ -36,12 +36,16 @@ int positiveNumber(std::string_view text) {
     return number;
 }
 
+// "25", "23.976" or "24000/1001".
 float rateOf(std::string_view text) {
-    const std::string terminated(text);
+    const std::size_t slash = text.find('/');
+    const std::string decimal(text.substr(0, slash));
     const CoCLocale neutral;
     char* end = nullptr;
-    const float rate = std::strtof(terminated.c_str(), &end);
-    const bool whole = !terminated.empty() && end == terminated.c_str() + terminated.size();
+    float rate = std::strtof(decimal.c_str(), &end);
+    const bool whole = !decimal.empty() && end == decimal.c_str() + decimal.size();
+    if (slash != std::string_view::npos)
+        rate /= static_cast<float>(positiveNumber(text.substr(slash + 1)));
     if (!whole || !std::isfinite(rate) || rate <= 0)
         throw ClipShapeError(quoted(text) + " is not a frame rate");
     return rate;

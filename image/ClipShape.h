@@ -18,8 +18,9 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// Reads "WxHxBITS[xCHANNELS][@RATE]": pixels, bits of one pixel, frames per second. Channels
-/// default to those that the bits suggest, the rate to 30; clips are progressive, their tags empty.
+/// Reads "WxHxBITS[xCHANNELS][@RATE]": pixels, bits of one pixel, frames per second as "25",
+/// "23.976" or "24000/1001". Channels default to those that the bits suggest, the rate to 30; clips
+/// are progressive, their tags empty.
 /// The frame buffer size is that of unpadded pixels; beyond \p mostBytes it is an error.
 [[nodiscard]] LantrixClipFormat clipFormatOfShape(std::string_view text, std::uint64_t mostBytes);
 

@@ -347,11 +347,13 @@ TEST(DevClipOptionTest, FormsAreReadAndProblemsNamed) {
     EXPECT_EQ(29.97F, clip.format.frameRate());
     EXPECT_EQ(3, clip.format.numChannels());
     EXPECT_EQ(4, devClipOption("c=3x1x10x1").format.frameBufferSize()); // 30 bits
+    EXPECT_EQ(24000 / 1001.F, devClipOption("c=1x1x8@24000/1001").format.frameRate());
     const std::pair<const char*, const char*> problems[] = {
         {"c", "there is no '='"},
         {"/=1x1x8", "the path is empty"},
         {"c=1x-1x8", "'-1' is not a positive number"},
         {"c=1x1x8@0", "'0' is not a frame rate"},
+        {"c=1x1x8@1/0", "'0' is not a positive number"},
         {"c=65536x65536x8", "a frame would be larger than 1073741824 bytes"},
     };
     for (const auto& [text, problem] : problems)
