@@ -161,8 +161,8 @@ struct stat FileSystem::attributes(FileNumber number, const Folder* folder) cons
     constexpr blksize_t atOnce = 1 << 20; // of a read that suits
     struct stat status {};
     status.st_ino = number.whole();
-    status.st_uid = ::getuid();
-    status.st_gid = ::getgid();
+    status.st_uid = user_;
+    status.st_gid = group_;
     status.st_mtim = number.isFrame() ? drafts_.time(number, mountedAt_) : mountedAt_;
     status.st_ctim = status.st_atim = status.st_mtim;
     status.st_blksize = atOnce;
@@ -296,6 +296,7 @@ public:
     void reply(std::size_t place) {
         while (add(place))
             ++place;
+        fileSystem_.nodes_.know(open_.node->number, files_);
         fuse_reply_buf(request_, bytes_.data(), used_);
     }
 
@@ -338,10 +339,9 @@ private:
         return false;
     }
     bool addFile(std::size_t place, const std::string& name, FileNumber number) {
-        if (!put(place, name, fileSystem_.entry(number, open_.folder.get())))
-            return false;
-        fileSystem_.nodes_.know(number.folder);
-        return true;
+        const bool isPut = put(place, name, fileSystem_.entry(number, open_.folder.get()));
+        files_ += isPut ? 1 : 0;
+        return isPut;
     }
     // Those of frames that are there have been shown as such.
     bool addDraft(std::size_t before, std::size_t place, std::size_t index) {
@@ -351,10 +351,9 @@ private:
         if (draft.wasRefused() ||
             (draft.number.isFrame() && draft.number.frame() < open_.folder->clip()->count()))
             return true;
-        if (!put(before + place, draft.shownName(), fileSystem_.entry(draft)))
-            return false;
-        fileSystem_.nodes_.know(open_.node->number);
-        return true;
+        const bool isPut = put(before + place, draft.shownName(), fileSystem_.entry(draft));
+        files_ += isPut ? 1 : 0;
+        return isPut;
     }
     bool put(std::size_t place, const std::string& name, const fuse_entry_param& entry) {
         const std::size_t room = bytes_.size() - used_;
@@ -370,6 +369,7 @@ private:
     const OpenFolder& open_;
     std::vector<char> bytes_;
     std::size_t used_ = 0;
+    std::uint64_t files_ = 0; // that the system comes to know
 };
 
 void FileSystem::listFolder(fuse_req_t request, std::size_t size, off_t offset,

@@ -20,6 +20,7 @@
 #include <string>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace mounted {
 
@@ -111,6 +112,8 @@ private:
 
     const MountOptions options_;
     const timespec mountedAt_;
+    const uid_t user_ = ::getuid(); // asked once, not for each file of a list
+    const gid_t group_ = ::getgid();
     Nodes nodes_;
     Drafts drafts_;
     std::mutex appending_; // held while a clip is made longer

@@ -58,11 +58,11 @@ Nodes::Pointer Nodes::know(const Node& parent, const NodeName& child) {
     return known.node;
 }
 
-void Nodes::know(std::uint32_t number) {
+void Nodes::know(std::uint32_t number, std::uint64_t times) {
     const std::lock_guard<std::mutex> lock(mutex_);
     const auto found = known_.find(number);
     if (found != known_.end())
-        ++found->second.times;
+        found->second.times += times;
 }
 
 void Nodes::forget(std::uint32_t number, std::uint64_t times) {

@@ -57,8 +57,8 @@ public:
     [[nodiscard]] Pointer find(std::uint32_t number);
     /// The child of a node, which the system will know once more.
     [[nodiscard]] Pointer know(const Node& parent, const NodeName& child);
-    /// The system knows a node, or a file in it, once more, or so many times less.
-    void know(std::uint32_t number);
+    /// The system knows a node, or files in it, so many times more, or less.
+    void know(std::uint32_t number, std::uint64_t times = 1);
     void forget(std::uint32_t number, std::uint64_t times);
 
     /// What the node shows; null when that has to be asked.
