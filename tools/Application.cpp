@@ -215,7 +215,8 @@ std::vector<std::string> wordsOf(int argc, char** argv) {
         words.erase(mark);
     // As find(1) spells it, which CLI11 would take for short options.
     if (std::find(words.begin(), words.end(), "find") != words.end())
-        std::replace(words.begin(), words.end(), std::string("-print0"), std::string("--print0"));
+        for (const std::string word : {"-name", "-print0"})
+            std::replace(words.begin(), words.end(), word, "-" + word);
     if (!words.empty() && words[0] == "help") {
         words.erase(words.begin());
         words.emplace_back("--help");

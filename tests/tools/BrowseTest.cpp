@@ -34,7 +34,7 @@ TEST_F(BrowseTest, ListsAreFieldsBetweenTabs) {
         {{"du", "-h"}, "384 B\t3\t2\t/\n"},
         {{"tree", "/Library"},
          host_ + ":/Library\n└── Reel\n    ├── day 1\n    ├── shot\n    └── show\n"},
-        {{"find", "--name", "sh*t"}, shot_ + "\n"},
+        {{"find", "-name", "sh*t"}, shot_ + "\n"},
         {{"find", "/Library/Reel", "--kind", "folder"}, "/Library/Reel\n/Library/Reel/day 1\n"},
         {{"du", "/Library", shot_}, "384\t3\t2\t/Library\n192\t2\t1\t" + shot_ + "\n"},
         {{"frames", shot_, "--start-number", "1001", "-f", "1002-"},
@@ -89,6 +89,7 @@ TEST_F(BrowseTest, HelpAndAliasesOfHosts) {
     const std::string help = output({"help", "frames"});
     EXPECT_EQ(output({"frames", "--help"}), help);
     EXPECT_NE(std::string::npos, help.find("--start-number INT:0..=0")) << help;
+    EXPECT_EQ(std::string::npos, output({"help", "put"}).find("[] "));
     std::filesystem::create_directory(path("lantrix"));
     write("lantrix/hosts", "# name host\nfarm  " + host_ + " # here\n");
     ::setenv("XDG_CONFIG_HOME", folder_.c_str(), 1);

@@ -30,6 +30,9 @@ void addVerb(CLI::App& app, Context& context, const VerbText& text,
     verb->footer("Example:\n  " + text.example);
     const auto arguments = std::make_shared<Arguments>(); // lives as long as the verb
     addOptions(*verb, *arguments);
+    for (CLI::Option* option : verb->get_options())
+        if (option->get_default_str() == "[]") // of a list, that it is empty says nothing
+            option->default_str("");
     verb->callback([arguments, &context, run = std::move(run)] { run(context, *arguments); });
 }
 
