@@ -192,6 +192,28 @@ class MountTest(ToolCase):
         self.assert_ended(process)
         self.assertEqual(self.told().count("ReadFrame"), FRAMES)
 
+    def test_what_is_waited_for_comes_before_what_is_read_ahead(self):
+        for path in ("/line", "/jump"):
+            self.new_clip("rgb8", path, 20)
+        self.mount("--trace", "--cache", "600", "-j", "4")
+        line, jump = (sorted((self.mounted / name).glob("*.tif")) for name in ("line", "jump"))
+
+        def asked():
+            return [text.split()[4] for text in self.told().splitlines() if "ReadFrame" in text]
+        line[0].read_bytes()
+        wait_for(lambda: len(asked()) == 1 + 8)  # two for each connection are read ahead
+        self.server.send_signal(signal.SIGSTOP)
+        self.addCleanup(self.server.send_signal, signal.SIGCONT)
+        for frame in line[1:9]:  # from memory; eight more are planned, of which some are asked for
+            frame.read_bytes()
+        with concurrent.futures.ThreadPoolExecutor(1) as player:
+            waiting = player.submit(jump[15].read_bytes)
+            time.sleep(0.5)  # until it waits
+            self.server.send_signal(signal.SIGCONT)
+            self.assertEqual(len(waiting.result(100)), jump[15].stat().st_size)
+        wait_for(lambda: len(asked()) == 9 + 8 + 1)
+        self.assertLess(asked().index("n2-f15"), asked().index("n1-f16"))
+
     def test_a_long_clip_is_listed_without_asking_for_each_frame(self):
         self.tool("mkclip", "/long", "--format", "4x4x24", "--frames", "20000")
         process = self.mount("--trace")
