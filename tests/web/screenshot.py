@@ -1,12 +1,15 @@
-"""screenshot.py FILE: the picture of docs/web.md, two clips of colour bars compared by a wipe."""
+"""screenshot.py FILE: the picture of docs/web.md, a clip of colour bars that has been played for a while."""
 
 import subprocess
 import sys
 import tempfile
+import time
 from pathlib import Path
 
-from browser import Looker, start_chromium
+from browser import Keys, Looker, start_chromium
 from media import LANTRIX, MediaServer, Page
+
+PLAYED = 25  # seconds, for the curves
 
 
 def fill(server: MediaServer) -> None:
@@ -27,13 +30,15 @@ def main() -> None:
             fill(server)
             page = Page(server.host)
             looker = Looker(driver, page.address)
-            looker.open("/Library/Reel/bars@24")
-            looker.until_frame(24)
+            looker.open("/Library/Reel/bars@1")
+            looker.until_frame(1)
             looker.until(lambda: looker.all("[role=treeitem][aria-selected=true]"), "the clip in the tree")
+            looker.press("mt ")  # as fast as it goes
+            time.sleep(PLAYED)
+            looker.press(" tj24", Keys.ENTER, Keys.ESCAPE)
+            looker.until_frame(24)
             looker.point_at("#picture", 120, -60)
             looker.until(lambda: looker.all("#probe .sample"), "samples")
-            looker.press("m")
-            looker.until(lambda: "ms" in looker.text("#measures"), "measurements")
             looker.save_screenshot(Path(sys.argv[1]).resolve())
             page.stop()
         finally:
