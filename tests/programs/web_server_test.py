@@ -63,10 +63,11 @@ class WebServerTest(ToolCase):
         bits = 32 if tag == "rgb10" else int(SHAPES[tag].split("x")[0])
         return [self.seeded.randbytes(WIDTH * HEIGHT * bits // 8) for _ in range(count)]
 
-    def serve(self, path="/", *options):
+    def serve(self, shown="/", *options, path=None):
         """Starts the page's server; what asks it needs its host, its port and its token."""
-        self.web = subprocess.Popen([os.environ["LANTRIX"], "--host", self.host, "-q", "web", path, "--listen", self.host,
-                                     *options], stdout=subprocess.PIPE, text=True)
+        self.web = subprocess.Popen([os.environ["LANTRIX"], "--host", self.host, "-q", "web", shown, "--listen",
+                                     self.host, *options], stdout=subprocess.PIPE, text=True,
+                                    env={**os.environ, "PATH": path or os.environ["PATH"]})
         self.addCleanup(self.web.stdout.close)
         self.addCleanup(self.web.wait)
         self.addCleanup(self.web.kill)
@@ -149,6 +150,19 @@ class WebServerTest(ToolCase):
         self.assertIn(b"pass --allow-remote to allow it", refused.stderr)
         self.assertIn(b"would serve a page", self.tool("web", "-n", "--listen", "0.0.0.0", "--allow-remote"))
 
+    def test_open_shows_the_page_by_the_systems_program(self):
+        shown = self.folder / "shown"
+        opener = self.folder / "xdg-open"
+        opener.write_text(f'#!/bin/sh\nprintf "%s\\n" "$*" > {shown}.new; mv {shown}.new {shown}; exec sleep 8\n')
+        opener.chmod(0o755)
+        self.serve("/", "--open", path=f"{self.folder}:{os.environ['PATH']}")
+        deadline = time.monotonic() + 60
+        while not shown.exists() and time.monotonic() < deadline:
+            time.sleep(0.05)
+        self.assertEqual(shown.read_text(), f"http://{self.host}:{self.port}/{self.token}/#/\n")
+        self.web.terminate()
+        self.assertEqual(self.web.wait(5), 0)  # it waits for nobody
+
     def test_the_tree_is_told_as_it_is(self):
         self.new_clip("/Library/Reel one/shot", "rgb10", self.noise("rgb10", 3))
         self.tool("mkdir", "/Library/empty")
@@ -174,7 +188,9 @@ class WebServerTest(ToolCase):
         self.assertEqual((detailed[0]["frames"], detailed[0]["layout"]["sample"]), (3, "uint10"))
         found = self.get("api/search", id=nodes[0]["id"], path="/", name="SHO")[2].splitlines()
         self.assertEqual([json.loads(line)["path"] for line in found], ["/Library/Reel one/shot"])
-        self.assertEqual(self.ask("paths", id=clip["id"], frame=1)["frameId"], clip["id"] + "-f1")
+        paths = self.ask("paths", id=clip["id"], frame=1)
+        self.assertEqual(paths["frameId"], clip["id"] + "-f1")
+        self.assertTrue(paths["paths"][0].endswith("/nodes/" + clip["id"] + "/f1"))
 
     def test_failures_say_what_is_wrong(self):
         self.new_clip("/Library/own", "own", self.noise("own"))
@@ -184,7 +200,8 @@ class WebServerTest(ToolCase):
         library = self.id_of("/Library")
         for name, arguments, status, kind in (
                 ("resolve", {"path": "/Library/none"}, 404, "not-found"), ("node", {"id": "n99"}, 404, "not-found"),
-                ("children", {"id": "n99"}, 404, "not-found"), ("image", {"id": gray, "frame": 1}, 404, "not-found"),
+                ("children", {"id": "n99"}, 404, "not-found"), ("paths", {"id": gray, "frame": 1}, 404, "not-found"),
+                ("image", {"id": gray, "frame": 1}, 404, "not-found"),
                 ("nothing", {}, 404, "not-found"), ("node", {}, 400, "argument"), ("node", {"id": "a,b"}, 404, "not-found"),
                 ("image", {"id": gray, "frame": "x"}, 400, "argument"), ("image", {"id": gray, "frame": -1}, 400, "argument"),
                 ("image", {"id": library, "frame": 0}, 400, "argument"), ("image", {"id": own, "frame": 0}, 400, "argument"),

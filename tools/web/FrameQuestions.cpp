@@ -33,10 +33,7 @@ struct AskedFrame {
 
 AskedFrame askedFrame(Media& media, const std::string& id, int index, const Peer& peer) {
     const OpenClip open = media.clip(peer, id);
-    if (index >= open.clip->count())
-        throw WebFailure(WebFailure::Kind::NotFound, "there is no frame " + std::to_string(index) +
-                                                         " in a clip of " +
-                                                         std::to_string(open.clip->count()));
+    Media::checkFrame(open, index);
     return {open, image::layoutOfClip(open.clip->format()), index};
 }
 

@@ -109,7 +109,7 @@ OpenClip Media::open(const std::string& id, const std::shared_ptr<const frames::
     opened.opened = since;
     framesKnown_ += clip->count();
     byUse_.push_back(id);
-    const OpenClip given = opened;
+    OpenClip given = opened;
     forgetOldest();
     return given;
 }
@@ -121,6 +121,13 @@ void Media::forgetOldest() {
         clips_.erase(oldest);
         byUse_.pop_front();
     }
+}
+
+void Media::checkFrame(const OpenClip& clip, int index) {
+    if (index >= clip.clip->count())
+        throw WebFailure(WebFailure::Kind::NotFound, "there is no frame " + std::to_string(index) +
+                                                         " in a clip of " +
+                                                         std::to_string(clip.clip->count()));
 }
 
 frames::FrameCache::File Media::frame(const Peer& peer, const OpenClip& clip, int index) {

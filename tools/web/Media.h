@@ -53,6 +53,8 @@ public:
     /// Opens a clip afresh, as it was at \p since.
     OpenClip open(const std::string& id, const std::shared_ptr<const frames::ClipFrames>& clip,
                   frames::FrameCache::Clock::time_point since);
+    /// Throws unless the clip has such a frame.
+    static void checkFrame(const OpenClip& clip, int index);
     /// The bytes of a frame that the clip has. Whoever holds them has a turn.
     [[nodiscard]] frames::FrameCache::File frame(const Peer& peer, const OpenClip& clip, int index);
     /// Begins to read those behind it, when its reader reads in order.

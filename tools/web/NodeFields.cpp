@@ -77,8 +77,7 @@ Json nodeFields(const lantrix::WalkedNode& node) {
                        {"ratio", finite(format.pixelRatio())},
                        {"tag", format.formatTag()},
                        {"layout", layoutFields(knownLayout(format))},
-                       {"streams", node.streams},
-                       {"startNumber", 0}});
+                       {"streams", node.streams}});
     return fields;
 }
 

@@ -261,6 +261,7 @@ std::string NodeQuestions::metadata(const WebArguments& arguments, const Peer& p
 Json NodeQuestions::paths(const WebArguments& arguments, const Peer& peer) {
     const std::string id = arguments.text("id");
     const int frame = arguments.number("frame", 0, INT_MAX);
+    Media::checkFrame(media_.clip(peer, id), frame);
     struct Told {
         LantrixStr path, frameId;
     };
