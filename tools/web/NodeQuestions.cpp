@@ -157,6 +157,50 @@ std::string lowered(std::string text) {
     return text;
 }
 
+// The nodes below one whose names match, one after the other.
+class Search {
+public:
+    Search(lantrix::Pool& pool, const std::string& id, std::string top, const std::string& pattern)
+        : top_(std::move(top)), options_(optionsOf(pattern)), walker_(pool, id, options_) {}
+
+    // The line of the next one; of the failure that ended the search; null behind the last.
+    Json next(const Peer& peer) {
+        while (!peer.hasGone()) {
+            const std::optional<lantrix::WalkedNode> node = walker_.next();
+            if (!node)
+                break;
+            const std::string path = pathOf(*node);
+            const bool isTop = node->depth == 0;
+            if (node->failure && (isTop || node->failure.kind != Failure::Kind::Refused))
+                return failureFields(kindOf(node->failure), node->failure.text);
+            if (!isTop && !node->kind.empty() && options_.isDescribed(node->name))
+                return {{"path", path}, {"node", nodeFields(*node)}};
+        }
+        return nullptr;
+    }
+
+private:
+    static lantrix::WalkOptions optionsOf(const std::string& pattern) {
+        lantrix::WalkOptions options;
+        options.kinds = true;
+        options.isDescribed = [pattern](const std::string& name) {
+            return matchesNamePattern(pattern, lowered(name));
+        };
+        return options;
+    }
+    std::string pathOf(const lantrix::WalkedNode& node) {
+        const auto depth = static_cast<std::size_t>(node.depth);
+        above_.resize(depth);
+        above_.push_back(depth == 0 ? top_ : above_[depth - 1] + "/" + node.name);
+        return above_.back();
+    }
+
+    const std::string top_;
+    const lantrix::WalkOptions options_;
+    lantrix::TreeWalker walker_;
+    std::vector<std::string> above_; // the paths of the last node's ancestors, and its own
+};
+
 } // namespace
 
 Json NodeQuestions::about(const Peer& peer) {
@@ -306,29 +350,10 @@ HttpReply NodeQuestions::search(const WebArguments& arguments, const Peer& peer)
     HttpReply reply;
     reply.type = "application/x-ndjson; charset=utf-8";
     reply.pieces = [this, id, top, limit, pattern, &peer](const HttpReply::Send& send) {
-        lantrix::WalkOptions asked;
-        asked.kinds = true;
-        asked.isDescribed = [pattern](const std::string& name) {
-            return matchesNamePattern(pattern, lowered(name));
-        };
-        lantrix::TreeWalker walker(media_.pool(), id, asked);
-        std::vector<std::string> above; // the path of each ancestor
-        for (int found = 0; found < limit && !peer.hasGone();) {
-            const std::optional<lantrix::WalkedNode> node = walker.next();
-            if (!node)
-                return;
-            if (node->failure && node->failure.kind != Failure::Kind::Refused) {
-                send(dumpJson(failureFields(kindOf(node->failure), node->failure.text)) + "\n");
-                return;
-            }
-            const auto depth = static_cast<std::size_t>(node->depth);
-            above.resize(depth);
-            above.push_back(depth == 0 ? (top == "/" ? "" : top)
-                                       : above[depth - 1] + "/" + node->name);
-            if (depth == 0 || node->kind.empty() || !asked.isDescribed(node->name))
-                continue;
-            ++found;
-            if (!send(dumpJson({{"path", above.back()}, {"node", nodeFields(*node)}}) + "\n"))
+        Search search(media_.pool(), id, top == "/" ? "" : top, pattern);
+        for (int found = 0; found < limit && !peer.hasGone(); ++found) {
+            const Json line = search.next(peer);
+            if (line.is_null() || !send(dumpJson(line) + "\n") || line.contains("error"))
                 return;
         }
     };
