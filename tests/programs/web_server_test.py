@@ -106,7 +106,7 @@ class WebServerTest(ToolCase):
     def assert_prompt(self):
         begun = time.monotonic()
         self.ask("ping")
-        self.assertLess(time.monotonic() - begun, 5)
+        self.assertLess(time.monotonic() - begun, 8)  # the limits of those who are slow are 10
 
     def test_only_who_has_the_address_and_asks_from_its_page_is_answered(self):
         self.serve()
@@ -281,11 +281,12 @@ class WebServerTest(ToolCase):
         for connection in stalled[:150]:
             connection.sendall(image)  # and no end of it
         self.assert_prompt()
-        samples = self.head(f"/{self.token}/api/samples?id={clip}&frame=0&x=0&y=0&width=64&height=64") + b"\r\n"
+        page = self.head(f"/{self.token}/") + b"\r\n"
+        times = 2000000 // len(self.get("")[2])  # more than the system keeps of what is sent
         slow = [self.connect() for _ in range(130)]
         for connection in slow:
             connection.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
-            connection.sendall(samples * 60)  # and reads nothing
+            connection.sendall(page * times)  # and reads nothing
         self.assert_prompt()
         garbage = [self.seeded.randbytes(3000), b"\r\n" * 500, b"GET " + b"/" * 50000, image + b"X: y\r\n" * 5000,
                    image + b"Range: bytes=" + b"0-1," * 1500 + b"\r\n\r\n", b"GET / HTTP/1.1\r\nHost\r\n\r\n",
