@@ -167,6 +167,17 @@ bool lockAside(int descriptor) {
     return isLocked && ::fstat(descriptor, &status) == 0 && status.st_nlink > 0;
 }
 
+// The mask can only be asked for by setting another one, which files that other threads make
+// meanwhile would have. So that is done once.
+mode_t modeOfNewFiles() {
+    static const mode_t mask = [] {
+        const mode_t found = ::umask(0);
+        ::umask(found);
+        return found;
+    }();
+    return 0666 & ~mask;
+}
+
 } // namespace
 
 AsideFile::AsideFile(std::string finalName) : finalName_(std::move(finalName)) {
@@ -180,9 +191,7 @@ AsideFile::AsideFile(std::string finalName) : finalName_(std::move(finalName)) {
         if (descriptor_ < 0)
             failFile("can't write", finalName_, errno);
     } while (!lockAside(descriptor_));
-    const mode_t mask = ::umask(0);
-    ::umask(mask);
-    ::fchmod(descriptor_, 0666 & ~mask);
+    ::fchmod(descriptor_, modeOfNewFiles());
 }
 
 AsideFile::~AsideFile() {
@@ -208,8 +217,7 @@ void removeDeadAsideFiles(const std::string& folder) {
 }
 
 void AsideFile::write(std::string_view bytes) const {
-    const Descriptor file(path_, O_WRONLY | O_TRUNC);
-    writeAll(file.number(), bytes, finalName_);
+    writeAll(descriptor_, bytes, finalName_);
 }
 
 void AsideFile::commit() {

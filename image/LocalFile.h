@@ -99,7 +99,7 @@ public:
     /// Where to write; has the extension of the final name.
     [[nodiscard]] const std::string& path() const { return path_; }
     [[nodiscard]] const std::string& finalName() const { return finalName_; }
-    /// Writes the whole file.
+    /// Writes the whole file, once.
     void write(std::string_view bytes) const;
     /// Gives the file its final name, replacing what had it.
     void commit();
