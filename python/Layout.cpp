@@ -1,11 +1,14 @@
 #include "python/Layout.h"
 
 #include "image/Error.h"
+#include "stream/Frame.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
+#include <memory>
 
 namespace python {
 
@@ -74,8 +77,14 @@ const char* Layout::typeName() const {
     return typeOf(layout_).name;
 }
 
+// In numpy's own memory, of which it tells the system what it is for.
 py::array Layout::newArray() const {
-    return {py::dtype(typeName()), shape()};
+    constexpr auto alignment = static_cast<std::size_t>(lantrix::frameAlignment);
+    std::size_t room = arrayBytes() + alignment;
+    py::array_t<std::uint8_t> memory(static_cast<py::ssize_t>(room));
+    void* start = memory.mutable_data();
+    start = std::align(alignment, arrayBytes(), start, room);
+    return {py::dtype(typeName()), shape(), start, memory};
 }
 
 void Layout::check(const py::array& array) const {

@@ -21,6 +21,7 @@ public:
     [[nodiscard]] std::vector<py::ssize_t> shape() const;
     /// "u1", "<u2", "<f2" or "<f4".
     [[nodiscard]] const char* typeName() const;
+    /// Of anything; begins where frames are received fast.
     [[nodiscard]] py::array newArray() const;
     /// Throws BadFrame unless \p array has the type and shape of a frame.
     void check(const py::array& array) const;

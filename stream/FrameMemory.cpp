@@ -7,7 +7,7 @@ namespace lantrix {
 
 FrameBuffer::FrameBuffer() noexcept = default;
 
-FrameBuffer::FrameBuffer(std::shared_ptr<FrameBufferHome> home, std::unique_ptr<char[]> bytes,
+FrameBuffer::FrameBuffer(std::shared_ptr<FrameBufferHome> home, FrameBytes bytes,
                          std::size_t size) noexcept
     : home_(std::move(home)), bytes_(std::move(bytes)), size_(size) {}
 
@@ -45,7 +45,7 @@ FrameMemory::FrameMemory(std::size_t frameSize, const FrameWindow& window)
 // Not filled with zeros: every byte of it will be a frame's.
 FrameBytes FrameMemory::take() {
     if (free_.empty()) {
-        FrameBytes bytes(new char[frameSize_]);
+        FrameBytes bytes(static_cast<char*>(::operator new[](frameSize_, frameAlignment)));
         ++made_;
         return bytes;
     }

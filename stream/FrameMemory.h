@@ -11,8 +11,6 @@
 
 namespace lantrix {
 
-using FrameBytes = std::unique_ptr<char[]>;
-
 /// Where a buffer goes back to. Any thread.
 class FrameBufferHome {
 public:

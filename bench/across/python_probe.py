@@ -15,6 +15,7 @@ import numpy
 
 import lantrix
 
+PAGE = 4096
 FRAMES = 100  # of each clip of the peer
 RIVALS = ("requests", "redis")
 COUNTERS = ("_ZN5bench15allocationCountEv", "_ZN5bench14allocatedBytesEv")  # what is preloaded
@@ -29,7 +30,7 @@ class Probe:
 
     @functools.lru_cache(None)
     def clip_and_array(self, size: int) -> tuple[lantrix.Clip, Any]:
-        return lantrix.Clip(self.peer, str(size)), numpy.empty((1, size), numpy.uint8)
+        return lantrix.Clip(self.peer, str(size)), _aligned(size)
 
     def read_into(self, size: int, count: int) -> None:
         clip, out = self.clip_and_array(size)
@@ -72,6 +73,13 @@ class Probe:
             after = blocks(), bytes_()
         per_frame = [(now - then) / count for now, then in zip(after, before)]
         return f"{per_frame[0]:.2f} of {per_frame[1]:.0f} B"
+
+
+def _aligned(size: int) -> Any:
+    """An array that begins at a page, as the memory of the other side does."""
+    memory = numpy.empty(size + PAGE, numpy.uint8)
+    start = -memory.ctypes.data % PAGE
+    return memory[start : start + size].reshape(1, size)
 
 
 @functools.lru_cache(None)

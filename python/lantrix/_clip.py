@@ -203,8 +203,7 @@ class Frames(Sequence[Array]):
 
 def _given_out(source: _core.FrameSource) -> Iterator[tuple[int, Array]]:
     try:
-        while (found := source.next()) is not None:
-            yield found
+        yield from iter(source.next, None)  # keeps no frame while the next one is waited for
     finally:
         source.close()
 
