@@ -95,6 +95,10 @@ public:
     void readHeader(Image& image) {
         if (setjmp(png_jmpbuf(png_)) != 0)
             fail("can't read", input_.name(), error_);
+        // What is not used is not kept: libpng makes room for as much as a chunk's length says.
+        png_set_keep_unknown_chunks(png_, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
+        png_set_keep_unknown_chunks(png_, PNG_HANDLE_CHUNK_AS_DEFAULT,
+                                    reinterpret_cast<png_const_bytep>("pHYs"), 1);
         png_set_read_fn(png_, &input_, readBytes);
         png_read_info(png_, info_);
         png_set_expand(png_);

@@ -107,4 +107,14 @@ TEST_F(ImageStreamTest, OtherHeadersAreRefusedForWhatIsWrongWithThem) {
     }
 }
 
+TEST_F(ImageStreamTest, AChunkOfPngGetsNoMemoryForALengthThatIsALie) {
+    std::string bytes = written(noiseImage("rgb8"), image::writePng);
+    bytes.insert(33, std::string("\x4F\0\0\x37zTXt", 8)); // behind the header
+    const std::string name = write("lie.png", bytes);
+    const long before = largestMemory();
+    EXPECT_EQ("can't read '" + name + "': the data has been cut off",
+              errorOf([&] { (void)image::readImage(name); }).what());
+    EXPECT_LT(largestMemory(), before + (64 << 10));
+}
+
 } // namespace
