@@ -138,8 +138,8 @@ TEST_F(LantrixNodeHandleTest, CreatedNodesAreKnownWithoutAsking) {
     EXPECT_FALSE(node.createClipNode("d", format, -1, child));
     EXPECT_STREQ("Full", node.lastError());
     EXPECT_STREQ("c", child.getNodeId().id());
-    EXPECT_TRUE(node.getNumChildren(number));
-    EXPECT_EQ(3, number);
+    EXPECT_TRUE(node.getNumChildren(number) && number == 3);
+    EXPECT_TRUE(node.getChild(1, child) && child.getDisplayName(text) && is(text, "b c"));
     EXPECT_TRUE(node.createNode("e", "T", node)); // into the node itself
     EXPECT_TRUE(node.getDisplayName(text) && is(text, "e"));
     EXPECT_EQ(&server, &node.getServer());
@@ -279,11 +279,17 @@ TEST_F(LantrixNodeHandleTest, MetaDataIsAskedEveryTimeWithoutAVersion) {
 }
 
 TEST_F(LantrixNodeHandleTest, FirstChildOfThatNameIsFound) {
-    remote.commands({call("GetChildren n1", "ok a,X,b,x,c,x"), call("GetChildren n1", "ok a,X"),
+    remote.commands({call("GetNodeType b", "ok 1 0"), call("GetNodeTypeStr b", "ok clip"),
+                     call("GetChildren n1", "ok a,X,b,x,c,x"), call("GetNodeType b", "ok 0 1"),
+                     call("GetNodeTypeStr b", "ok reel"), call("GetChildren n1", "ok a,X"),
                      call("GetChildren n1", "ok "), call("GetChildren n1", "error Busy")});
+    child = LantrixNodeHandle(server, "b");
+    bool isClip = false;
     EXPECT_FALSE(LantrixFindChild(node, nullptr, child));
+    EXPECT_TRUE(child.getIsClipNode(isClip) && isClip);
     EXPECT_TRUE(LantrixFindChild(node, "x", child));
     EXPECT_STREQ("b", child.getNodeId().id());
+    EXPECT_TRUE(child.getIsClipNode(isClip) && !isClip) << "what was known of it is gone";
     EXPECT_FALSE(LantrixFindChild(node, "nobody", child));
     EXPECT_STREQ("a", child.getNodeId().id()); // the last one examined
     EXPECT_FALSE(LantrixFindChild(node, "nobody", child));

@@ -60,7 +60,6 @@ CoIoDescriptor::CoIoDescriptor()
 CoIoDescriptor::~CoIoDescriptor() {
     if (id_ >= 0)
         ::close(id_);
-    id_ = -1;
 }
 
 int CoIoDescriptor::failWithErrno() {

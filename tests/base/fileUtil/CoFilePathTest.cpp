@@ -57,7 +57,7 @@ TEST(CoFilePath, NamesItsComponents) {
               [](CoFilePath& path) { return path.directoryName(); });
     expectAll({"/a.d/b|", ".profile|", ".a.b|b", "x.tar.gz|gz", "x.|"},
               [](CoFilePath& path) { return path.extension(); });
-    expectAll({"x.tar.gz|x.tar", ".a|.a", "/a.d/b|/a", "ab|ab"},
+    expectAll({"x.tar.gz|x.tar", ".a|.a", "/a.d/b|/a", "ab|ab", "a.b|a"},
               [](CoFilePath& path) { return path.pruneExtension(), path.path(); });
     expectAll({"a\\b\\|a/b/"},
               [](CoFilePath& path) { return path.setGenericPath(path), path.path(); });

@@ -52,6 +52,8 @@ TEST(CoIoTcpDescriptor, ConnectedSocketHasTheOptionsAskedFor) {
     const auto defaults = sizes(0), least = sizes(1), sized = sizes(20000);
     EXPECT_EQ(defaults, sizes(-1));
     EXPECT_NE(defaults.first, sized.first);
+    CoIoTcpDescriptor input(::open("/dev/null", O_RDONLY)); // whose flags are 0
+    EXPECT_TRUE(input.setNonBlocking(input.id(), true));
     EXPECT_EQ(sized.first, sized.second);
     EXPECT_TRUE(least.first < sized.first && least.second < sized.second);
 }
