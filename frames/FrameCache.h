@@ -7,6 +7,7 @@
 #define FRAMES_FRAMECACHE_H
 
 #include "frames/ClipFrames.h"
+#include "stream/Frame.h"
 #include "stream/Pool.h"
 
 #include <chrono>
@@ -25,7 +26,7 @@ class FileBytes {
 public:
     explicit FileBytes(image::Bytes bytes) : kept_(std::move(bytes)), size_(kept_.size()) {}
     /// With room for \p size bytes, which are anything.
-    explicit FileBytes(std::size_t size) : room_(new char[size]), size_(size) {}
+    explicit FileBytes(std::size_t size) : room_(lantrix::allocateFrame(size)), size_(size) {}
 
     [[nodiscard]] const char* data() const { return room_ != nullptr ? room_.get() : kept_.data(); }
     [[nodiscard]] char* room() { return room_.get(); }
@@ -33,7 +34,7 @@ public:
 
 private:
     image::Bytes kept_;
-    std::unique_ptr<char[]> room_;
+    lantrix::FrameBytes room_;
     std::size_t size_;
 };
 

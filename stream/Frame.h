@@ -19,11 +19,16 @@ class FrameBufferHome;
 /// page: what a socket receives is copied there more slowly, on some machines at half the speed.
 inline constexpr std::align_val_t frameAlignment{64};
 
-/// Frees the memory of a frame, which was allocated with that alignment.
+/// Frees what allocateFrame() has given.
 struct FrameBytesDelete {
     void operator()(char* bytes) const noexcept { ::operator delete[](bytes, frameAlignment); }
 };
 using FrameBytes = std::unique_ptr<char[], FrameBytesDelete>;
+
+/// Memory for a frame of \p size bytes, which are anything. Throws std::bad_alloc.
+inline FrameBytes allocateFrame(std::size_t size) {
+    return FrameBytes(static_cast<char*>(::operator new[](size, frameAlignment)));
+}
 
 /// How much a reader or writer holds at once: frames under way, frames that wait to be given out,
 /// and frames that the application holds. The smaller bound counts; one frame is always held.

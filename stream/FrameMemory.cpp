@@ -45,7 +45,7 @@ FrameMemory::FrameMemory(std::size_t frameSize, const FrameWindow& window)
 // Not filled with zeros: every byte of it will be a frame's.
 FrameBytes FrameMemory::take() {
     if (free_.empty()) {
-        FrameBytes bytes(static_cast<char*>(::operator new[](frameSize_, frameAlignment)));
+        FrameBytes bytes = allocateFrame(frameSize_);
         ++made_;
         return bytes;
     }

@@ -8,6 +8,8 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
+#include <thread>
 
 #include <sys/socket.h>
 #include <unistd.h>
@@ -64,6 +66,21 @@ TEST_F(rcAPITest, ServerThatClosesInMidReplyLeavesResultAndConnection) {
     errno = EAGAIN; // of an earlier call: that nothing has arrived is told by the read alone
     EXPECT_FALSE(api.isReady());
     EXPECT_FALSE(api.isConnected());
+}
+
+TEST_F(rcAPITest, LateRepliesBehindAReplyAreOwedNoMore) {
+    server.commands({expect("sync 0 Ping \n"), expect("sync 0 Ping \n"), reply("ok late\nok own\n"),
+                     awaitClose});
+    ASSERT_TRUE(api.connect(server.host(), 7549));
+    std::thread stopping([this] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        api.stop();
+    });
+    EXPECT_FALSE(ping());
+    stopping.join();
+    EXPECT_TRUE(ping());
+    EXPECT_TRUE(api.isReady());
+    api.disconnect();
 }
 
 } // namespace

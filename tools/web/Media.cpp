@@ -15,22 +15,30 @@ constexpr std::size_t mostClips = 1024;
 constexpr std::int64_t mostFramesKnown = 1000000; // each has an id in memory
 constexpr unsigned processingTurns = 4;           // beside those who wait for a connection
 
-// The first question about a node; the only reason to refuse it is that there is no such node.
+// Of a node that refuses what clips tell: whether it is there and a clip. The only reason to refuse
+// this is that there is no such node.
+lantrix::Failure askKind(const LantrixNodeHandle& node, const lantrix::Failure& refusal,
+                         bool& isMissing) {
+    bool isClip = false;
+    if (node.getIsClipNode(isClip))
+        return isClip ? refusal : lantrix::Failure{};
+    lantrix::Failure failure = lantrix::Failure::lastOf(node.getServer());
+    isMissing = failure.kind == lantrix::Failure::Kind::Refused;
+    return isMissing ? lantrix::Failure{} : failure;
+}
+
+// That a node is a clip is only asked when it seems not to be: over a link each question takes a
+// thumbnail as long as its frame does.
 lantrix::Failure askClip(const LantrixServerHandle& server, const std::string& id,
                          std::shared_ptr<const frames::ClipFrames>& clip, bool& isMissing) {
     const LantrixNodeHandle node(server, id.c_str());
-    bool isClip = false;
-    if (!node.getIsClipNode(isClip)) {
-        lantrix::Failure failure = lantrix::Failure::lastOf(server);
-        isMissing = failure.kind == lantrix::Failure::Kind::Refused;
-        return isMissing ? lantrix::Failure{} : failure;
-    }
     LantrixClipFormat format;
     int count = 0;
-    if (!isClip)
-        return {};
-    if (!node.getClipFormat(format) || !node.getNumFrames(count))
-        return lantrix::Failure::lastOf(server);
+    if (!node.getNumFrames(count) || !node.getClipFormat(format)) {
+        lantrix::Failure failure = lantrix::Failure::lastOf(server);
+        return failure.kind == lantrix::Failure::Kind::Refused ? askKind(node, failure, isMissing)
+                                                               : failure;
+    }
     clip =
         std::make_shared<frames::ClipFrames>(node, format, count, image::FrameFile(format, ".raw"));
     return {};
