@@ -42,12 +42,12 @@ static void* counted(void* block) {
 void* malloc(std::size_t size) noexcept {
     return counted(__libc_malloc(size));
 }
-void* calloc(std::size_t count, std::size_t size) noexcept {
-    return counted(__libc_calloc(count, size));
+void* calloc(std::size_t nmemb, std::size_t size) noexcept {
+    return counted(__libc_calloc(nmemb, size));
 }
-void* realloc(void* block, std::size_t size) noexcept {
-    const std::size_t old = ::malloc_usable_size(block);
-    void* const moved = __libc_realloc(block, size);
+void* realloc(void* ptr, std::size_t size) noexcept {
+    const std::size_t old = ::malloc_usable_size(ptr);
+    void* const moved = __libc_realloc(ptr, size);
     held -= moved != nullptr || size == 0 ? old : 0;
     return counted(moved);
 }
@@ -57,13 +57,13 @@ void* memalign(std::size_t alignment, std::size_t size) noexcept {
 void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept {
     return memalign(alignment, size);
 }
-int posix_memalign(void** block, std::size_t alignment, std::size_t size) noexcept {
-    *block = memalign(alignment, size);
-    return *block != nullptr ? 0 : ENOMEM;
+int posix_memalign(void** memptr, std::size_t alignment, std::size_t size) noexcept {
+    *memptr = memalign(alignment, size);
+    return *memptr != nullptr ? 0 : ENOMEM;
 }
-void free(void* block) noexcept {
-    held -= ::malloc_usable_size(block);
-    __libc_free(block);
+void free(void* ptr) noexcept {
+    held -= ::malloc_usable_size(ptr);
+    __libc_free(ptr);
 }
 }
 

@@ -72,7 +72,7 @@ LantrixTextList::LantrixTextList(std::string reply, Form form, const std::functi
 }
 
 // The form is known when it is compiled, since it is asked for at each comma.
-template <LantrixTextList::Form form>
+template <LantrixTextList::Form KnownForm>
 void LantrixTextList::takeApart(const std::function<void()>& check) {
     constexpr std::ptrdiff_t stretch = 1024;
     char* const begin = text_.data();
@@ -87,7 +87,7 @@ void LantrixTextList::takeApart(const std::function<void()>& check) {
         std::uint32_t* startsEnd = starts;
         forEachComma(next, stretchEnd, [&](char* behind) {
             *startsEnd = static_cast<std::uint32_t>(piece - begin);
-            startsEnd += (form == Form::Pairs ? !isSecond : behind - 1 != piece) ? 1 : 0;
+            startsEnd += (KnownForm == Form::Pairs ? !isSecond : behind - 1 != piece) ? 1 : 0;
             behind[-1] = '\0';
             isSecond = !isSecond;
             piece = behind;
@@ -97,7 +97,7 @@ void LantrixTextList::takeApart(const std::function<void()>& check) {
         reserve(count, static_cast<double>(next - begin) / static_cast<double>(text_.size()));
         starts_.insert(starts_.end(), starts, startsEnd);
     }
-    if (form == Form::Items && piece != end)
+    if (KnownForm == Form::Items && piece != end)
         starts_.push_back(static_cast<std::uint32_t>(piece - begin));
 }
 

@@ -36,7 +36,7 @@ public:
     void appendPair(const char* first, const char* second);
 
 private:
-    template <Form form>
+    template <Form KnownForm>
     void takeApart(const std::function<void()>& check);
     void reserve(std::size_t count, double shareRead);
 
