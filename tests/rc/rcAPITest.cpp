@@ -37,7 +37,7 @@ TEST_F(rcAPITest, LeavesTheSizesOfItsBuffersToTheSystem) {
     const auto sizesOf = [](int socket) {
         std::array<int, 2> sizes{};
         socklen_t length = sizeof sizes[0];
-        EXPECT_EQ(0, ::getsockopt(socket, SOL_SOCKET, SO_SNDBUF, &sizes[0], &length));
+        EXPECT_EQ(0, ::getsockopt(socket, SOL_SOCKET, SO_SNDBUF, sizes.data(), &length));
         EXPECT_EQ(0, ::getsockopt(socket, SOL_SOCKET, SO_RCVBUF, &sizes[1], &length));
         return sizes;
     };
