@@ -79,7 +79,7 @@ const char* Layout::typeName() const {
 
 // In numpy's own memory, of which it tells the system what it is for.
 py::array Layout::newArray() const {
-    constexpr auto alignment = static_cast<std::size_t>(lantrix::frameAlignment);
+    constexpr std::size_t alignment = lantrix::frameAlignment;
     std::size_t room = arrayBytes() + alignment;
     py::array_t<std::uint8_t> memory(static_cast<py::ssize_t>(room));
     void* start = memory.mutable_data();

@@ -8,8 +8,8 @@
 #include "stream/Failure.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
-#include <new>
 
 namespace lantrix {
 
@@ -17,17 +17,23 @@ class FrameBufferHome;
 
 /// Where the memory of a frame begins, in bytes. Large blocks of `malloc` begin 16 bytes beyond a
 /// page: what a socket receives is copied there more slowly, on some machines at half the speed.
-inline constexpr std::align_val_t frameAlignment{64};
+inline constexpr std::size_t frameAlignment = 64;
 
 /// Frees what allocateFrame() has given.
 struct FrameBytesDelete {
-    void operator()(char* bytes) const noexcept { ::operator delete[](bytes, frameAlignment); }
+    void operator()(char* bytes) const noexcept { delete[](bytes - bytes[-1]); }
 };
 using FrameBytes = std::unique_ptr<char[], FrameBytesDelete>;
 
 /// Memory for a frame of \p size bytes, which are anything. Throws std::bad_alloc.
+// The byte before a frame says how far into its block it begins. Aligned operator new is not taken:
+// in glibc before 2.38 a freed block has no room for the next one, and the heap grows.
 inline FrameBytes allocateFrame(std::size_t size) {
-    return FrameBytes(static_cast<char*>(::operator new[](size, frameAlignment)));
+    char* const block = new char[size + frameAlignment];
+    const auto past = reinterpret_cast<std::uintptr_t>(block) % frameAlignment;
+    const std::size_t offset = frameAlignment - past;
+    block[offset - 1] = static_cast<char>(offset);
+    return FrameBytes(block + offset);
 }
 
 /// How much a reader or writer holds at once: frames under way, frames that wait to be given out,
