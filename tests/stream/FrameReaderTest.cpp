@@ -1,14 +1,12 @@
 // The reader: order, bounds, jumps, and that every frame arrives once and whole, or its failure is
 // told, whatever happens between pool and server.
 #include "stream/FrameReader.h"
-#include "tests/stream/StreamServer.h"
+#include "tests/stream/CancelMoments.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
-#include <future>
 #include <set>
 
 namespace {
@@ -16,7 +14,6 @@ namespace {
 using lantrix::Frame;
 using lantrix::FrameReader;
 using lantrix::Pool;
-using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t frameSize = StreamServer::frameSize;
 
@@ -159,41 +156,18 @@ TEST(FrameReader, EveryFrameArrivesOnceAndWholeWhateverBreaks) {
     EXPECT_FALSE(reader.next());
 }
 
-// One in twenty while a read stalls.
 TEST(FrameReader, EndsWithItsPoolAtAHundredMoments) {
     constexpr int count = 60;
     StreamServer server;
-    Relayed relayed(server);
     const LantrixNodeHandle clip = server.clip(count);
-    Clock::duration longest{0};
-    for (int moment = 0; moment < 100; ++moment) {
-        const bool stalls = moment % 20 == 0;
-        std::atomic<bool> flag{false};
-        if (stalls)
-            relayed.relay.arm({Channel::Frame, Side::Reply, Fault::Stall, 10});
-        std::optional<Pool> pool(std::in_place, relayed.host(), 3, &flag);
-        auto cancelling = std::async(std::launch::async, [&] {
-            while (stalls && !relayed.relay.fired())
-                std::this_thread::yield();
-            std::this_thread::sleep_for(std::chrono::microseconds(200 * moment));
-            moment % 2 == 0 ? static_cast<void>(flag = true) : pool->cancel();
-            return Clock::now();
-        });
+    cancelAtAHundredMoments(server, Channel::Frame, [&](Pool& pool) {
         int index = 0;
-        std::optional<FrameReader> reader(std::in_place, *pool, clip, upTo(count));
-        for (; const std::optional<Frame> frame = reader->next(); ++index)
+        FrameReader reader(pool, clip, upTo(count));
+        for (; const std::optional<Frame> frame = reader.next(); ++index)
             EXPECT_TRUE(frame->index == index &&
                         (isWhole(*frame) || frame->failure.kind == Kind::Stopped));
         EXPECT_EQ(count, index);
-        const Clock::time_point cancelled = cancelling.get();
-        reader.reset();
-        pool.reset(); // all threads have ended
-        longest = std::max(longest, Clock::now() - cancelled);
-        relayed.relay.disarm();
-    }
-    const std::chrono::duration<double> seconds = longest;
-    std::printf("The longest took %.3f s\n", seconds.count()); // 1.1 s unless the machine is busy
-    EXPECT_GT(3, seconds.count());
+    });
 }
 
 } // namespace

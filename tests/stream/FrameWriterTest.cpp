@@ -1,11 +1,12 @@
 // The writer: any order, a bounded window, one result for each frame, and that a frame is sent once
 // unless its writer has asked for more.
 #include "stream/FrameWriter.h"
-#include "tests/stream/StreamServer.h"
+#include "tests/stream/CancelMoments.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
 #include <set>
 
 namespace {
@@ -127,6 +128,32 @@ TEST(FrameWriter, NothingIsSentTwiceWhateverBreaks) {
     EXPECT_EQ(stored.size(), std::set<std::string>(stored.begin(), stored.end()).size());
     for (const int index : acknowledged)
         EXPECT_TRUE(isStored(clip, index)) << index;
+}
+
+// What was sent and not acknowledged may be stored or not.
+TEST(FrameWriter, EndsWithItsPoolAtAHundredMoments) {
+    constexpr int count = 60;
+    StreamServer server;
+    LantrixNodeHandle clip = server.clip(count);
+    cancelAtAHundredMoments(server, Channel::Frame, [&](Pool& pool) {
+        ASSERT_TRUE(clip.setNumFrames(0) && clip.setNumFrames(count)) << clip.lastError();
+        std::map<int, State> states;
+        FrameWriter writer(pool, clip, [&](const WriteResult& result) {
+            EXPECT_TRUE(states.emplace(result.index, result.state).second);
+        });
+        int taken = 0;
+        for (FrameBuffer buffer; taken < count && (buffer = writer.take()); ++taken) {
+            const std::string frame = StreamServer::frame(taken + 1000);
+            std::copy(frame.begin(), frame.end(), buffer.data());
+            writer.write(taken, std::move(buffer));
+        }
+        writer.finish();
+        EXPECT_EQ(static_cast<std::size_t>(taken), states.size());
+        for (const auto& [index, state] : states)
+            EXPECT_TRUE(state == State::Sent ||
+                        isStored(clip, index) == (state == State::Acknowledged))
+                << index;
+    });
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 // The walker: the order of one connection, details, bounds, and ids that come back.
 #include "stream/TreeWalker.h"
-#include "tests/stream/StreamServer.h"
+#include "tests/stream/CancelMoments.h"
 #include "tests/support/ScriptedServer.h"
 
 #include <gtest/gtest.h>
@@ -135,6 +135,25 @@ TEST_F(Walk, EndsEarlyAndWhenItIsCancelled) {
     while ((node = walker.next()))
         last = node;
     EXPECT_EQ(Kind::Stopped, last->failure.kind);
+}
+
+TEST_F(Walk, EndsWithItsPoolAtAHundredMoments) {
+    Lines expected;
+    meet(LantrixNodeHandle(server.handle(), root.getNodeId()), Order::ParentFirst, 0, expected);
+    cancelAtAHundredMoments(server, Channel::Command, [&](Pool& pool) {
+        TreeWalker walker(pool, root.getNodeId().id());
+        Lines lines;
+        lantrix::Failure failure;
+        while (const std::optional<WalkedNode> node = walker.next()) {
+            EXPECT_FALSE(failure) << "a node behind the one that was stopped";
+            failure = node->failure;
+            if (!failure)
+                lines.push_back(lineOf(node->id, node->name, node->depth, node->children));
+        }
+        EXPECT_EQ(failure ? Kind::Stopped : Kind::None, failure.kind) << failure.text;
+        ASSERT_TRUE(failure ? lines.size() < expected.size() : lines == expected);
+        EXPECT_TRUE(std::equal(lines.begin(), lines.end(), expected.begin()));
+    });
 }
 
 TEST(TreeWalker, TellsWhichQuestionFailed) {
