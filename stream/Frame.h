@@ -21,6 +21,7 @@ inline constexpr std::size_t frameAlignment = 64;
 
 /// Frees what allocateFrame() has given.
 struct FrameBytesDelete {
+    /// Frees it.
     void operator()(const char* bytes) const noexcept { delete[](bytes - bytes[-1]); }
 };
 using FrameBytes = std::unique_ptr<char[], FrameBytesDelete>;
