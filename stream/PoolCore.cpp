@@ -181,7 +181,7 @@ Failure PoolCore::attempt(Worker& worker, const Work& work) {
     }
 }
 
-// A handle whose call broke off may still be owed a reply, which would be taken for the next one's.
+// The next work begins with a handle that knows nothing of the call that broke off.
 void PoolCore::renew(Worker& worker) {
     std::unique_ptr<LantrixServerHandle> broken;
     const Lock lock(mutex_);
