@@ -86,15 +86,18 @@ export class Folder {
     async #fetch(card) {
         const giveUp = new AbortController();
         this.#fetching.set(card, giveUp);
+        let reply = null;
         try {
-            const reply = await request("image", {id: this.#nodes.get(card).id, frame: 0, width: WIDTH}, giveUp.signal);
-            this.#observer?.unobserve(card);
-            this.#show(card, reply.headers, await reply.blob());
+            const got = await request("image", {id: this.#nodes.get(card).id, frame: 0, width: WIDTH}, giveUp.signal);
+            reply = {headers: got.headers, blob: await got.blob()};
         } catch (error) {
             if (!isAbort(error)) this.#showFailure(card, error);
         }
         if (this.#fetching.get(card) === giveUp) this.#fetching.delete(card);
-        this.#fetchNext();
+        this.#fetchNext(); // on its way before the page is laid out anew
+        if (reply === null) return;
+        this.#observer?.unobserve(card);
+        this.#show(card, reply.headers, reply.blob);
     }
 
     #show(card, headers, blob) {
