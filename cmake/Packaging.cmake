@@ -29,18 +29,18 @@ foreach(library IN LISTS LANTRIX_LIBRARIES)
         DESTINATION ${LANTRIX_PC_DIR} COMPONENT development)
 endforeach()
 
-# Installs a program of the tree; it finds the library from its own place.
-function(lantrix_install_program target)
-    file(RELATIVE_PATH to_library /prefix/${CMAKE_INSTALL_BINDIR} /prefix/${CMAKE_INSTALL_LIBDIR})
+# Installs a program of the tree, if it is built; it finds the library from its own place.
+function(lantrix_install_program target folder)
+    if(NOT TARGET ${target})
+        return()
+    endif()
+    file(RELATIVE_PATH to_library /prefix/${folder} /prefix/${CMAKE_INSTALL_LIBDIR})
     set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN/${to_library}")
-    install(TARGETS ${target} RUNTIME COMPONENT tools)
+    install(TARGETS ${target} RUNTIME DESTINATION ${folder} COMPONENT tools)
 endfunction()
-if(TARGET lantrixd)
-    lantrix_install_program(lantrixd)
-endif()
-if(TARGET lantrix)
-    lantrix_install_program(lantrix)
-endif()
+lantrix_install_program(lantrixd ${CMAKE_INSTALL_BINDIR})
+lantrix_install_program(lantrix ${CMAKE_INSTALL_BINDIR})
+lantrix_install_program(lantrix-web ${CMAKE_INSTALL_LIBEXECDIR}/lantrix)
 
 # Debian's names are lower case, and its packages belong below /usr.
 set(CPACK_GENERATOR DEB)

@@ -43,8 +43,9 @@ LAYERS = {
     "tools/conform": f"tools/session tools/report {LIBRARY}",
     "tools/transfer": f"tools/session tools/report image stream {LIBRARY}",
     "tools/trees": f"tools/transfer tools/session tools/report image stream {LIBRARY}",
-    "tools/web": f"tools/session tools/report frames image stream {LIBRARY}",
-    "tools/verbs": "mount tools/web tools/conform tools/trees tools/transfer tools/session tools/report image "
+    "tools/web": "tools/verbs/Context.h tools/verbs/WebVerb.h tools/session tools/report frames "
+    f"image stream {LIBRARY}",
+    "tools/verbs": "mount tools/conform tools/trees tools/transfer tools/session tools/report image "
     "stream devserver "
     + LIBRARY,
     "tools": f"stream devserver {LIBRARY}",

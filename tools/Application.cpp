@@ -85,7 +85,7 @@ void addGlobalOptions(CLI::App& app, Options& options, CaptureOptions& capture) 
         ->group(group);
 }
 
-void addVerbs(CLI::App& app, Context& context) {
+void addVerbs(CLI::App& app, Context& context, const WebVerb& web) {
     addBrowseVerbs(app, context);
     addEditVerbs(app, context);
     addGetVerbs(app, context);
@@ -96,7 +96,7 @@ void addVerbs(CLI::App& app, Context& context) {
     addLookVerbs(app, context);
     addMetadataVerbs(app, context);
     addMountVerb(app, context);
-    addWebVerb(app, context);
+    addWebVerb(app, context, web);
     addServerVerbs(app, context);
     addConformVerb(app, context);
     addBenchVerb(app, context);
@@ -259,8 +259,9 @@ int parseAndRun(CLI::App& app, Context& context, std::vector<std::string> words)
 
 } // namespace
 
-int runApplication(int argc, char** argv) {
+int runApplication(int argc, char** argv, const WebVerb& web) {
     Context context;
+    context.words = argv;
     CLI::App app("Browse a media server's tree and move frames to and from it", "lantrix");
     app.set_version_flag("--version", "lantrix " LANTRIX_VERSION);
     app.require_subcommand(1);
@@ -270,12 +271,12 @@ int runApplication(int argc, char** argv) {
     CaptureOptions captureOptions;
     std::optional<PacketCapture> capture;
     addGlobalOptions(app, context.options, captureOptions);
-    addVerbs(app, context);
+    addVerbs(app, context, web);
     app.parse_complete_callback([&] {
+        catchInterrupts();
         redirectLog(context.options);
         openCapture(captureOptions, capture, context.options);
     });
-    catchInterrupts();
     const int status = parseAndRun(app, context, wordsOf(argc, argv));
     return capture ? finishCapture(*capture, context, status) : status;
 }

@@ -7,6 +7,7 @@ import os
 import pathlib
 import random
 import re
+import shutil
 import signal
 import socket
 import struct
@@ -94,6 +95,15 @@ class WebServerTest(ToolCase):
 
     def id_of(self, path):
         return self.ask("resolve", path=path)["nodes"][-1]["id"]
+
+    def test_what_serves_is_a_program_beside_the_tool(self):
+        alone = pathlib.Path(shutil.copy(os.environ["LANTRIX"], self.folder / "lantrix"))
+        linked = self.folder / "linked"
+        linked.symlink_to(os.environ["LANTRIX"])
+        self.assertIn("would serve", subprocess.run([linked, "-n", "web"], capture_output=True, text=True).stdout)
+        run = subprocess.run([alone, "web"], capture_output=True, text=True)
+        self.assertEqual((run.returncode, run.stdout), (1, ""))
+        self.assertIn("'lantrix-web', which does this, is not installed", run.stderr)
 
     def connect(self):
         connection = socket.create_connection((self.host, self.port), timeout=60)

@@ -13,6 +13,7 @@ namespace tool {
 struct Context {
     Options options;
     Output output{options};
+    char** words = nullptr; ///< Of the whole command line, null behind the last.
 };
 
 /// Asks on the terminal unless -y was given; without a terminal it is a usage error.

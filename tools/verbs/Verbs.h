@@ -3,13 +3,13 @@
 #ifndef TOOLS_VERBS_VERBS_H
 #define TOOLS_VERBS_VERBS_H
 
+#include "tools/verbs/WebVerb.h"
+
 namespace CLI {
 class App;
 }
 
 namespace tool {
-
-struct Context;
 
 /// ls.
 void addListVerb(CLI::App& app, Context& context);
@@ -35,8 +35,8 @@ void addLookVerbs(CLI::App& app, Context& context);
 void addMetadataVerbs(CLI::App& app, Context& context);
 /// mount.
 void addMountVerb(CLI::App& app, Context& context);
-/// web.
-void addWebVerb(CLI::App& app, Context& context);
+/// web, which another program serves where \p serve is empty.
+void addWebVerb(CLI::App& app, Context& context, const WebVerb& serve);
 /// ping, info, doctor, call, translate.
 void addServerVerbs(CLI::App& app, Context& context);
 /// conform.
