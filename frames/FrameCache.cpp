@@ -18,8 +18,40 @@ std::uint64_t cost(const ClipFrames& clip) {
 
 } // namespace
 
-FrameCache::FrameCache(lantrix::Pool& pool, std::uint64_t memory)
-    : memory_(memory), pool_(pool), group_(pool) {}
+lantrix::FrameBytes SpareRooms::take(std::size_t size) {
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        if (!rooms_.empty() && size_ == size) {
+            lantrix::FrameBytes room = std::move(rooms_.back());
+            rooms_.pop_back();
+            return room;
+        }
+    }
+    return lantrix::allocateFrame(size);
+}
+
+void SpareRooms::give(lantrix::FrameBytes room, std::size_t size) noexcept {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (size_ != size)
+        rooms_.clear();
+    size_ = size;
+    if (rooms_.size() < most_)
+        rooms_.push_back(std::move(room));
+}
+
+void SpareRooms::clear() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    rooms_.clear();
+}
+
+std::uint64_t SpareRooms::bytes() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return std::uint64_t{size_} * rooms_.size();
+}
+
+FrameCache::FrameCache(lantrix::Pool& pool, std::uint64_t memory, std::uint64_t leftMemory)
+    : memory_(memory), leftMemory_(leftMemory),
+      spares_(std::make_shared<SpareRooms>(pool.connections())), pool_(pool), group_(pool) {}
 
 std::uint64_t FrameCache::used() const {
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -28,10 +60,21 @@ std::uint64_t FrameCache::used() const {
 
 void FrameCache::remove(Entries::iterator entry) {
     if (entry->second.state == Entry::State::There) {
+        setLeft(entry->second, false);
         used_ -= entry->second.file->size();
         byUse_.erase(entry->second.use);
     }
     entries_.erase(entry);
+}
+
+// Moves a frame that is there to the end of the order of those that were left, or of the others.
+void FrameCache::setLeft(Entry& entry, bool isLeft) {
+    std::list<FrameKey>& from = entry.isLeft ? left_ : byUse_;
+    std::list<FrameKey>& to = isLeft ? left_ : byUse_;
+    to.splice(to.end(), from, entry.use);
+    const std::uint64_t size = entry.file->size();
+    leftBytes_ += (isLeft ? size : 0) - (entry.isLeft ? size : 0);
+    entry.isLeft = isLeft;
 }
 
 // The entry of a frame that can be used, or will be.
@@ -60,7 +103,7 @@ void FrameCache::get(const std::shared_ptr<const ClipFrames>& clip, FrameKey key
             feed();
             return;
         }
-        byUse_.splice(byUse_.end(), byUse_, entry.use);
+        setLeft(entry, false);
         file = entry.file;
     }
     got({}, file);
@@ -107,17 +150,33 @@ int FrameCache::continuesRun(FrameKey key) {
     if (found != runs_.end())
         runs_.splice(runs_.begin(), runs_, found);
     else
-        runs_.push_front({key, 0});
+        runs_.push_front({key, 0, {}});
     if (runs_.size() > mostRuns)
         runs_.pop_back();
     ++runs_.front().next.index;
+    runs_.front().last = Clock::now();
     return ++runs_.front().length;
 }
 
-// How far to read ahead: enough for all connections, and half of the memory at most.
+// How far to read ahead: enough for all connections, and half of the memory at most, shared by all
+// who read in order now.
 int FrameCache::window(const ClipFrames& clip) const {
+    const auto recent = Clock::now() - std::chrono::seconds(1);
+    const auto readers = std::count_if(runs_.begin(), runs_.end(), [&](const Run& run) {
+        return run.length > 1 && run.last > recent;
+    });
     const std::uint64_t half = memory_ / 2 / std::max<std::uint64_t>(cost(clip), 1);
-    return static_cast<int>(std::min<std::uint64_t>(half, std::uint64_t{2} * pool_.connections()));
+    const std::uint64_t frames =
+        std::min<std::uint64_t>(half, std::uint64_t{2} * pool_.connections());
+    return static_cast<int>(frames /
+                            static_cast<std::uint64_t>(std::max<std::ptrdiff_t>(readers, 1)));
+}
+
+void FrameCache::leave(FrameKey key) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const auto found = entries_.find(key);
+    if (found != entries_.end() && found->second.state == Entry::State::There)
+        setLeft(found->second, true);
 }
 
 void FrameCache::drop(FrameKey key) {
@@ -151,7 +210,8 @@ lantrix::Failure FrameCache::work(const lantrix::Connection& connection, Job& jo
     const std::string id = job.clip->frameId(job.key.index);
     const int size = static_cast<int>(kind.frameSize());
     if (kind.isPlain()) {
-        const auto file = std::make_shared<FileBytes>(static_cast<std::size_t>(kind.size()));
+        const auto file =
+            std::make_shared<FileBytes>(spares_, static_cast<std::size_t>(kind.size()));
         std::copy(kind.head().begin(), kind.head().end(), file->room());
         if (!connection.server.readFrame(id.c_str(), file->room() + kind.head().size(), size))
             return lantrix::Failure::lastOf(connection.server);
@@ -191,8 +251,13 @@ bool FrameCache::begin(Job& job) {
 
 // When all of the memory is taken by frames on their way, the next one waits for one of them.
 bool FrameCache::makeRoom(std::uint64_t size) {
-    while (used_ + size > memory_ && !byUse_.empty())
-        remove(entries_.find(byUse_.front()));
+    const auto isTooMuch = [&] {
+        return used_ + size > memory_ || leftBytes_ + size > std::max(leftMemory_, size);
+    };
+    while (isTooMuch() && !(left_.empty() && byUse_.empty()))
+        remove(entries_.find(left_.empty() ? byUse_.front() : left_.front()));
+    if (used_ + spares_->bytes() > memory_) // of which one will be this frame's
+        spares_->clear();
     isFull_ = used_ + size > memory_ && reading_ > 0;
     used_ += isFull_ ? 0 : size;
     return !isFull_;

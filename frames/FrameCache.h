@@ -21,12 +21,39 @@
 
 namespace frames {
 
+/// Memory of files that nobody holds any more, for the next ones: the system takes as long to hand
+/// out new pages as a frame takes to arrive. Any thread.
+class SpareRooms {
+public:
+    /// Keeps \p most of them.
+    explicit SpareRooms(std::size_t most) : most_(most) { rooms_.reserve(most); }
+
+    /// Room for \p size bytes, which are anything. Throws std::bad_alloc.
+    lantrix::FrameBytes take(std::size_t size);
+    void give(lantrix::FrameBytes room, std::size_t size) noexcept;
+    void clear();
+    [[nodiscard]] std::uint64_t bytes() const;
+
+private:
+    const std::size_t most_;
+    mutable std::mutex mutex_; // guards what follows
+    std::size_t size_ = 0;     // of each
+    std::vector<lantrix::FrameBytes> rooms_;
+};
+
 /// The bytes of one file.
 class FileBytes {
 public:
     explicit FileBytes(image::Bytes bytes) : kept_(std::move(bytes)), size_(kept_.size()) {}
-    /// With room for \p size bytes, which are anything.
-    explicit FileBytes(std::size_t size) : room_(lantrix::allocateFrame(size)), size_(size) {}
+    /// With room for \p size bytes, which are anything; it goes back to \p home.
+    FileBytes(std::shared_ptr<SpareRooms> home, std::size_t size)
+        : home_(std::move(home)), room_(home_->take(size)), size_(size) {}
+    ~FileBytes() {
+        if (home_ != nullptr)
+            home_->give(std::move(room_), size_);
+    }
+    FileBytes(const FileBytes&) = delete;
+    FileBytes& operator=(const FileBytes&) = delete;
 
     [[nodiscard]] const char* data() const { return room_ != nullptr ? room_.get() : kept_.data(); }
     [[nodiscard]] char* room() { return room_.get(); }
@@ -34,6 +61,7 @@ public:
 
 private:
     image::Bytes kept_;
+    std::shared_ptr<SpareRooms> home_;
     lantrix::FrameBytes room_;
     std::size_t size_;
 };
@@ -53,8 +81,9 @@ public:
     using File = std::shared_ptr<const FileBytes>;
     using Got = std::function<void(const lantrix::Failure& failure, const File& file)>;
 
-    /// Holds \p memory bytes at most, or one frame.
-    FrameCache(lantrix::Pool& pool, std::uint64_t memory);
+    /// Holds \p memory bytes at most, or one frame; of frames that have been left \p leftMemory
+    /// bytes, or one.
+    FrameCache(lantrix::Pool& pool, std::uint64_t memory, std::uint64_t leftMemory);
 
     /// Gives the file of a frame as it was at \p since or later: at once when it is there, else
     /// from a thread of the pool, where \p got must be brief.
@@ -64,6 +93,9 @@ public:
     /// order, and gives up what was planned for one who has jumped.
     void readAhead(const std::shared_ptr<const ClipFrames>& clip, FrameKey key,
                    Clock::time_point since);
+    /// Somebody has done with this frame: until it is wanted again, its memory is the first to be
+    /// used for others.
+    void leave(FrameKey key);
     /// The frame is another one now.
     void drop(FrameKey key);
 
@@ -81,7 +113,8 @@ private:
         bool isStale = false;                   // was dropped on its way
         File file;
         std::vector<Got> waiters;
-        std::list<FrameKey>::iterator use; // in used order, when it is there
+        bool isLeft = false;
+        std::list<FrameKey>::iterator use; // in left_ or byUse_, when it is there
     };
     using Entries = std::map<FrameKey, Entry>;
     // What one piece of work reads, chosen when it begins.
@@ -94,11 +127,13 @@ private:
     struct Run {
         FrameKey next;
         int length = 0;
+        Clock::time_point last; // when it went on
     };
 
     Entry& wanted(const std::shared_ptr<const ClipFrames>& clip, FrameKey key,
                   Clock::time_point since);
     void remove(Entries::iterator entry);
+    void setLeft(Entry& entry, bool isLeft);
     void feed();
     lantrix::Failure work(const lantrix::Connection& connection, Job& job);
     bool begin(Job& job);
@@ -111,9 +146,12 @@ private:
     int window(const ClipFrames& clip) const;
 
     const std::uint64_t memory_;
+    const std::uint64_t leftMemory_;
     mutable std::mutex mutex_; // guards all that follows
     Entries entries_;
-    std::list<FrameKey> byUse_;     // those that are there, the one used last at the end
+    std::list<FrameKey> byUse_; // those that are there, the one used last at the end
+    std::list<FrameKey> left_;  // those that are there and have been left, the last one at the end
+    std::uint64_t leftBytes_ = 0;
     std::deque<FrameKey> demanded_; // those that are not waiting any more are left out
     std::deque<FrameKey> ahead_;
     std::list<Run> runs_; // the one that went on last at the front
@@ -121,6 +159,7 @@ private:
     unsigned working_ = 0; // pieces of work handed in
     unsigned reading_ = 0; // those that read
     bool isFull_ = false;  // until a frame has been read
+    const std::shared_ptr<SpareRooms> spares_;
     lantrix::Pool& pool_;
     lantrix::WorkGroup group_; // last: ends first
 };

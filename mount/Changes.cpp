@@ -91,6 +91,8 @@ void FileSystem::create(fuse_req_t request, fuse_ino_t parent, const std::string
 // What is not stored when nobody has it open any more is given up, but for what is to be renamed.
 void FileSystem::closeFile(std::uint64_t handle) {
     const auto file = files_.remove(handle);
+    if (file != nullptr && file->wasRead)
+        frames_.leave({file->number.folder, file->number.frame()});
     const Drafts::Pointer draft = file != nullptr ? file->draft : nullptr;
     if (draft == nullptr)
         return;

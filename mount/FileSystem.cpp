@@ -16,6 +16,12 @@ namespace {
 
 constexpr std::chrono::seconds leastPause(1); // between two looks at all that is known
 
+// Frames that no program has open are of use to the next one only while they are fresh.
+std::uint64_t memoryOfLeft(const MountOptions& options) {
+    constexpr std::chrono::seconds longFresh(10);
+    return options.fresh < longFresh ? options.memory / 8 : options.memory;
+}
+
 lantrix::PoolOptions optionsOfQuestions(lantrix::PoolOptions options) {
     constexpr unsigned connections = 4;
     options.connections = std::min(options.connections, connections);
@@ -55,8 +61,8 @@ FileSystem::FileSystem(const MountOptions& options)
              options.path, options.fresh),
       drafts_(options.memory), requests_(options.timeLimit),
       questions_(options.host, optionsOfQuestions(options.pool)),
-      framePool_(options.host, options.pool), frames_(framePool_, options.memory),
-      asking_(questions_) {}
+      framePool_(options.host, options.pool),
+      frames_(framePool_, options.memory, memoryOfLeft(options)), asking_(questions_) {}
 
 FileSystem::~FileSystem() = default;
 

@@ -8,7 +8,6 @@
 #include "stream/Failure.h"
 
 #include <cstddef>
-#include <cstdint>
 #include <memory>
 
 namespace lantrix {
@@ -26,16 +25,8 @@ struct FrameBytesDelete {
 };
 using FrameBytes = std::unique_ptr<char[], FrameBytesDelete>;
 
-/// Memory for a frame of \p size bytes, which are anything. Throws std::bad_alloc.
-// The byte before a frame says how far into its block it begins. Aligned operator new is not taken:
-// in glibc before 2.38 a freed block has no room for the next one, and the heap grows.
-inline FrameBytes allocateFrame(std::size_t size) {
-    char* const block = new char[size + frameAlignment];
-    const auto past = reinterpret_cast<std::uintptr_t>(block) % frameAlignment;
-    const std::size_t offset = frameAlignment - past;
-    block[offset - 1] = static_cast<char>(offset);
-    return FrameBytes(block + offset);
-}
+/// Memory for a frame of \p size bytes, which are anything. Throws std::bad_alloc. Any thread.
+[[nodiscard]] LANTRIX_EXPORT FrameBytes allocateFrame(std::size_t size);
 
 /// How much a reader or writer holds at once: frames under way, frames that wait to be given out,
 /// and frames that the application holds. The smaller bound counts; one frame is always held.

@@ -1,9 +1,43 @@
 #include "stream/FrameMemory.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <utility>
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 namespace lantrix {
+
+namespace {
+
+// Asks the system for large pages: a frame is filled as a whole, and with small ones a third of the
+// time of its first use goes by while they are handed out one by one. A hint, which may fail.
+void adviseLargePages([[maybe_unused]] char* block, [[maybe_unused]] std::size_t size) {
+#ifdef MADV_HUGEPAGE
+    constexpr std::size_t leastSize = std::size_t{4} << 20; // which has a large page within
+    if (size < leastSize)
+        return;
+    static const auto page = static_cast<std::uintptr_t>(::sysconf(_SC_PAGESIZE));
+    const auto start = reinterpret_cast<std::uintptr_t>(block);
+    const std::size_t toPage = (page - start % page) % page;
+    ::madvise(block + toPage, (size - toPage) / page * page, MADV_HUGEPAGE);
+#endif
+}
+
+} // namespace
+
+// The byte before a frame says how far into its block it begins. Aligned operator new is not taken:
+// in glibc before 2.38 a freed block has no room for the next one, and the heap grows.
+FrameBytes allocateFrame(std::size_t size) {
+    const std::size_t blockSize = size + frameAlignment;
+    char* const block = new char[blockSize];
+    adviseLargePages(block, blockSize);
+    const auto past = reinterpret_cast<std::uintptr_t>(block) % frameAlignment;
+    const std::size_t offset = frameAlignment - past;
+    block[offset - 1] = static_cast<char>(offset);
+    return FrameBytes(block + offset);
+}
 
 FrameBuffer::FrameBuffer() noexcept = default;
 

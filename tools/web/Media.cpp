@@ -48,7 +48,7 @@ lantrix::Failure askClip(const LantrixServerHandle& server, const std::string& i
 
 Media::Media(const std::string& host, const lantrix::PoolOptions& pool, std::uint64_t memory)
     : turns_(pool.connections + processingTurns, memory / 2), pool_(host, pool),
-      cache_(pool_, memory / 2) {}
+      cache_(pool_, memory / 2, memory / 2) {}
 
 void Media::Outcome::tell(const lantrix::Failure& failure) {
     const std::lock_guard<std::mutex> lock(mutex_);
