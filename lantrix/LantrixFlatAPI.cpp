@@ -65,10 +65,13 @@ bool getRootNode__(const LantrixServerHandle* server, LantrixNodeHandle* node) {
 
 namespace {
 
-// Stores the address where the compiler has to produce it, though nobody reads it.
-template <class Function>
-void keep(Function function) {
-    [[maybe_unused]] volatile Function kept = function;
+// Stores the addresses where the compiler has to produce them, though nobody reads them.
+template <class... Functions>
+void keep(Functions... functions) {
+    const auto store = [](auto function) {
+        [[maybe_unused]] volatile decltype(function) kept = function;
+    };
+    (store(functions), ...);
 }
 
 using Handle = LantrixNodeHandle;
@@ -77,23 +80,14 @@ using Server = const LantrixServerHandle&;
 } // namespace
 
 void dontdeadstriplantrixplease() {
-    keep(&LantrixClientInit);
-    keep(&LantrixClientUninit);
-    keep(&getRootNode__);
-    keep(&LantrixStr::LantrixStr_new);
-    keep(&LantrixStr::LantrixStr_delete);
-    keep(&LantrixServerHandle::LantrixServerHandle_new);
-    keep(&LantrixServerHandle::LantrixServerHandle_delete);
-    keep(static_cast<Handle* (*)()>(&Handle::LantrixNodeHandle_new));
-    keep(static_cast<Handle* (*)(Server, const char*)>(&Handle::LantrixNodeHandle_new));
-    keep(static_cast<Handle* (*)(Server, const LantrixNodeId&)>(&Handle::LantrixNodeHandle_new));
-    keep(&Handle::LantrixNodeHandle_delete);
-    keep(&LantrixNodeId::LantrixNodeId_new);
-    keep(&LantrixNodeId::LantrixNodeId_delete);
-    keep(&LantrixClipFormat::LantrixClipFormat_new);
-    keep(&LantrixClipFormat::LantrixClipFormat_delete);
-    keep(&Handle::getNodeId);
-    keep(&Handle::getNumChildren);
-    keep(&Handle::getChild);
-    keep(&Handle::getDisplayName);
+    keep(&LantrixClientInit, &LantrixClientUninit, &getRootNode__, &LantrixStr::LantrixStr_new,
+         &LantrixStr::LantrixStr_delete, &LantrixServerHandle::LantrixServerHandle_new,
+         &LantrixServerHandle::LantrixServerHandle_delete,
+         static_cast<Handle* (*)()>(&Handle::LantrixNodeHandle_new),
+         static_cast<Handle* (*)(Server, const char*)>(&Handle::LantrixNodeHandle_new),
+         static_cast<Handle* (*)(Server, const LantrixNodeId&)>(&Handle::LantrixNodeHandle_new),
+         &Handle::LantrixNodeHandle_delete, &LantrixNodeId::LantrixNodeId_new,
+         &LantrixNodeId::LantrixNodeId_delete, &LantrixClipFormat::LantrixClipFormat_new,
+         &LantrixClipFormat::LantrixClipFormat_delete, &Handle::getNodeId, &Handle::getNumChildren,
+         &Handle::getChild, &Handle::getDisplayName);
 }

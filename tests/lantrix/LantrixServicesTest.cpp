@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <chrono>
 #include <climits>
 #include <functional>
 #include <random>
@@ -40,6 +42,7 @@ TEST(LantrixServices, OddRepliesGiveWhatTheyHold) {
         {"getChildren", "ok ", "children=;"},
         {"getNodeType", "ok 3", "type=3;"},
         {"getNodeType", "ok 257 -5", "type=1;numbers=-5,-1;"},
+        {"getNodeType", "ok 2147483647 -2147483648", "type=255;numbers=-2147483648,-1;"},
         {"getNodeType", "ok", "type=0;"},
         {"allocateFrames", "ok ", ""},
         {"queryMetaDataSupport", "ok ", "list=;"},
@@ -207,6 +210,21 @@ TEST(LantrixConnections, FrameFailuresNameTheirPlaceAndDropTheConnection) {
     EXPECT_EQ("104" + place + "Cannot write a negative number of bytes",
               thrownBy([&] { frames.write(buffer, INT_MIN); }));
     EXPECT_FALSE(frames.isConnected());
+}
+
+// The system sends what it holds back after 200 ms at the latest.
+TEST_F(LantrixServicesTest, AnnouncementIsNotHeldBack) {
+    const Step announced = expect("ReadAhead" + nul + "f1" + nul + "3" + nul);
+    server.frames({announced, gate, announced, gate, announced, gate});
+    auto soonest = std::chrono::steady_clock::duration::max();
+    for (int i = 0; i < 3; ++i) {
+        const auto begin = std::chrono::steady_clock::now();
+        services.frameService.readAhead("f1", 3);
+        server.awaitGate();
+        soonest = std::min(soonest, std::chrono::steady_clock::now() - begin);
+        server.openGate();
+    }
+    EXPECT_LT(soonest, std::chrono::milliseconds(150));
 }
 
 TEST_F(LantrixServicesTest, OddSizesAreSentAsTheyAreAndThenFail) {

@@ -6,6 +6,8 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <ctime>
 
 #include <unistd.h>
 
@@ -67,6 +69,8 @@ TEST_F(CoMsgEnvironment, EmptyVerboseVariableGivesFullLines) {
     };
     EXPECT_EXIT(postAndExit(post), ExitedWithCode(0),
                 "^\\[error\\] 0 Module.x:7 ../../..:..:..:..\\.[0-9][0-9][0-9] 100% of it\n$");
+    const auto postLong = [] { CoMsg::postError("%s", std::string(600, 'x').c_str()); };
+    EXPECT_EXIT(postAndExit(postLong), ExitedWithCode(0), "^\\[error\\] .{503}$");
 }
 
 TEST_F(CoMsgEnvironment, PlainTextLosesTrailingBlanksOnly) {
@@ -79,11 +83,23 @@ TEST_F(CoMsgEnvironment, PlainTextLosesTrailingBlanksOnly) {
     EXPECT_EXIT(postAndExit(post), ExitedWithCode(0), Eq(" x\n\n1 \n2\n"));
 }
 
+TEST(CoMsg, RecordHasTheProcessAsItIsToldThen) {
+    const CoMsg before("", "x", 1, CoMsg::Error);
+    CoMsg::setCurrentPIDCallback([] { return 77; });
+    EXPECT_EQ(77U, CoMsg("", "x", 1, CoMsg::Error).pid());
+    CoMsg::setCurrentPIDCallback([] { return 0; });
+    EXPECT_EQ(before.pid(), CoMsg("", "x", 1, CoMsg::Error).pid());
+}
+
 TEST(CoMsg, LineFollowsTheTimeZone) {
     const CoMsg message("text", "file", 1, CoMsg::Error);
     char utc[256], elsewhere[256];
     ::setenv("TZ", "UTC0", 1);
     message.format(utc, sizeof utc);
+    char time[64];
+    const std::time_t seconds = message.seconds();
+    std::strftime(time, sizeof time, " %m/%d/%y:%H:%M:%S.", std::gmtime(&seconds));
+    EXPECT_NE(nullptr, std::strstr(utc, time)) << utc;
     ::setenv("TZ", "TST-5", 1);
     message.format(elsewhere, sizeof elsewhere);
     ::unsetenv("TZ");

@@ -76,6 +76,22 @@ TEST_F(CoIoDescriptorTest, ClosedDescriptorRefusesAndNeverWaits) {
     EXPECT_STREQ(std::strerror(EBADF), descriptor.lastError());
 }
 
+TEST_F(CoIoDescriptorTest, NumberZeroIsAsGoodAsAnyOther) {
+    const int input = ::dup(STDIN_FILENO);
+    ::dup2(descriptor.id(), STDIN_FILENO);
+    {
+        CoIoDescriptor zero;
+        zero.setId(STDIN_FILENO);
+        EXPECT_EQ(2, peer.blockingWrite("ab", 2));
+        EXPECT_EQ(2, zero.nonBlockingReadSelect(buffer, 2));
+        EXPECT_EQ(2, zero.blockingWrite("cd", 2));
+    } // which closes it
+    EXPECT_EQ(-1, ::fcntl(STDIN_FILENO, F_GETFD));
+    EXPECT_EQ("cd", received(2));
+    ::dup2(input, STDIN_FILENO);
+    ::close(input);
+}
+
 TEST_F(CoIoDescriptorTest, ReadLineCutsALongLineAndConsumesItWhole) {
     peer.writeStr("abcdefghij\nabcdefg\nab\r\n\nend");
     for (const std::string line : {"abcdefg", "abcdefg", "ab\r", ""}) {

@@ -46,6 +46,8 @@ TEST(CoIoTcpDescriptor, ConnectedSocketHasTheOptionsAskedFor) {
 #ifdef TCP_NOTSENT_LOWAT
         EXPECT_EQ(262144, option(descriptor, IPPROTO_TCP, TCP_NOTSENT_LOWAT));
 #endif
+        CoIoTcpDescriptor::setNoDelaySocketOption(descriptor.id(), false);
+        EXPECT_EQ(0, option(descriptor, IPPROTO_TCP, TCP_NODELAY));
         return std::make_pair(option(descriptor, SOL_SOCKET, SO_SNDBUF),
                               option(descriptor, SOL_SOCKET, SO_RCVBUF));
     };
