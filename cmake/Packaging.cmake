@@ -40,6 +40,7 @@ function(lantrix_install_program target folder)
 endfunction()
 lantrix_install_program(lantrixd ${CMAKE_INSTALL_BINDIR})
 lantrix_install_program(lantrix ${CMAKE_INSTALL_BINDIR})
+lantrix_install_program(lantrix-mount ${CMAKE_INSTALL_LIBEXECDIR}/lantrix)
 lantrix_install_program(lantrix-web ${CMAKE_INSTALL_LIBEXECDIR}/lantrix)
 
 # Debian's names are lower case, and its packages belong below /usr.

@@ -43,12 +43,12 @@ LAYERS = {
     "tools/conform": f"tools/session tools/report {LIBRARY}",
     "tools/transfer": f"tools/session tools/report image stream {LIBRARY}",
     "tools/trees": f"tools/transfer tools/session tools/report image stream {LIBRARY}",
-    "tools/web": "tools/verbs/Context.h tools/verbs/WebVerb.h tools/session tools/report frames "
+    "tools/web": "tools/verbs/Context.h tools/verbs/HelperVerbs.h tools/session tools/report frames "
     f"image stream {LIBRARY}",
-    "tools/verbs": "mount tools/conform tools/trees tools/transfer tools/session tools/report image "
+    "tools/verbs": "tools/conform tools/trees tools/transfer tools/session tools/report image "
     "stream devserver "
     + LIBRARY,
-    "tools": f"stream devserver {LIBRARY}",
+    "tools": f"mount stream devserver {LIBRARY}",
     "examples": f"stream {PUBLIC}",
     "bench/support": "",
     "bench/inside": f"bench/support {LIBRARY}",

@@ -85,7 +85,7 @@ void addGlobalOptions(CLI::App& app, Options& options, CaptureOptions& capture) 
         ->group(group);
 }
 
-void addVerbs(CLI::App& app, Context& context, const WebVerb& web) {
+void addVerbs(CLI::App& app, Context& context, const HelperVerbs& own) {
     addBrowseVerbs(app, context);
     addEditVerbs(app, context);
     addGetVerbs(app, context);
@@ -95,8 +95,8 @@ void addVerbs(CLI::App& app, Context& context, const WebVerb& web) {
     addCompareVerbs(app, context);
     addLookVerbs(app, context);
     addMetadataVerbs(app, context);
-    addMountVerb(app, context);
-    addWebVerb(app, context, web);
+    addMountVerb(app, context, own);
+    addWebVerb(app, context, own);
     addServerVerbs(app, context);
     addConformVerb(app, context);
     addBenchVerb(app, context);
@@ -259,7 +259,7 @@ int parseAndRun(CLI::App& app, Context& context, std::vector<std::string> words)
 
 } // namespace
 
-int runApplication(int argc, char** argv, const WebVerb& web) {
+int runApplication(int argc, char** argv, const HelperVerbs& own) {
     Context context;
     context.words = argv;
     CLI::App app("Browse a media server's tree and move frames to and from it", "lantrix");
@@ -271,7 +271,7 @@ int runApplication(int argc, char** argv, const WebVerb& web) {
     CaptureOptions captureOptions;
     std::optional<PacketCapture> capture;
     addGlobalOptions(app, context.options, captureOptions);
-    addVerbs(app, context, web);
+    addVerbs(app, context, own);
     app.parse_complete_callback([&] {
         catchInterrupts();
         redirectLog(context.options);

@@ -4,13 +4,12 @@
 #ifndef TOOLS_APPLICATION_H
 #define TOOLS_APPLICATION_H
 
-#include "tools/verbs/WebVerb.h"
+#include "tools/verbs/HelperVerbs.h"
 
 namespace tool {
 
-/// Runs the program and returns its exit status. \p web does what the verb of that name is for;
-/// without it the program that can do that is run instead of this one.
-[[nodiscard]] int runApplication(int argc, char** argv, const WebVerb& web = nullptr);
+/// Runs the program and returns its exit status. \p own are the helpers' verbs that it does itself.
+[[nodiscard]] int runApplication(int argc, char** argv, const HelperVerbs& own = {});
 
 } // namespace tool
 

@@ -3,5 +3,5 @@
 #include "tools/web/ServeWeb.h"
 
 int main(int argc, char** argv) {
-    return tool::runApplication(argc, argv, tool::serveWeb);
+    return tool::runApplication(argc, argv, {tool::serveWeb, nullptr});
 }

@@ -33,6 +33,7 @@ void settle(FrameTarget& target, Cores& cores) {
 
 void moveFrames(FrameSource& source, FrameTarget& target, const StepSpan& span, Cores& cores,
                 const StepDone& done) {
+    const bool isAlone = span.end - span.begin == 1; // nothing could go on beside it
     try {
         for (std::size_t step = span.begin; step < span.end; ++step) {
             const auto piece = std::make_shared<Piece>();
@@ -45,7 +46,7 @@ void moveFrames(FrameSource& source, FrameTarget& target, const StepSpan& span, 
                 target.take(std::move(*piece), done);
             };
             const bool isBrief = source.isBrief(*piece) && target.isBrief();
-            isBrief ? cores.runHere(task) : cores.run(task);
+            isBrief || isAlone ? cores.runHere(task) : cores.run(task);
         }
         cores.wait();
     } catch (...) {

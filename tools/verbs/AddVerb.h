@@ -18,7 +18,8 @@ namespace tool {
 struct VerbText {
     std::string name;
     std::string help;
-    std::string example; ///< Shown below the help.
+    std::string example;   ///< Shown below the help.
+    bool isHidden = false; ///< From the list of verbs.
 };
 
 /// \p addOptions says where the command line puts its words; \p run gets them.
@@ -27,6 +28,10 @@ void addVerb(CLI::App& app, Context& context, const VerbText& text,
              std::function<void(Context& context, const Arguments& arguments)> run,
              const std::function<void(CLI::App& verb, Arguments& arguments)>& addOptions) {
     CLI::App* verb = app.add_subcommand(text.name, text.help);
+    if (text.isHidden)
+        verb->group("");
+    if (!context.mayUse(text.name))
+        return;
     verb->footer("Example:\n  " + text.example);
     const auto arguments = std::make_shared<Arguments>(); // lives as long as the verb
     addOptions(*verb, *arguments);

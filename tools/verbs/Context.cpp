@@ -3,6 +3,7 @@
 #include "tools/report/PrintableText.h"
 #include "tools/session/Interrupt.h"
 
+#include <cstring>
 #include <iostream>
 
 #include <poll.h>
@@ -25,6 +26,13 @@ std::string readAnswer() {
 }
 
 } // namespace
+
+bool Context::mayUse(const std::string& verb) const {
+    char** word = words;
+    while (*word != nullptr && *word != verb && std::strncmp(*word, "complet", 7) != 0)
+        ++word;
+    return *word != nullptr;
+}
 
 void confirm(const Context& context, const std::string& question) {
     if (context.options.yes)

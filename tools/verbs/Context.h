@@ -14,6 +14,10 @@ struct Context {
     Options options;
     Output output{options};
     char** words = nullptr; ///< Of the whole command line, null behind the last.
+
+    /// True when the command line may name this verb, or asks for what completes it: a start is
+    /// too short to make the options of all verbs.
+    [[nodiscard]] bool mayUse(const std::string& verb) const;
 };
 
 /// Asks on the terminal unless -y was given; without a terminal it is a usage error.

@@ -36,7 +36,7 @@ std::filesystem::path ownFile(const char* name) {
 
 } // namespace
 
-void becomeHelper(const std::string& helper, char** words) {
+void becomeHelper(const std::string& helper, const std::string& library, char** words) {
     const std::filesystem::path program =
         ownFile(words[0]).parent_path() / LANTRIX_HELPERS / helper;
     ::execv(program.c_str(), words);
@@ -44,7 +44,8 @@ void becomeHelper(const std::string& helper, char** words) {
     if (error == ENOENT)
         throw Failure(Status::Other, "'" + helper +
                                          "', which does this, is not installed; it is left out of "
-                                         "builds without cpp-httplib");
+                                         "builds without " +
+                                         library);
     throw Failure(Status::Other, "'" + program.lexically_normal().string() +
                                      "' can't be run: " + std::strerror(error));
 }

@@ -3,7 +3,7 @@
 #ifndef TOOLS_VERBS_VERBS_H
 #define TOOLS_VERBS_VERBS_H
 
-#include "tools/verbs/WebVerb.h"
+#include "tools/verbs/HelperVerbs.h"
 
 namespace CLI {
 class App;
@@ -33,10 +33,9 @@ void addCompareVerbs(CLI::App& app, Context& context);
 void addLookVerbs(CLI::App& app, Context& context);
 /// meta ls, meta get, meta set.
 void addMetadataVerbs(CLI::App& app, Context& context);
-/// mount.
-void addMountVerb(CLI::App& app, Context& context);
-/// web, which another program serves where \p serve is empty.
-void addWebVerb(CLI::App& app, Context& context, const WebVerb& serve);
+/// mount, and web.
+void addMountVerb(CLI::App& app, Context& context, const HelperVerbs& own);
+void addWebVerb(CLI::App& app, Context& context, const HelperVerbs& own);
 /// ping, info, doctor, call, translate.
 void addServerVerbs(CLI::App& app, Context& context);
 /// conform.

@@ -308,14 +308,13 @@ void addCompletionVerbs(CLI::App& app, Context& context) {
     addVerb<LineToComplete>(
         app, context,
         {"complete-line", "Print completions of the last word; for completion scripts",
-         "lantrix complete-line bash 'lantrix ls /Lib'"},
+         "lantrix complete-line bash 'lantrix ls /Lib'", /*isHidden=*/true},
         [&app](Context& given, const LineToComplete& line) {
             completeLine(app, given.options, line);
         },
         [](CLI::App& verb, LineToComplete& line) {
             verb.add_option("SHELL", line.shell, "The shell that asks")->required();
             verb.add_option("LINE", line.text, "The line left of the cursor")->required();
-            verb.group("");
         });
 }
 

@@ -1,117 +1,17 @@
 // mount: a server's tree as a folder.
 #include "tools/verbs/AddVerb.h"
 #include "tools/verbs/FrameOptions.h"
+#include "tools/verbs/HelperProgram.h"
 #include "tools/verbs/Verbs.h"
-
-#ifdef LANTRIX_MOUNT
-#include "mount/Mount.h"
-#include "tools/session/Interrupt.h"
-#include "tools/session/NodeSearch.h"
-#include "tools/verbs/Background.h"
-#include "tools/verbs/StatFields.h"
-
-#include <filesystem>
-#include <optional>
-#endif
 
 namespace tool {
 
-namespace {
-
-struct MountArguments {
-    std::string address;
-    std::string folder;
-    std::string kind; // of image files
-    int startNumber = 0;
-    double cacheSeconds = 2;
-    int memoryMiB = 512;
-    bool isWritable = false;
-    bool allowOthers = false;
-    bool background = false;
-};
-
-#ifdef LANTRIX_MOUNT
-
-std::chrono::milliseconds milliseconds(double seconds) {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(
-        std::chrono::duration<double>(seconds));
-}
-
-mounted::MountOptions mountOptions(Session& session, const Address& address,
-                                   const MountArguments& arguments) {
-    const LantrixNodeHandle node = findNode(session, address);
-    mounted::MountOptions mount;
-    mount.host = session.target();
-    mount.nodeId = node.getNodeId().id();
-    mount.name = address.name().empty() ? session.name(node) : address.name();
-    mount.path = address.path();
-    mount.source = address.text();
-    mount.folder = arguments.folder;
-    mount.pool = session.poolOptions();
-    mount.pool.connections = static_cast<unsigned>(session.options().connections.value_or(4));
-    mount.pool.first = nullptr; // the mount has several pools
-    mount.timeLimit = mount.pool.timeLimit;
-    mount.extension = arguments.kind.empty() ? "" : "." + arguments.kind;
-    mount.startNumber = arguments.startNumber;
-    mount.fresh = milliseconds(arguments.cacheSeconds);
-    mount.memory = static_cast<std::uint64_t>(arguments.memoryMiB) << 20;
-    mount.isWritable = arguments.isWritable;
-    mount.allowOthers = arguments.allowOthers;
-    mount.endFlag = &interruptFlag();
-    mount.describe = [host = address.host](const lantrix::WalkedNode& clip,
-                                           const std::string& path) {
-        return Output::document(statFields(host, path, clip));
-    };
-    return mount;
-}
-
-void runMount(Context& context, const MountArguments& given) {
-    MountArguments arguments = given;
-    arguments.folder = std::filesystem::absolute(given.folder).lexically_normal();
-    const Address address = parseAddress(arguments.address, context.options.host);
-    if (context.options.dryRun) {
-        context.output.wouldDo({"mount " + address.text() + " at '" + arguments.folder + "'"});
-        return;
-    }
-    std::optional<Background> background;
-    if (arguments.background)
-        background.emplace();
-    Session session(browsingOptions(context.options), address.host);
-    mounted::MountOptions mount = mountOptions(session, address, arguments);
-    mount.tell = [&](const std::string& line) { context.output.note(line); };
-    mount.mounted = [&] {
-        context.output.note("mounted " + address.text() + " at '" + arguments.folder +
-                            "'; 'fusermount3 -u' there" +
-                            (background ? " ends it" : ", or Ctrl-C here, ends it"));
-        context.output.result({{"address", address.text()}, {"folder", arguments.folder}});
-        Output::finish();
-        if (background)
-            background->ready();
-    };
-    try {
-        mounted::serveMount(mount);
-    } catch (const mounted::MountError& error) {
-        throw Failure(Status::LocalFile, error.what());
-    }
-}
-
-#else
-
-void runMount(Context& /*context*/, const MountArguments& /*arguments*/) {
-    throw Failure(Status::Other,
-                  "this program was built without libfuse 3, by which 'mount' works");
-}
-
-#endif
-
-} // namespace
-
-void addMountVerb(CLI::App& app, Context& context) {
-    addVerb<MountArguments>(
+void addMountVerb(CLI::App& app, Context& context, const HelperVerbs& own) {
+    addVerb<MountVerbArguments>(
         app, context,
         {"mount", "Show a tree as a folder, in which clips are folders of image files",
          "lantrix mount farm:/Library /mnt/farm"},
-        runMount, [](CLI::App& verb, MountArguments& mount) {
+        own.mount, [&](CLI::App& verb, MountVerbArguments& mount) {
             verb.add_option("ADDRESS", mount.address, "The node that becomes the folder")
                 ->required();
             verb.add_option("FOLDER", mount.folder, "The folder, which is there")->required();
@@ -134,6 +34,10 @@ void addMountVerb(CLI::App& app, Context& context) {
                                              "Go to the background once the folder is mounted");
             verb.add_flag("--foreground", "Stay until the end, as it is unless --daemon is given")
                 ->excludes(background);
+            // Before anything is opened or caught: the other program begins anew.
+            if (!own.mount)
+                verb.parse_complete_callback(
+                    [&context] { becomeHelper("lantrix-mount", "libfuse 3", context.words); });
         });
 }
 

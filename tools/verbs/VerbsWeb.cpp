@@ -5,12 +5,12 @@
 
 namespace tool {
 
-void addWebVerb(CLI::App& app, Context& context, const WebVerb& serve) {
+void addWebVerb(CLI::App& app, Context& context, const HelperVerbs& own) {
     addVerb<WebVerbArguments>(
         app, context,
         {"web", "Serve a page on which a tree and its clips can be looked at",
          "lantrix web farm:/Library/Reel --open"},
-        serve, [&](CLI::App& verb, WebVerbArguments& web) {
+        own.web, [&](CLI::App& verb, WebVerbArguments& web) {
             verb.add_option("ADDRESS", web.address, "The node that the page shows first");
             verb.add_option("--listen", web.listen,
                             "The numeric address to listen on, and behind a \":\" the port, which "
@@ -22,9 +22,9 @@ void addWebVerb(CLI::App& app, Context& context, const WebVerb& serve) {
             verb.add_option("--memory", web.memoryMiB, "MiB of frames that are kept in memory")
                 ->check(CLI::Range(1, 1 << 20, "1..1048576"));
             // Before anything is opened or caught: the other program begins anew.
-            if (!serve)
+            if (!own.web)
                 verb.parse_complete_callback(
-                    [&context] { becomeHelper("lantrix-web", context.words); });
+                    [&context] { becomeHelper("lantrix-web", "cpp-httplib", context.words); });
         });
 }
 

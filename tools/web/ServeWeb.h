@@ -3,7 +3,7 @@
 #ifndef TOOLS_WEB_SERVEWEB_H
 #define TOOLS_WEB_SERVEWEB_H
 
-#include "tools/verbs/WebVerb.h"
+#include "tools/verbs/HelperVerbs.h"
 
 namespace tool {
 

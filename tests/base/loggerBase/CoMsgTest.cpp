@@ -96,10 +96,12 @@ TEST(CoMsg, LineFollowsTheTimeZone) {
     char utc[256], elsewhere[256];
     ::setenv("TZ", "UTC0", 1);
     message.format(utc, sizeof utc);
-    char time[64];
     const std::time_t seconds = message.seconds();
-    std::strftime(time, sizeof time, " %m/%d/%y:%H:%M:%S.", std::gmtime(&seconds));
-    EXPECT_NE(nullptr, std::strstr(utc, time)) << utc;
+    char date[64], time[64];
+    std::strftime(date, sizeof date, "%Y %m/%d/", std::gmtime(&seconds)); // 4 digits, a blank, ...
+    std::strftime(time, sizeof time, ":%H:%M:%S.", std::gmtime(&seconds));
+    const std::string whole = date + 4 + std::string(date + 2, 2) + time;
+    EXPECT_NE(nullptr, std::strstr(utc, whole.c_str())) << utc;
     ::setenv("TZ", "TST-5", 1);
     message.format(elsewhere, sizeof elsewhere);
     ::unsetenv("TZ");
