@@ -60,6 +60,7 @@ void addSmallFrameRows(const Heat& heat, Report& report) {
 
 void addLargeFrameRows(const Heat& heat, Report& report) {
     report.add(heat.compare(Library, Copy, "0.97"));
+    report.add(heat.compare(Library, Exchange, ""));
     for (std::size_t rival = FirstRival; rival < heat.size(); ++rival)
         report.add(heat.compare(WithServer, rival, "1.00"));
 }
