@@ -82,7 +82,9 @@ private:
             if (threads_.empty())
                 return false;
         }
-        peers_.endSlowest();
+        // A browser that has just connected is not cut off unless many more have.
+        peers_.endSlowest(tasks_.size() < mostWaiting / 2 ? Peers::Mercy::ForAWhile
+                                                          : Peers::Mercy::None);
         return true;
     }
 

@@ -17,7 +17,7 @@ namespace {
 constexpr std::chrono::seconds idleLimit(60);      // between requests
 constexpr std::chrono::seconds headLimit(10);      // of a request, from its first byte to its last
 constexpr std::chrono::seconds stallLimit(10);     // of a reply that nobody takes
-constexpr std::chrono::milliseconds patience(250); // where others wait for a thread
+constexpr std::chrono::milliseconds patience(500); // where others wait for a thread
 constexpr int mostBytesSent = 512 << 10;           // and not taken, of a connection
 constexpr std::size_t mostHeadBytes = std::size_t{16} << 10;
 
@@ -48,7 +48,7 @@ void closeGently(int descriptor) {
 
 } // namespace
 
-void Peers::endSlowest() {
+void Peers::endSlowest(Mercy mercy) {
     const std::lock_guard<std::mutex> lock(mutex_);
     const auto since = [](const PeerSocket* peer) -> PeerSocket::Clock::rep {
         const auto waiting = peer->waitingSince_.load();
@@ -57,7 +57,9 @@ void Peers::endSlowest() {
     const auto slowest = std::min_element(
         members_.begin(), members_.end(),
         [&](const PeerSocket* a, const PeerSocket* b) { return since(a) < since(b); });
-    if (slowest == members_.end() || (*slowest)->waitingSince_.load() == 0) {
+    const auto least = mercy == Mercy::None ? PeerSocket::Clock::duration::zero() : patience;
+    const auto longAgo = (PeerSocket::Clock::now() - least).time_since_epoch().count();
+    if (slowest == members_.end() || since(*slowest) > longAgo) {
         ++wanted_;
         return;
     }

@@ -28,9 +28,11 @@ class PeerSocket;
 /// All that are connected.
 class Peers {
 public:
-    /// Ends the one that has kept us waiting for longest; when none does, the first that will for
-    /// a while.
-    void endSlowest();
+    enum class Mercy { ForAWhile, None };
+
+    /// Ends the one that has kept us waiting for longest; when none has, or not for a while yet,
+    /// the first that will for a while.
+    void endSlowest(Mercy mercy);
     /// No further one has to end.
     void spareAll() { wanted_ = 0; }
     /// Ends all, and those that will come.
