@@ -29,6 +29,7 @@ public:
     }
     bool takeText(std::string& text) { return static_cast<bool>(std::getline(input_, text, '\0')); }
     void skip(std::uint32_t count) { input_.seekg(count, std::ios::cur); }
+    std::uintmax_t position() { return static_cast<std::uintmax_t>(input_.tellg()); }
 
 private:
     std::ifstream input_;
@@ -90,7 +91,8 @@ void requireAttribute(const std::string& file, std::uintmax_t fileSize, const st
     if (!bytes.takeText(type) || !bytes.take(4, value))
         return;
     const std::uint32_t size = numberAt(value, 0);
-    if (size > fileSize)
+    const std::uintmax_t position = bytes.position();
+    if (position > fileSize || size > fileSize - position)
         failFile("can't read", file, "the file has been cut off");
     const std::uint32_t fixed = sizeOfType(type);
     const bool isRead = type == "chlist" || type == "preview" || type == "stringvector";

@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+#include <sys/socket.h>
+
 namespace {
 
 const std::string nul(1, '\0');
@@ -226,6 +228,18 @@ TEST_F(LantrixServicesTest, AnnouncementIsNotHeldBack) {
     }
     EXPECT_LT(soonest, std::chrono::milliseconds(150));
 }
+
+#ifdef MSG_MORE
+TEST_F(LantrixServicesTest, WordOfARequestWaitsForThoseBehindIt) {
+    LantrixRawDataClientConnection frames(server.host(), 7550, 0, 0);
+    server.frames({expect("a"), gate});
+    const auto begin = std::chrono::steady_clock::now();
+    frames.writePart("a", 1);
+    server.awaitGate();
+    EXPECT_GT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(100));
+    server.openGate();
+}
+#endif
 
 TEST_F(LantrixServicesTest, OddSizesAreSentAsTheyAreAndThenFail) {
     const auto tokens = [](const std::string& name, const char* size) {

@@ -70,7 +70,7 @@ TEST_F(CoMsgEnvironment, EmptyVerboseVariableGivesFullLines) {
     EXPECT_EXIT(postAndExit(post), ExitedWithCode(0),
                 "^\\[error\\] 0 Module.x:7 ../../..:..:..:..\\.[0-9][0-9][0-9] 100% of it\n$");
     const auto postLong = [] { CoMsg::postError("%s", std::string(600, 'x').c_str()); };
-    EXPECT_EXIT(postAndExit(postLong), ExitedWithCode(0), "^\\[error\\] .{503}$");
+    EXPECT_EXIT(postAndExit(postLong), ExitedWithCode(0), "^\\[error\\] 0 :0 .{498}$");
 }
 
 TEST_F(CoMsgEnvironment, PlainTextLosesTrailingBlanksOnly) {
