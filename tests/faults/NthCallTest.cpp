@@ -190,7 +190,7 @@ protected:
             problems += runAll(i, mode);
         EXPECT_EQ("", problems);
         server_.awaitNoConnections();
-        EXPECT_EQ(descriptors, openDescriptors());
+        EXPECT_GE(descriptors, openDescriptors()); // one that was just being closed has gone since
     }
 
     HealthyServer server_;

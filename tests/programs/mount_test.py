@@ -204,9 +204,9 @@ class MountTest(ToolCase):
         self.addCleanup(self.server.send_signal, signal.SIGCONT)
         with concurrent.futures.ThreadPoolExecutor(2) as players:
             first = players.submit(line[0].read_bytes)  # reads eight more ahead, two for each connection
-            time.sleep(1)
+            time.sleep(2)
             waiting = players.submit(jump[15].read_bytes)
-            time.sleep(2)  # until both wait
+            time.sleep(5)  # until both wait, also on a busy machine
             self.server.send_signal(signal.SIGCONT)
             self.assertEqual(len(first.result(100)), len(waiting.result(100)))
         wait_for(lambda: len(asked()) == 1 + 8 + 1)
