@@ -1,6 +1,9 @@
 #include "tools/verbs/HelperProgram.h"
 
 #include "tools/report/Failure.h"
+#include "tools/verbs/Context.h"
+
+#include <CLI/App.hpp>
 
 #include <cerrno>
 #include <cstring>
@@ -34,20 +37,25 @@ std::filesystem::path ownFile(const char* name) {
     return std::filesystem::canonical(name, error);
 }
 
-} // namespace
-
-void becomeHelper(const std::string& helper, const std::string& library, char** words) {
+[[noreturn]] void becomeHelper(const HelperProgram& helper, char** words) {
     const std::filesystem::path program =
-        ownFile(words[0]).parent_path() / LANTRIX_HELPERS / helper;
+        ownFile(words[0]).parent_path() / LANTRIX_HELPERS / helper.name;
     ::execv(program.c_str(), words);
     const int error = errno;
     if (error == ENOENT)
-        throw Failure(Status::Other, "'" + helper +
+        throw Failure(Status::Other, "'" + helper.name +
                                          "', which does this, is not installed; it is left out of "
                                          "builds without " +
-                                         library);
+                                         helper.library);
     throw Failure(Status::Other, "'" + program.lexically_normal().string() +
                                      "' can't be run: " + std::strerror(error));
+}
+
+} // namespace
+
+// Before anything is opened or caught: the other program begins anew.
+void leaveToHelper(CLI::App& verb, const Context& context, const HelperProgram& helper) {
+    verb.parse_complete_callback([&context, helper] { becomeHelper(helper, context.words); });
 }
 
 } // namespace tool

@@ -4,12 +4,22 @@
 
 #include <string>
 
+namespace CLI {
+class App;
+}
+
 namespace tool {
 
-/// Runs \p helper with \p words, which begin with this program's name and end with null, in this
-/// program's place: the process stays the same. Throws Failure when that can't be done, perhaps
-/// since the helper is left out of builds without \p library.
-[[noreturn]] void becomeHelper(const std::string& helper, const std::string& library, char** words);
+struct Context;
+
+struct HelperProgram {
+    std::string name;
+    std::string library; ///< It is left out of builds without this.
+};
+
+/// Once its command line has been understood, \p verb runs the helper with the same words in this
+/// program's place: the process stays the same. Throws Failure then when that can't be done.
+void leaveToHelper(CLI::App& verb, const Context& context, const HelperProgram& helper);
 
 } // namespace tool
 

@@ -34,10 +34,8 @@ void addMountVerb(CLI::App& app, Context& context, const HelperVerbs& own) {
                                              "Go to the background once the folder is mounted");
             verb.add_flag("--foreground", "Stay until the end, as it is unless --daemon is given")
                 ->excludes(background);
-            // Before anything is opened or caught: the other program begins anew.
             if (!own.mount)
-                verb.parse_complete_callback(
-                    [&context] { becomeHelper("lantrix-mount", "libfuse 3", context.words); });
+                leaveToHelper(verb, context, {"lantrix-mount", "libfuse 3"});
         });
 }
 

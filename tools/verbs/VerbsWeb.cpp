@@ -21,10 +21,8 @@ void addWebVerb(CLI::App& app, Context& context, const HelperVerbs& own) {
             verb.add_flag("--open", web.open, "Show the page in the browser");
             verb.add_option("--memory", web.memoryMiB, "MiB of frames that are kept in memory")
                 ->check(CLI::Range(1, 1 << 20, "1..1048576"));
-            // Before anything is opened or caught: the other program begins anew.
             if (!own.web)
-                verb.parse_complete_callback(
-                    [&context] { becomeHelper("lantrix-web", "cpp-httplib", context.words); });
+                leaveToHelper(verb, context, {"lantrix-web", "cpp-httplib"});
         });
 }
 
