@@ -158,16 +158,16 @@ int FrameCache::continuesRun(FrameKey key) {
     return ++runs_.front().length;
 }
 
-// How far to read ahead: enough for all connections, and half of the memory at most, shared by all
-// who read in order now.
+// How far to read ahead: a frame for each connection, and half of the memory at most, shared by all
+// who read in order now. More would take memory that is no longer in the processor's caches when
+// the frame is shown.
 int FrameCache::window(const ClipFrames& clip) const {
     const auto recent = Clock::now() - std::chrono::seconds(1);
     const auto readers = std::count_if(runs_.begin(), runs_.end(), [&](const Run& run) {
         return run.length > 1 && run.last > recent;
     });
     const std::uint64_t half = memory_ / 2 / std::max<std::uint64_t>(cost(clip), 1);
-    const std::uint64_t frames =
-        std::min<std::uint64_t>(half, std::uint64_t{2} * pool_.connections());
+    const std::uint64_t frames = std::min<std::uint64_t>(half, pool_.connections());
     return static_cast<int>(frames /
                             static_cast<std::uint64_t>(std::max<std::ptrdiff_t>(readers, 1)));
 }

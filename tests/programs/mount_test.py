@@ -193,24 +193,24 @@ class MountTest(ToolCase):
         self.assertEqual(self.told().count("ReadFrame"), FRAMES)
 
     def test_what_is_waited_for_comes_before_what_is_read_ahead(self):
-        for path in ("/line", "/jump"):
+        for path in ("/line", "/other", "/jump"):
             self.new_clip("rgb8", path, 20)
         self.mount("--trace", "--cache", "600", "-j", "4")
-        line, jump = (sorted((self.mounted / name).glob("*.tif")) for name in ("line", "jump"))
+        line, other, jump = (sorted((self.mounted / name).glob("*.tif")) for name in ("line", "other", "jump"))
 
         def asked():
             return [text.split()[4] for text in self.told().splitlines() if "ReadFrame" in text]
         self.server.send_signal(signal.SIGSTOP)
         self.addCleanup(self.server.send_signal, signal.SIGCONT)
-        with concurrent.futures.ThreadPoolExecutor(2) as players:
-            first = players.submit(line[0].read_bytes)  # reads eight more ahead, two for each connection
-            time.sleep(2)
-            waiting = players.submit(jump[15].read_bytes)
-            time.sleep(5)  # until both wait, also on a busy machine
+        with concurrent.futures.ThreadPoolExecutor(3) as players:
+            waiting = []
+            for file in (line[0], other[0], jump[15]):  # the first two have four more read ahead
+                waiting.append(players.submit(file.read_bytes))
+                time.sleep(2)  # until it waits, also on a busy machine
             self.server.send_signal(signal.SIGCONT)
-            self.assertEqual(len(first.result(100)), len(waiting.result(100)))
-        wait_for(lambda: len(asked()) == 1 + 8 + 1)
-        self.assertLess(asked().index("n2-f15"), asked().index("n1-f8"))
+            self.assertEqual(len({len(file.result(100)) for file in waiting}), 1)
+        wait_for(lambda: len(asked()) == 5 + 5 + 1)
+        self.assertLess(asked().index("n3-f15"), asked().index("n2-f4"))
 
     def test_a_long_clip_is_listed_without_asking_for_each_frame(self):
         self.tool("mkclip", "/long", "--format", "4x4x24", "--frames", "20000")
