@@ -1,4 +1,5 @@
 // The frame connection, byte by byte.
+#include "devserver/DevStream.h"
 #include "tests/devserver/RawClient.h"
 
 #include <gtest/gtest.h>
@@ -8,6 +9,10 @@
 #include <filesystem>
 #include <memory>
 #include <mutex>
+
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
 
 namespace {
 
@@ -122,5 +127,21 @@ TEST_F(DevFrameServiceTest, RequestsMayArriveInOnePiece) {
     const std::string replies = std::string("\0\0abcdefgh\0", 11) + std::string(8, '\0');
     EXPECT_EQ(replies, client_->receive(replies.size()));
 }
+
+#ifdef TCP_CONGESTION
+TEST_F(DevFrameServiceTest, FramesWithinAMachineAreNotPaced) {
+    asio::io_context context;
+    asio::ip::tcp::acceptor acceptor(context, {asio::ip::make_address("127.0.0.124"), 0});
+    asio::ip::tcp::socket client(context);
+    client.connect(acceptor.local_endpoint());
+    asio::ip::tcp::socket accepted = acceptor.accept();
+    const int descriptor = accepted.native_handle();
+    const DevStream stream(std::move(accepted), std::chrono::seconds(0));
+    char name[16] = "";
+    socklen_t size = sizeof name;
+    EXPECT_EQ(0, ::getsockopt(descriptor, IPPROTO_TCP, TCP_CONGESTION, name, &size));
+    EXPECT_STREQ("reno", name);
+}
+#endif
 
 } // namespace
