@@ -26,7 +26,7 @@ public:
     int release();
     /// The port that this socket is bound to.
     std::uint16_t port() const;
-    /// The next connection to a listening socket.
+    /// The next connection to a listening socket. What it sends is not paced.
     Socket accept() const;
 
     /// A loop of send over all bytes; \p flags are those of send.
