@@ -1,7 +1,6 @@
 #include "bench/across/FrameMover.h"
 
 #include "bench/support/Protocols.h"
-#include "lantrix/LantrixClientAPI.h"
 
 #include <cstring>
 #include <new>
@@ -65,6 +64,12 @@ Work FrameMover::moving(bool reads, std::size_t size) {
 std::unique_ptr<FrameMover> libraryFrames(const std::string& host, const FrameIds& ids,
                                           const std::string& name) {
     return std::make_unique<LibraryFrames>(host, ids, name);
+}
+
+void readByIndex(LantrixNodeHandle& clip, std::size_t size, int count) {
+    for (int i = 0; i < count; ++i)
+        if (!clip.readFrame(i % framesInClip, frameBuffer(), static_cast<int>(size)))
+            throw std::runtime_error("A frame of the peer's clip could not be read");
 }
 
 } // namespace bench

@@ -6,6 +6,7 @@
 
 #include "bench/support/Peer.h"
 #include "bench/support/Rounds.h"
+#include "lantrix/LantrixClientAPI.h"
 
 #include <cstddef>
 #include <functional>
@@ -42,6 +43,8 @@ std::unique_ptr<FrameMover> bareExchange(const std::string& host, const FrameIds
 /// A server handle of the library. Curves call it \p name.
 std::unique_ptr<FrameMover> libraryFrames(const std::string& host, const FrameIds& ids,
                                           const std::string& name);
+/// Reads \p count frames of \p size bytes of a peer's clip by their index, one after the other.
+void readByIndex(LantrixNodeHandle& clip, std::size_t size, int count);
 
 } // namespace bench
 

@@ -2,23 +2,16 @@
 #include "bench/across/Figures.h"
 
 #include "bench/support/AllocationCount.h"
-#include "lantrix/LantrixClientAPI.h"
+#include "bench/support/Protocols.h"
 
 #include <functional>
-#include <stdexcept>
 #include <string>
 
 namespace bench {
 
 namespace {
 
-constexpr int framesInClip = 100; // of each clip of the peer
 constexpr int manyReads = 90000, manyWrites = 10000;
-
-void require(bool succeeded, const LantrixServerHandle& server) {
-    if (!succeeded)
-        throw std::runtime_error(server.lastError());
-}
 
 // Allocations of `count` frames, once connections and caches are there.
 void addAllocationRow(const std::string& name, std::size_t size, const Work& work, int count,
@@ -35,11 +28,7 @@ void addAllocationRow(const std::string& name, std::size_t size, const Work& wor
 void addAllocationFigures(const Arena& arena, std::size_t size, int count, Report& report) {
     LantrixServerHandle server(arena.peer().host().c_str());
     LantrixNodeHandle clip(server, std::to_string(size).c_str());
-    const auto byIndex = [&](int frames) {
-        for (int i = 0; i < frames; ++i)
-            require(clip.readFrame(i % framesInClip, frameBuffer(), static_cast<int>(size)),
-                    server);
-    };
+    const auto byIndex = [&](int frames) { readByIndex(clip, size, frames); };
     addAllocationRow("read by index, with read-ahead", size, byIndex, count, report);
     addAllocationRow("read by id", size, arena.lantrix->moving(/*reads=*/true, size), count,
                      report);

@@ -85,11 +85,17 @@ void runProbe(const std::string& host) {
     const auto library = libraryFrames(host, ids, "");
     const auto bare = bareExchange(host, ids);
     const LantrixServerHandle server(host.c_str());
+    std::map<std::size_t, LantrixNodeHandle> clips; // by the size of their frames
     const std::map<std::string, std::function<void(std::size_t, int)>> actions{
         {"read", [&](std::size_t size, int count) { library->read(size, count); }},
         {"write", [&](std::size_t size, int count) { library->write(size, count); }},
         {"bare-read", [&](std::size_t size, int count) { bare->read(size, count); }},
         {"bare-write", [&](std::size_t size, int count) { bare->write(size, count); }},
+        {"read-by-index",
+         [&](std::size_t size, int count) {
+             const auto clip = clips.try_emplace(size, server, std::to_string(size).c_str()).first;
+             readByIndex(clip->second, size, count);
+         }},
         {"ping",
          [&](std::size_t, int count) {
              while (count-- > 0)

@@ -50,7 +50,8 @@ private:
 
 /// What a probe does: for each line "WHAT SIZE COUNT" on standard input it prints an empty one when
 /// that is done. WHAT is "read" or "write" (frames of SIZE bytes through the library), "bare-read"
-/// or "bare-write" (the same exchange by plain loops), "ping", or "children" (of a node with SIZE).
+/// or "bare-write" (the same exchange by plain loops), "read-by-index" (of a peer's clip), "ping",
+/// or "children" (of a node with SIZE).
 void runProbe(const std::string& host);
 
 } // namespace bench

@@ -8,6 +8,7 @@ or what was measured. PEER answers from memory, SERVER is the development server
 import ctypes
 import functools
 import importlib.util
+import mmap
 import sys
 from typing import Any
 
@@ -15,7 +16,7 @@ import numpy
 
 import lantrix
 
-PAGE = 4096
+LARGEST = 50 << 20  # bytes of a frame
 FRAMES = 100  # of each clip of the peer
 RIVALS = ("requests", "redis")
 COUNTERS = ("_ZN5bench15allocationCountEv", "_ZN5bench14allocatedBytesEv")  # what is preloaded
@@ -27,10 +28,13 @@ class Probe:
     def __init__(self, peer: str, server: str) -> None:
         self.peer = lantrix.Server(peer)
         self.server = lantrix.Server(server)
+        # For frames of all sizes, at a page, as the other side has it: so that caches treat both alike.
+        self.memory = numpy.frombuffer(mmap.mmap(-1, LARGEST, mmap.MAP_PRIVATE | mmap.MAP_ANONYMOUS), numpy.uint8)
+        self.memory.fill(1)
 
     @functools.lru_cache(None)
     def clip_and_array(self, size: int) -> tuple[lantrix.Clip, Any]:
-        return lantrix.Clip(self.peer, str(size)), _aligned(size)
+        return lantrix.Clip(self.peer, str(size)), self.memory[:size].reshape(1, size)
 
     def read_into(self, size: int, count: int) -> None:
         clip, out = self.clip_and_array(size)
@@ -73,13 +77,6 @@ class Probe:
             after = blocks(), bytes_()
         per_frame = [(now - then) / count for now, then in zip(after, before)]
         return f"{per_frame[0]:.2f} of {per_frame[1]:.0f} B"
-
-
-def _aligned(size: int) -> Any:
-    """An array that begins at a page, as the memory of the other side does."""
-    memory = numpy.empty(size + PAGE, numpy.uint8)
-    start = -memory.ctypes.data % PAGE
-    return memory[start : start + size].reshape(1, size)
 
 
 @functools.lru_cache(None)

@@ -28,7 +28,7 @@ std::string formatOfFrames(const std::string& bytes) {
 
 std::string frameList() {
     std::string list;
-    for (int i = 0; i < 100; ++i)
+    for (int i = 0; i < framesInClip; ++i)
         list += "frame" + std::to_string(i) + ",";
     return list;
 }

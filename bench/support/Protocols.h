@@ -12,6 +12,7 @@
 namespace bench {
 
 constexpr std::size_t largestFrame = std::size_t{50} << 20;
+constexpr int framesInClip = 100; ///< Of each clip.
 
 /// What a client sends first on a connection for copies, as its bytes in memory: then `count`
 /// frames of `size` bytes go one way, without anything between them. To those that the client

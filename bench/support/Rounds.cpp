@@ -40,6 +40,10 @@ double secondsOf(const std::function<void()>& body) {
     return std::chrono::duration<double>(Clock::now() - begin).count();
 }
 
+void Samples::add(const Samples& others) {
+    seconds_.insert(seconds_.end(), others.seconds_.begin(), others.seconds_.end());
+}
+
 double Samples::ninetieth() const {
     std::vector<double> sorted = seconds_;
     std::sort(sorted.begin(), sorted.end());

@@ -24,6 +24,8 @@ double secondsOf(const std::function<void()>& body);
 class Samples {
 public:
     void add(double secondsPerItem) { seconds_.push_back(secondsPerItem); }
+    /// More rounds, those of the same contender in another race.
+    void add(const Samples& others);
     double perItem() const { return median(seconds_); }
     /// The time that nine of ten were not above.
     double ninetieth() const;
