@@ -69,10 +69,9 @@ void runUnlocked(const std::function<void()>& work) {
 }
 
 std::unique_lock<std::timed_mutex> Turn::wait(const Watch& watch) {
-    std::unique_lock<std::timed_mutex> turn(mutex_, std::defer_lock);
-    while (!turn.try_lock_for(std::chrono::milliseconds(20)))
-        if (watch.ending() != Ending::None)
-            break;
+    std::unique_lock<std::timed_mutex> turn(mutex_, std::try_to_lock);
+    while (!turn.owns_lock() && watch.ending() == Ending::None)
+        (void)turn.try_lock_for(std::chrono::milliseconds(20));
     return turn;
 }
 

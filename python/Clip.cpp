@@ -4,6 +4,19 @@
 
 namespace python {
 
+namespace {
+
+// An array that can be filled in place is asked directly: as a buffer, numpy describes it anew,
+// which is a tenth of what a call costs. For any other its refusal as a buffer is the error.
+char* writableBytes(const py::array& array) {
+    const bool isDense = (array.flags() & py::array::c_style) != 0;
+    if (!isDense || !array.writeable())
+        return Memory(array.ptr(), PyBUF_WRITABLE | PyBUF_C_CONTIGUOUS).bytes();
+    return static_cast<char*>(const_cast<void*>(array.data()));
+}
+
+} // namespace
+
 const Layout& Node::Clip::known() const {
     if (!layout)
         throw BindingError(ErrorKind::BadFrame, whyNoLayout);
@@ -127,20 +140,23 @@ py::bytes Node::readRaw(long long index) {
 void Node::readInto(long long index, const py::object& out) {
     const auto known = clip();
     const int place = known->place(index);
-    const bool isArray = py::isinstance<py::array>(out);
-    if (isArray)
-        known->known().check(py::reinterpret_borrow<py::array>(out));
-    const Memory memory(out.ptr(), PyBUF_WRITABLE | PyBUF_C_CONTIGUOUS);
-    if (!isArray)
+    if (!py::isinstance<py::array>(out)) {
+        const Memory memory(out.ptr(), PyBUF_WRITABLE | PyBUF_C_CONTIGUOUS);
         memory.check(known->frameSize);
-    if (!isArray || known->known().isPlain()) {
         readBytes(place, memory.bytes(), known->frameSize);
         return;
     }
+    const auto array = py::reinterpret_borrow<py::array>(out);
+    known->known().check(array);
+    char* const samples = writableBytes(array);
+    if (known->known().isPlain()) {
+        readBytes(place, samples, known->frameSize);
+        return;
+    }
     // Packed pixels are shorter than their samples: they arrive at the array's end.
-    char* const words = memory.bytes() + known->known().arrayBytes() - known->frameSize;
+    char* const words = samples + known->known().arrayBytes() - known->frameSize;
     readBytes(place, words, known->frameSize);
-    runUnlocked([&] { known->known().unpack(words, memory.bytes()); });
+    runUnlocked([&] { known->known().unpack(words, samples); });
 }
 
 void Node::write(long long index, const py::array& frame) {

@@ -38,16 +38,22 @@ void translate(std::exception_ptr thrown) {
     }
 }
 
+// Of any object that stands for a whole number. What is beyond all numbers is beyond all frames.
+long long indexOf(PyObject* object) {
+    int overflow = 0;
+    const long long index = PyLong_AsLongLongAndOverflow(object, &overflow);
+    if (index == -1 && PyErr_Occurred() != nullptr)
+        throw py::error_already_set();
+    return overflow == 0 ? index : std::numeric_limits<long long>::max();
+}
+
 // pybind11 allocates for each call; this one is made for each frame, and allocates nothing.
 PyObject* readInto(PyObject* self, PyObject* const* arguments, Py_ssize_t count) {
     try {
         if (count != 2)
             throw py::type_error("read_into takes an index and what to read into");
-        const long long index = PyLong_AsLongLong(arguments[0]);
-        if (index == -1 && PyErr_Occurred() != nullptr)
-            throw py::error_already_set();
         py::cast<Node&>(py::handle(self))
-            .readInto(index, py::reinterpret_borrow<py::object>(arguments[1]));
+            .readInto(indexOf(arguments[0]), py::reinterpret_borrow<py::object>(arguments[1]));
         return py::none().release().ptr();
     } catch (py::error_already_set& error) {
         error.restore();

@@ -67,7 +67,7 @@ class Clip(Node):
         bytes (bytearray, memoryview) that takes the bytes of the frame as they are. Raises BadFrame
         when it does not fit; BufferError or ValueError when it can't be written in place.
         """
-        self._core.read_into(_index(index), out)
+        self._core.read_into(index, out)
 
     def raw(self, index: int) -> bytes:
         """The bytes of a frame as they are on the wire, whatever the layout."""
