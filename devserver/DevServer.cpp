@@ -23,11 +23,15 @@
 #include <mutex>
 #include <new>
 #include <stdexcept>
+#include <string_view>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <signal.h>
+#include <sys/socket.h>
 
 namespace {
 
@@ -50,6 +54,17 @@ asio::ip::address listenAddress(const DevServerOptions& options) {
                              endpoint.address().to_string() + ": " + error.message() + ".");
 }
 
+// What goes to programs on the same machine is not paced, which they take as fast as it comes:
+// where a system prefers BBR, frames would have about half the speed. Connections take it over from
+// the socket that listens; one that has begun to pace goes on with it.
+void sendUnpaced([[maybe_unused]] tcp::acceptor& acceptor) {
+#ifdef TCP_CONGESTION
+    constexpr std::string_view unpaced = "reno";
+    ::setsockopt(acceptor.native_handle(), IPPROTO_TCP, TCP_CONGESTION, unpaced.data(),
+                 unpaced.size());
+#endif
+}
+
 // Holds the port. Clients are refused until it listens.
 tcp::acceptor boundAcceptor(asio::io_context& context, const tcp::endpoint& endpoint) {
     tcp::acceptor acceptor(context);
@@ -61,6 +76,8 @@ tcp::acceptor boundAcceptor(asio::io_context& context, const tcp::endpoint& endp
         acceptor.bind(endpoint, error);
     if (error)
         failToListen(endpoint, error);
+    if (endpoint.address().is_loopback())
+        sendUnpaced(acceptor);
     return acceptor;
 }
 

@@ -57,31 +57,24 @@ void keepAlive(int socket) {
 #endif
 }
 
-// A program on the same machine takes frames as fast as they come: where a system prefers BBR,
-// which paces, they would have about half the speed there.
-void sendUnpaced([[maybe_unused]] int socket) {
-#ifdef TCP_CONGESTION
-    constexpr std::string_view unpaced = "reno";
-    ::setsockopt(socket, IPPROTO_TCP, TCP_CONGESTION, unpaced.data(), unpaced.size());
-#endif
-}
-
 iovec pieceOf(std::string_view text) {
     return {const_cast<char*>(text.data()), text.size()}; // only ever read
+}
+
+std::string peerOf(const asio::ip::tcp::socket& socket) {
+    std::error_code error;
+    const asio::ip::tcp::endpoint peer = socket.remote_endpoint(error);
+    return error ? "a peer that is gone"
+                 : peer.address().to_string() + ":" + std::to_string(peer.port());
 }
 
 } // namespace
 
 DevStream::DevStream(asio::ip::tcp::socket socket, std::chrono::seconds idle)
-    : socket_(std::move(socket)), peer_("a peer that is gone") {
-    std::error_code gone, ignored;
-    const asio::ip::tcp::endpoint peer = socket_.remote_endpoint(gone);
-    if (!gone)
-        peer_ = peer.address().to_string() + ":" + std::to_string(peer.port());
+    : socket_(std::move(socket)), peer_(peerOf(socket_)) {
+    std::error_code ignored;
     socket_.set_option(asio::ip::tcp::no_delay(true), ignored);
     keepAlive(socket_.native_handle());
-    if (peer.address().is_loopback())
-        sendUnpaced(socket_.native_handle());
     const timeval longest{static_cast<decltype(timeval::tv_sec)>(idle.count()), 0};
     for (const int direction : {SO_RCVTIMEO, SO_SNDTIMEO})
         ::setsockopt(socket_.native_handle(), SOL_SOCKET, direction, &longest, sizeof longest);

@@ -14,8 +14,7 @@
 
 class DevStream {
 public:
-    /// \p socket is connected and blocking. Small writes leave at once, and what goes to a peer on
-    /// the same machine is not paced. A peer that vanished
+    /// \p socket is connected and blocking. Small writes leave at once. A peer that vanished
     /// without a word is found out within minutes, one that moves nothing for \p idle ends the
     /// stream; zero waits for ever.
     DevStream(asio::ip::tcp::socket socket, std::chrono::seconds idle);

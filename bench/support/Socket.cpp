@@ -71,6 +71,10 @@ Socket Socket::listenAt(std::uint32_t address, std::uint16_t port) {
     const sockaddr_in name = nameOf(address, port);
     if (::bind(socket.fd_, reinterpret_cast<const sockaddr*>(&name), sizeof name) != 0)
         failWithErrno("bind");
+    // Where the system prefers BBR, its pacing would be what is measured.
+    static constexpr char unpaced[] = "reno";
+    if (::setsockopt(socket.fd_, IPPROTO_TCP, TCP_CONGESTION, unpaced, sizeof unpaced - 1) != 0)
+        failWithErrno("setsockopt");
     if (::listen(socket.fd_, SOMAXCONN) != 0)
         failWithErrno("listen");
     return socket;
@@ -112,10 +116,6 @@ Socket Socket::accept() const {
     if (socket.fd_ < 0)
         failWithErrno("accept");
     setOption(socket.fd_, IPPROTO_TCP, TCP_NODELAY);
-    // Where the system prefers BBR, its pacing would be what is measured.
-    static constexpr char unpaced[] = "reno";
-    if (::setsockopt(socket.fd_, IPPROTO_TCP, TCP_CONGESTION, unpaced, sizeof unpaced - 1) != 0)
-        failWithErrno("setsockopt");
     return socket;
 }
 

@@ -12,7 +12,8 @@ namespace bench {
 
 class Socket {
 public:
-    /// Listens on \p address (host byte order); port 0 is any free one.
+    /// Listens on \p address (host byte order); port 0 is any free one. What the connections to it
+    /// send is not paced.
     static Socket listenAt(std::uint32_t address, std::uint16_t port);
     /// Connects without delaying small segments, as the library does.
     static Socket connectTo(const std::string& host, std::uint16_t port);
@@ -26,7 +27,7 @@ public:
     int release();
     /// The port that this socket is bound to.
     std::uint16_t port() const;
-    /// The next connection to a listening socket. What it sends is not paced.
+    /// The next connection to a listening socket.
     Socket accept() const;
 
     /// A loop of send over all bytes; \p flags are those of send.
