@@ -103,7 +103,7 @@ void addReadRow(const Arena& arena, std::size_t size, const char* goal, Report& 
     std::vector<Samples> all(2);
     for (int i = 0; i < interpreters; ++i) {
         const Probe handle(arena.peer().host(), 0);
-        raceWithNew(arena, "read_into", size, handle.doing("read-by-index", size), {15, 0.03}, all);
+        raceWithNew(arena, "read_into", size, handle.doing("read-by-index", size), {3, 0.1}, all);
     }
     report.add(frameRow(size, "read_into", all[0], "handle", all[1], goal));
 }
