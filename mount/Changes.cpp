@@ -208,11 +208,7 @@ void FileSystem::store(fuse_req_t request, const Drafts::Pointer& draft, int ind
         return failure;
     };
     ask(request, question, [=, answer = std::move(answer)](fuse_req_t asked) {
-        {
-            const std::lock_guard<std::mutex> lock(draft->mutex);
-            draft->stored = changes;
-            drafts_.setTime(FileNumber::ofFrame(node->number, index), draft->changed);
-        }
+        drafts_.setStored(*draft, changes, FileNumber::ofFrame(node->number, index));
         frames_.drop({node->number, index});
         if (index >= folder->clip()->count())
             nodes_.drop(node->number);

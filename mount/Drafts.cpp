@@ -156,6 +156,13 @@ int Drafts::fill(Draft& draft, const char* bytes, std::size_t size) {
     return error;
 }
 
+void Drafts::setStored(Draft& draft, std::uint64_t changes, FileNumber frame) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard<std::mutex> itsLock(draft.mutex);
+    draft.stored = changes;
+    times_[frame.whole()] = draft.changed;
+}
+
 timespec Drafts::time(FileNumber frame, timespec otherwise) const {
     const std::lock_guard<std::mutex> lock(mutex_);
     const auto found = times_.find(frame.whole());

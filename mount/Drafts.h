@@ -82,6 +82,8 @@ public:
     /// What a frame's file holds already; it is not a change.
     [[nodiscard]] int fill(Draft& draft, const char* bytes, std::size_t size);
 
+    /// What the file held after so many changes is the frame now.
+    void setStored(Draft& draft, std::uint64_t changes, FileNumber frame);
     /// When a frame was written, as long as that is known; else \p otherwise.
     [[nodiscard]] timespec time(FileNumber frame, timespec otherwise) const;
     void setTime(FileNumber frame, timespec time);
