@@ -38,13 +38,17 @@ void translate(std::exception_ptr thrown) {
     }
 }
 
-// Of any object that stands for a whole number. What is beyond all numbers is beyond all frames.
+// Of any object that stands for a whole number.
 long long indexOf(PyObject* object) {
     int overflow = 0;
     const long long index = PyLong_AsLongLongAndOverflow(object, &overflow);
     if (index == -1 && PyErr_Occurred() != nullptr)
         throw py::error_already_set();
-    return overflow == 0 ? index : std::numeric_limits<long long>::max();
+    if (overflow != 0) {
+        throw BindingError(ErrorKind::IndexNotFound,
+                           "no clip has a frame " + std::string(py::str(py::handle(object))));
+    }
+    return index;
 }
 
 // pybind11 allocates for each call; this one is made for each frame, and allocates nothing.

@@ -88,9 +88,11 @@ def test_clip_is_a_sequence(clip: lantrix.Clip) -> None:
     assert [i for i, frame in clip.frames([3, -1, 3]) if frame.min() == i] == [3, 19, 3]
     kept = list(clip.frames(ahead=0, connections=1))  # all at once: none is overwritten
     assert [frame.min() for _, frame in kept] == list(range(20))
-    for index in (20, -21, 2**40):
+    for index in (20, -21, 2**40, -(2**70)):
         with pytest.raises(IndexError):
             clip[index]
+        with pytest.raises(IndexError, match=f"frame {index}"):
+            clip.read_into(index, clip[0])
     clip.resize(5)
     assert len(clip) == 5 and clip[4].max() == 4
     assert clip.write(clip[0:2], start=4) == 2 and len(clip) == 6
