@@ -132,7 +132,8 @@ TEST_F(DevFrameServiceTest, FramesWithinAMachineAreNotPaced) {
     start("127.0.0.139");
     EXPECT_EQ("", client_->read("n1-f0", 8));
     int sockets = 0; // that listens, and the one accepted
-    for (int descriptor = 0; descriptor < 1024; ++descriptor) {
+    for (const auto& entry : std::filesystem::directory_iterator("/dev/fd")) {
+        const int descriptor = std::stoi(entry.path().filename());
         sockaddr_in name{};
         socklen_t size = sizeof name;
         if (::getsockname(descriptor, reinterpret_cast<sockaddr*>(&name), &size) != 0 ||
