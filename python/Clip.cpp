@@ -8,11 +8,11 @@ namespace {
 
 // An array that can be filled in place is asked directly: as a buffer, numpy describes it anew,
 // which is a tenth of what a call costs. For any other its refusal as a buffer is the error.
-char* writableBytes(const py::array& array) {
+char* writableBytes(py::array& array) {
     const bool isDense = (array.flags() & py::array::c_style) != 0;
     if (!isDense || !array.writeable())
         return Memory(array.ptr(), PyBUF_WRITABLE | PyBUF_C_CONTIGUOUS).bytes();
-    return static_cast<char*>(const_cast<void*>(array.data()));
+    return static_cast<char*>(array.mutable_data());
 }
 
 } // namespace
@@ -146,7 +146,7 @@ void Node::readInto(long long index, const py::object& out) {
         readBytes(place, memory.bytes(), known->frameSize);
         return;
     }
-    const auto array = py::reinterpret_borrow<py::array>(out);
+    auto array = py::reinterpret_borrow<py::array>(out);
     known->known().check(array);
     char* const samples = writableBytes(array);
     if (known->known().isPlain()) {
